@@ -1,0 +1,60 @@
+#pragma once
+
+#include <cstdint>
+
+namespace tq_util {
+
+/// A 64-bit counter that records embed for the host's sharing scheme. Trivial: zero bytes are a
+/// valid counter of 0.
+struct atomic_t
+{
+    std::int64_t counter;
+};
+
+struct TMemPool;
+
+/// One block of a pool, free or in use.
+struct TMemBlockNode
+{
+    void* pMem;           // the block, 32-byte aligned
+    unsigned uiSize;      // bytes of the block: its size class
+    TMemPool* pPool;      // the pool that the block goes back to
+    TMemBlockNode* pNext; // next block of the same list
+};
+
+/// The pool's lock, budget and books.
+class TQLock;
+
+/// Size classes of a pool: 16 bytes, 32, 64, … 2 GiB.
+inline constexpr unsigned MEM_POOL_CLASSES = 28;
+
+/// A block pool with one free list for each power-of-two size class. Made by createMemPool only.
+struct TMemPool
+{
+    TMemBlockNode* apFree[MEM_POOL_CLASSES]; // released blocks, ready for reuse
+    TMemBlockNode* apUsed[MEM_POOL_CLASSES]; // blocks in use
+    TQLock* pLock;                           // guards both
+};
+
+/// Makes a pool. uiMaxBytes bounds what the pool takes from the system, its own bookkeeping
+/// included; 0 means no bound. The caller owns the pool. Null when out of memory.
+[[nodiscard]] TMemPool* createMemPool(std::uint64_t uiMaxBytes = 0) noexcept;
+
+/// Gives the pool and every block of it, in use or not, back to the system. Accepts null.
+void destroyMemPool(TMemPool* pMemPool) noexcept;
+
+/// Takes a block of at least uiSize bytes (0 gives a valid block too), 32-byte aligned, content
+/// unspecified. pFile (kept by pointer: a constant text) and iLine name the taker in the leak report.
+/// Null when uiSize exceeds the largest class, the budget is spent even after all free blocks went
+/// back, or the system has no memory. Callable from several threads at once.
+[[nodiscard]] void* getMemBlock(unsigned uiSize, TMemPool* pMemPool, const char* pFile, int iLine) noexcept;
+
+/// Returns a block to the pool that it came from. Not null. Callable from several threads at once.
+void releaseMemBlock(void* pBlock, const char* pFile, int iLine) noexcept;
+
+/// The leak report: calls pReport once for each block in use with the size asked for and the place
+/// it was taken at. pReport must not call into the pool.
+void reportBlocksInUse(const TMemPool* pMemPool,
+                       void (*pReport)(void* pContext, const char* pFile, int iLine, unsigned uiSize), void* pContext);
+
+} // namespace tq_util

@@ -1,0 +1,225 @@
+#include "ShortTermRefPicSet.h"
+
+#include "SequenceParameterSet.h"
+#include "SyntaxRead.h"
+
+namespace h265_codec {
+
+using namespace syntax;
+
+namespace {
+
+// 7.4.8: sums of POC deltas wrap in 32 bits.
+constexpr int addWrapping(int iLeft, int iRight) noexcept
+{
+    return static_cast<int>(static_cast<unsigned>(iLeft) + static_cast<unsigned>(iRight));
+}
+
+// The reference set as it stands before the derivation, which may write over it, and the flags that
+// inter prediction codes for its entries: all 256 that a count can name, 0 where none was coded.
+struct InterPrediction
+{
+    unsigned NumNegativePics;
+    unsigned NumDeltaPocs;
+    int DeltaPoc[MAX_REF_PICS];
+    bool used_by_curr_pic_flag[256];
+    bool use_delta_flag[256];
+};
+
+// Appends the entries that 7.4.8 derives to the joined list.
+class CDerivedList
+{
+public:
+    CDerivedList(ShortTermRefPicSet* strps, const InterPrediction& reference) noexcept
+        : m_strps(strps), m_reference(reference)
+    {}
+
+    void appendNegative(unsigned k) noexcept
+    {
+        if (isCandidate(k) && dPoc(k) < 0)
+            append(dPoc(k), k, m_strps->NumNegativePics);
+    }
+
+    void appendPositive(unsigned k) noexcept
+    {
+        if (isCandidate(k) && dPoc(k) > 0)
+            append(dPoc(k), k, m_strps->NumPositivePics);
+    }
+
+    // The reference set's own picture, deltaRps away; it does not depend on a stored entry.
+    void appendReferencePicture(unsigned char& NumPics) noexcept
+    {
+        const unsigned k = m_reference.NumDeltaPocs;
+        if (m_reference.use_delta_flag[k])
+            append(m_strps->deltaRps, k, NumPics);
+    }
+
+private:
+    [[nodiscard]] bool isCandidate(unsigned k) const noexcept
+    {
+        return k < MAX_REF_PICS && m_reference.use_delta_flag[k];
+    }
+
+    [[nodiscard]] int dPoc(unsigned k) const noexcept
+    {
+        return addWrapping(m_reference.DeltaPoc[k], m_strps->deltaRps);
+    }
+
+    void append(int dPoc, unsigned k, unsigned char& NumPics) noexcept
+    {
+        ++NumPics;
+        if (m_uiEntry < MAX_REF_PICS) {
+            m_strps->DeltaPoc[m_uiEntry] = dPoc;
+            m_strps->UsedByCurrPic[m_uiEntry] = m_reference.used_by_curr_pic_flag[k];
+            m_strps->UseDeltaFlagOfPic[m_uiEntry] = true;
+        }
+        ++m_uiEntry;
+    }
+
+    ShortTermRefPicSet* m_strps;
+    const InterPrediction& m_reference;
+    unsigned m_uiEntry = 0;
+};
+
+// 7.4.8 (7-61) and (7-62)
+void deriveLists(ShortTermRefPicSet* strps, const InterPrediction& reference) noexcept
+{
+    const unsigned uiNegative = reference.NumNegativePics;
+    const unsigned uiAll = reference.NumDeltaPocs;
+    CDerivedList list(strps, reference);
+    if (strps->deltaRps < 0) {
+        for (unsigned k = uiAll; k-- > uiNegative;)
+            list.appendNegative(k);
+        list.appendReferencePicture(strps->NumNegativePics);
+    }
+    for (unsigned k = 0; k < uiNegative; ++k)
+        list.appendNegative(k);
+    if (strps->deltaRps > 0) {
+        for (unsigned k = uiNegative; k-- > 0;)
+            list.appendPositive(k);
+        list.appendReferencePicture(strps->NumPositivePics);
+    }
+    for (unsigned k = uiNegative; k < uiAll; ++k)
+        list.appendPositive(k);
+    strps->NumDeltaPocs = static_cast<unsigned char>(strps->NumNegativePics + strps->NumPositivePics);
+}
+
+// 7.3.7, inter_ref_pic_set_prediction_flag equal to 1
+template <class TReader>
+int readPredicted(SPS* sps, ShortTermRefPicSet* strps, int stRpsIdx, TReader* pBS) noexcept
+{
+    int RefRpsIdx = stRpsIdx - 1;
+    if (stRpsIdx == sps->num_short_term_ref_pic_sets) {
+        const int iResult = read(pBS, uePlus<unsigned char>(strps->delta_idx, 1));
+        if (iResult != 0)
+            return iResult;
+        RefRpsIdx = stRpsIdx - strps->delta_idx;
+        if (RefRpsIdx < 0)
+            return E_BS_NOT_ENOUGH_BITS;
+    }
+
+    bool delta_rps_sign = false;
+    unsigned char abs_delta_rps_minus1 = 0;
+    int iResult = read(pBS, flag(delta_rps_sign), ue(abs_delta_rps_minus1));
+    if (iResult != 0)
+        return iResult;
+    // (7-60) in 8 bits, which the value can wrap: 256 becomes 0 and 128 becomes -128.
+    const int iAbsDeltaRps = abs_delta_rps_minus1 + 1;
+    strps->deltaRps = static_cast<signed char>(delta_rps_sign ? -iAbsDeltaRps : iAbsDeltaRps);
+
+    // delta_idx can wrap to 0: the set being read is then its own, empty, reference.
+    const ShortTermRefPicSet& ref = RefRpsIdx == stRpsIdx ? *strps : sps->pShortTermRefPicSet[RefRpsIdx];
+    InterPrediction reference = {};
+    reference.NumNegativePics = ref.NumNegativePics;
+    reference.NumDeltaPocs = ref.NumDeltaPocs;
+    std::memcpy(reference.DeltaPoc, ref.DeltaPoc, sizeof(reference.DeltaPoc));
+
+    for (unsigned j = 0; j <= reference.NumDeltaPocs; ++j) {
+        bool bDropped = false;
+        reference.use_delta_flag[j] = true;
+        iResult = read(pBS, flag(reference.used_by_curr_pic_flag[j]));
+        entryOr(strps->used_by_curr_pic_flag, j, bDropped) = reference.used_by_curr_pic_flag[j];
+        if (iResult != 0)
+            return iResult;
+        if (!reference.used_by_curr_pic_flag[j])
+            iResult = read(pBS, flag(reference.use_delta_flag[j]));
+        entryOr(strps->use_delta_flag, j, bDropped) = reference.use_delta_flag[j];
+        if (iResult != 0)
+            return iResult;
+    }
+    deriveLists(strps, reference);
+    return 0;
+}
+
+// 7.3.7, inter_ref_pic_set_prediction_flag equal to 0
+template <class TReader>
+int readExplicit(ShortTermRefPicSet* strps, TReader* pBS) noexcept
+{
+    int iResult = read(pBS, ue(strps->NumNegativePics), ue(strps->NumPositivePics));
+    if (iResult != 0)
+        return iResult;
+    const int iNegative = strps->NumNegativePics;
+    const int iAll = iNegative + strps->NumPositivePics;
+    strps->NumDeltaPocs = static_cast<unsigned char>(iAll);
+
+    // The index is kept in 8 bits with a sign: at counts of 128 and more it wraps, and the payload ends
+    // the loop. Entries that the record has no room for are read and dropped.
+    int iDropped = 0;
+    bool bDropped = false;
+    int iPrevious = 0;
+    for (signed char i = 0; i < iNegative; i = static_cast<signed char>(i + 1)) {
+        const unsigned uiEntry = static_cast<unsigned>(i);
+        unsigned delta_poc_s0_minus1 = 0;
+        iResult = read(pBS, ue(delta_poc_s0_minus1));
+        if (iResult != 0)
+            return iResult;
+        iPrevious = static_cast<int>(static_cast<unsigned>(iPrevious) - 1 - delta_poc_s0_minus1);
+        entryOr(strps->DeltaPoc, uiEntry, iDropped) = iPrevious;
+        iResult = read(pBS, flag(entryOr(strps->UsedByCurrPic, uiEntry, bDropped)));
+        if (iResult != 0)
+            return iResult;
+    }
+    iPrevious = 0;
+    for (signed char i = static_cast<signed char>(iNegative); i < iAll; i = static_cast<signed char>(i + 1)) {
+        const unsigned uiEntry = static_cast<unsigned>(i);
+        unsigned delta_poc_s1_minus1 = 0;
+        iResult = read(pBS, ue(delta_poc_s1_minus1));
+        if (iResult != 0)
+            return iResult;
+        iPrevious = static_cast<int>(static_cast<unsigned>(iPrevious) + 1 + delta_poc_s1_minus1);
+        entryOr(strps->DeltaPoc, uiEntry, iDropped) = iPrevious;
+        iResult = read(pBS, flag(entryOr(strps->UsedByCurrPic, uiEntry, bDropped)));
+        if (iResult != 0)
+            return iResult;
+    }
+    return 0;
+}
+
+// 7.3.7
+template <class TReader>
+int readShortTermRefPicSet(SPS* sps, ShortTermRefPicSet* strps, int stRpsIdx, TReader* pBS) noexcept
+{
+    std::memset(strps, 0, sizeof(*strps));
+    if (stRpsIdx != 0) {
+        const int iResult = read(pBS, flag(strps->inter_ref_pic_set_prediction_flag));
+        if (iResult != 0)
+            return iResult;
+    }
+    if (strps->inter_ref_pic_set_prediction_flag)
+        return readPredicted(sps, strps, stRpsIdx, pBS);
+    return readExplicit(strps, pBS);
+}
+
+} // namespace
+
+int read_short_term_ref_pic_set(SPS* sps, ShortTermRefPicSet* strps, int stRpsIdx, CBitStreamReader* pBS) noexcept
+{
+    return readShortTermRefPicSet(sps, strps, stRpsIdx, pBS);
+}
+
+int read_short_term_ref_pic_set(SPS* sps, ShortTermRefPicSet* strps, int stRpsIdx, CRbspReader* pBS) noexcept
+{
+    return readShortTermRefPicSet(sps, strps, stRpsIdx, pBS);
+}
+
+} // namespace h265_codec

@@ -1,0 +1,47 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <span>
+#include <stdexcept>
+#include <string>
+
+namespace h265_stream {
+
+/// A source could not be opened or read: what() says why, ulOffset how far it got.
+class CSourceError : public std::runtime_error
+{
+public:
+    CSourceError(const std::string& reason, std::uint64_t ulOffset) : std::runtime_error(reason), m_ulOffset(ulOffset)
+    {}
+
+    /// Bytes read before the error.
+    [[nodiscard]] std::uint64_t offset() const noexcept { return m_ulOffset; }
+
+private:
+    std::uint64_t m_ulOffset;
+};
+
+/// The bytes of a stream, front to back, in pieces: a memory-mapped file, a pipe, or bytes in memory.
+class CByteSource
+{
+public:
+    virtual ~CByteSource() = default;
+
+    /// The next piece, empty at the end; valid until the next call. Throws CSourceError.
+    virtual std::span<const unsigned char> next() = 0;
+
+    /// The first bytes of the stream (up to 4096, fewer only when the stream is shorter), to tell what
+    /// it looks like. Does not move the source.
+    virtual std::span<const unsigned char> head() = 0;
+};
+
+/// Opens a file, "-" standing for standard input. Throws CSourceError for what cannot be opened or is
+/// a directory.
+std::unique_ptr<CByteSource> openByteSource(const std::string& path);
+
+/// Bytes in memory, which the caller keeps.
+std::unique_ptr<CByteSource> makeByteSource(std::span<const unsigned char> bytes);
+
+} // namespace h265_stream
