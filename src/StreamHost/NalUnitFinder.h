@@ -1,0 +1,79 @@
+#pragma once
+
+#include "NalUnit.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <span>
+#include <vector>
+
+namespace h265_stream {
+
+/// Bytes of a parameter set that are kept and handed on; ulSize counts the others too. Far above what
+/// any parameter set needs.
+inline constexpr std::size_t MAX_PARAMETER_SET_BYTES = std::size_t{64} << 20;
+
+/// Whether NAL units of the type are VPS, SPS or PPS.
+constexpr bool isParameterSet(unsigned char nal_unit_type) noexcept
+{
+    return nal_unit_type >= VPS_NUT && nal_unit_type <= PPS_NUT;
+}
+
+/// A NAL unit of a byte stream.
+struct NalUnit
+{
+    NalUnitHeader header;
+    std::uint64_t ulOffset; // of its header in the stream
+    std::uint64_t ulSize;   // bytes, header included; neither start code nor trailing zero bytes
+    /// Of a parameter set: its first MAX_PARAMETER_SET_BYTES bytes, header included. Else empty.
+    std::span<const unsigned char> bytes;
+};
+
+/// Receives the NAL units of a stream.
+class INalUnitSink
+{
+public:
+    virtual ~INalUnitSink() = default;
+
+    /// One NAL unit, valid during the call; false ends the search.
+    virtual bool onNalUnit(const NalUnit& unit) = 0;
+};
+
+/// Annex B: finds the NAL units of a byte stream that is fed in pieces of any size. A NAL unit stands
+/// behind 00 00 01 and ends in front of the next 00 00 01 or 00 00 00, or at the end of the stream;
+/// zero bytes at its end are not part of it, and one without any byte is not reported. Bytes in front
+/// of the first start code, and between 00 00 00 and the next one, are passed over. Only parameter
+/// sets that reach across pieces are copied, so memory does not grow with the stream.
+class CNalUnitFinder
+{
+public:
+    /// The next piece. False when the sink ended the search: nothing but reset may follow.
+    bool feed(std::span<const unsigned char> piece, INalUnitSink& sink);
+
+    /// The end of the stream: reports the unit that it cuts. False when the sink said so.
+    bool finish(INalUnitSink& sink);
+
+    /// Makes ready for another stream.
+    void reset();
+
+private:
+    bool feedBehindZeros(INalUnitSink& sink);
+    bool feedRest(INalUnitSink& sink);
+    void openUnit(std::size_t uiPosition);
+    bool closeUnit(std::uint64_t ulEnd, INalUnitSink& sink);
+    void keepOpenUnit();
+    void keepBytes(std::uint64_t ulEnd);
+    [[nodiscard]] unsigned char headerByte(std::uint64_t ulOffset) const;
+
+    std::span<const unsigned char> m_piece; // being fed
+    std::uint64_t m_ulPieceOffset = 0;      // of its first byte in the stream
+    std::size_t m_uiPosition = 0;           // in it: what stands in front has been looked at
+    unsigned m_uiZeros = 0;                 // zero bytes in front of m_uiPosition that may begin something, 0 … 2
+
+    bool m_bInUnit = false;
+    std::uint64_t m_ulUnitOffset = 0;
+    unsigned char m_aucHeader[2] = {0, 0}; // of a unit that began in an earlier piece
+    std::vector<unsigned char> m_kept;     // what earlier pieces held of it, if it is a parameter set
+};
+
+} // namespace h265_stream
