@@ -3,10 +3,8 @@
 #include "BitStreamReader.h"
 #include "BitWriter.h"
 
-#include <algorithm>
-#include <array>
+#include <cstddef>
 #include <cstdint>
-#include <vector>
 
 namespace h265_test {
 
@@ -64,19 +62,6 @@ template <class TReader>
 std::size_t bitsLeft(const TReader& bs)
 {
     return bs.m_uiCachedBits + 8 * static_cast<std::size_t>(bs.m_pBufEnd - bs.m_pCurPos);
-}
-
-/// The payload that the decoder's reader makes of another one with its refills: of each eight bytes, 32
-/// zero bits and the first four bytes. CRbspReader over the result delivers what CBitStreamReader
-/// delivers over the original.
-inline std::vector<unsigned char> asDecoderDelivers(const std::vector<unsigned char>& payload)
-{
-    std::vector<unsigned char> result(payload.size());
-    for (std::size_t i = 0; i < payload.size(); ++i) {
-        if (i % 8 >= 4)
-            result[i] = payload[i - 4];
-    }
-    return result;
 }
 
 /// Numbers that are the same in every run.
