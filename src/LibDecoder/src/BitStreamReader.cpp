@@ -70,6 +70,27 @@ UeCode CBitReaderBase<TReader>::readUeCode() noexcept
     if (m_ulTopBitMask != TOP_BIT)
         return readUeBitByBit();
 
+    // A code inside the counted bits, then one that begins there and ends inside the next whole word.
+    const unsigned uiLength = lengthOfCode(m_ulCache);
+    if (uiLength < m_uiCachedBits) {
+        const unsigned uiValue = valueOfCode(m_ulCache, uiLength);
+        m_ulCache <<= uiLength;
+        m_uiCachedBits -= uiLength;
+        return {uiValue, 0};
+    }
+    if (m_pBufEnd - m_pCurPos >= 8 && m_uiCachedBits != 0 && m_uiCachedBits < 64 && m_ulCache << m_uiCachedBits == 0) {
+        const std::uint64_t ulNext = TReader::loadWord(m_pCurPos, 8);
+        const std::uint64_t ulBits = m_ulCache | ulNext >> m_uiCachedBits;
+        const unsigned uiLengthAcross = lengthOfCode(ulBits);
+        if (uiLengthAcross < 64) {
+            const unsigned uiNeed = uiLengthAcross - m_uiCachedBits;
+            m_pCurPos += 8;
+            m_ulCache = ulNext << uiNeed;
+            m_uiCachedBits = 64 - uiNeed;
+            return {valueOfCode(ulBits, uiLengthAcross), 0};
+        }
+    }
+
     unsigned uiLeadingZeros = 0;
     for (;;) {
         if (m_uiCachedBits == 0) {
@@ -118,9 +139,11 @@ template <class TReader>
 TakenBits CBitReaderBase<TReader>::takeBitsAcrossRefill(unsigned uiBitCount) noexcept
 {
     const unsigned uiNeed = uiBitCount - m_uiCachedBits;
-    const std::uint64_t ulBytesLeft = static_cast<std::uint64_t>(m_pBufEnd - m_pCurPos);
-    // Whatever is not the plain case (also bits that the cache word holds but does not count) goes step by step.
-    if (m_uiCachedBits == 0 || 8 * ulBytesLeft <= uiNeed || shiftLeft(m_ulCache, m_uiCachedBits) != 0)
+    const std::uint64_t ulBitsLeft = 8 * static_cast<std::uint64_t>(m_pBufEnd - m_pCurPos);
+    // Only the plain case: the count runs out in this element, bits follow behind it, and the cache
+    // word holds none that it does not count.
+    if (m_uiCachedBits == 0 || m_uiCachedBits > uiBitCount || ulBitsLeft <= uiNeed ||
+        m_ulCache << m_uiCachedBits != 0 || m_ulTopBitMask != TOP_BIT)
         return {0, false};
     const unsigned uiHeld = m_uiCachedBits;
     const std::uint64_t ulHeldBits = m_ulCache;

@@ -31,6 +31,18 @@ constexpr int signedOfCode(unsigned uiCode) noexcept
     return static_cast<int>((k & 1) != 0 ? 0U - (k >> 1) : k >> 1);
 }
 
+/// 9.2: the length of the ue(v) code at the top of a word; more than 63 when it has no end there.
+constexpr unsigned lengthOfCode(std::uint64_t ulWord) noexcept
+{
+    return 2 * static_cast<unsigned>(std::countl_zero(ulWord | 1)) + 1;
+}
+
+/// 9.2: its value; uiLength: up to 63.
+constexpr unsigned valueOfCode(std::uint64_t ulWord, unsigned uiLength) noexcept
+{
+    return static_cast<unsigned>(ulWord >> (64 - uiLength)) - 1;
+}
+
 /// An Exp-Golomb code, or the result of the read that failed.
 struct UeCode
 {

@@ -55,13 +55,13 @@ int readTiles(PPS* pps, SPS* sps, TReader* pBS, tq_util::TMemPool* pMemPool) noe
 
 // 7.3.2.3.1, deblocking_filter_control_present_flag equal to 1
 template <class TReader>
-int readDeblocking(PPS* pps, TReader* pBS) noexcept
+int readDeblocking(PPS* pps, CBitWindow<TReader>& bits) noexcept
 {
     const int iResult =
-        read(pBS, flag(pps->deblocking_filter_override_enabled_flag), flag(pps->pps_deblocking_filter_disabled_flag));
+        read(bits, flag(pps->deblocking_filter_override_enabled_flag), flag(pps->pps_deblocking_filter_disabled_flag));
     if (iResult != 0 || pps->pps_deblocking_filter_disabled_flag)
         return iResult;
-    return read(pBS, se(pps->pps_beta_offset_div2), se(pps->pps_tc_offset_div2));
+    return read(bits, se(pps->pps_beta_offset_div2), se(pps->pps_tc_offset_div2));
 }
 
 // 7.3.2.3.1, pps_scaling_list_data_present_flag equal to 1
@@ -81,7 +81,8 @@ int readOwnScalingList(PPS* pps, TReader* pBS, tq_util::TMemPool* pMemPool) noex
 template <class TReader>
 int readCodingTools(PPS* pps, const SPS* sps, TReader* pBS) noexcept
 {
-    int iResult = read(pBS,
+    CBitWindow<TReader> bits(pBS);
+    int iResult = read(bits,
                        flag(pps->dependent_slice_segments_enabled_flag),
                        flag(pps->output_flag_present_flag),
                        uKept(3, pps->num_extra_slice_header_bits),
@@ -96,12 +97,12 @@ int readCodingTools(PPS* pps, const SPS* sps, TReader* pBS) noexcept
     if (iResult != 0)
         return iResult;
     if (pps->cu_qp_delta_enabled_flag) {
-        iResult = read(pBS, ue(pps->diff_cu_qp_delta_depth));
+        iResult = read(bits, ue(pps->diff_cu_qp_delta_depth));
         if (iResult != 0)
             return iResult;
         pps->Log2MinCuQpDeltaSize = static_cast<unsigned char>(sps->CtbLog2SizeY - pps->diff_cu_qp_delta_depth);
     }
-    return read(pBS,
+    return read(bits,
                 se(pps->pps_cb_qp_offset),
                 se(pps->pps_cr_qp_offset),
                 flag(pps->pps_slice_chroma_qp_offsets_present_flag),
@@ -112,32 +113,21 @@ int readCodingTools(PPS* pps, const SPS* sps, TReader* pBS) noexcept
                 flag(pps->entropy_coding_sync_enabled_flag));
 }
 
-// 7.3.2.3.1, behind the tiles
+// 7.3.2.3.1, behind the tiles up to the scaling lists
 template <class TReader>
-int readFilters(PPS* pps, TReader* pBS, tq_util::TMemPool* pMemPool) noexcept
+int readFilters(PPS* pps, TReader* pBS) noexcept
 {
+    CBitWindow<TReader> bits(pBS);
     int iResult = read(
-        pBS, flag(pps->pps_loop_filter_across_slices_enabled_flag), flag(pps->deblocking_filter_control_present_flag));
+        bits, flag(pps->pps_loop_filter_across_slices_enabled_flag), flag(pps->deblocking_filter_control_present_flag));
     if (iResult != 0)
         return iResult;
     if (pps->deblocking_filter_control_present_flag) {
-        iResult = readDeblocking(pps, pBS);
+        iResult = readDeblocking(pps, bits);
         if (iResult != 0)
             return iResult;
     }
-    iResult = read(pBS, flag(pps->pps_scaling_list_data_present_flag));
-    if (iResult != 0)
-        return iResult;
-    if (pps->pps_scaling_list_data_present_flag) {
-        iResult = readOwnScalingList(pps, pBS, pMemPool);
-        if (iResult != 0)
-            return iResult;
-    }
-    return read(pBS,
-                flag(pps->lists_modification_present_flag),
-                uePlus<unsigned char>(pps->Log2ParMrgLevel, 2),
-                flag(pps->slice_segment_header_extension_present_flag),
-                flag(pps->pps_extension_present_flag)); // the extensions are not parsed
+    return read(bits, flag(pps->pps_scaling_list_data_present_flag));
 }
 
 // 7.3.2.3.1
@@ -162,7 +152,19 @@ int readPictureParameterSet(PPS* pps, SPS** sps_array, TReader* pBS, tq_util::TM
         if (iResult != 0)
             return iResult;
     }
-    iResult = readFilters(pps, pBS, pMemPool);
+    iResult = readFilters(pps, pBS);
+    if (iResult != 0)
+        return iResult;
+    if (pps->pps_scaling_list_data_present_flag) {
+        iResult = readOwnScalingList(pps, pBS, pMemPool);
+        if (iResult != 0)
+            return iResult;
+    }
+    iResult = read(pBS,
+                   flag(pps->lists_modification_present_flag),
+                   uePlus<unsigned char>(pps->Log2ParMrgLevel, 2),
+                   flag(pps->slice_segment_header_extension_present_flag),
+                   flag(pps->pps_extension_present_flag)); // the extensions are not parsed
     if (iResult != 0)
         return iResult;
     pBS->readTailing();

@@ -12,7 +12,8 @@ namespace {
 template <class TReader>
 int readGeneral(profile_tile_level* ptl, TReader* pBS) noexcept
 {
-    const int iResult = read(pBS,
+    CBitWindow<TReader> bits(pBS);
+    const int iResult = read(bits,
                              u(2, ptl->general_profile_space),
                              flag(ptl->general_tier_flag),
                              u(5, ptl->general_profile_idc),
@@ -23,7 +24,7 @@ int readGeneral(profile_tile_level* ptl, TReader* pBS) noexcept
                              flag(ptl->general_frame_only_constraint_flag));
     if (iResult != 0)
         return iResult;
-    return read(pBS,
+    return read(bits,
                 dropped(16), // general_reserved_zero_44bits
                 dropped(16),
                 dropped(12),
@@ -37,7 +38,8 @@ int readSubLayerProfile(profile_tile_level* ptl, unsigned i, TReader* pBS) noexc
     unsigned char ucDropped = 0;
     bool bDropped = false;
     bool abDropped[32];
-    const int iResult = read(pBS,
+    CBitWindow<TReader> bits(pBS);
+    const int iResult = read(bits,
                              u(2, entryOr(ptl->sub_layer_profile_space, i, ucDropped)),
                              flag(entryOr(ptl->sub_layer_tier_flag, i, bDropped)),
                              u(5, entryOr(ptl->sub_layer_profile_idc, i, ucDropped)),
@@ -48,7 +50,7 @@ int readSubLayerProfile(profile_tile_level* ptl, unsigned i, TReader* pBS) noexc
                              flag(entryOr(ptl->sub_layer_frame_only_constraint_flag, i, bDropped)));
     if (iResult != 0)
         return iResult;
-    return read(pBS, dropped(22), dropped(22)); // sub_layer_reserved_zero_44bits
+    return read(bits, dropped(22), dropped(22)); // sub_layer_reserved_zero_44bits
 }
 
 // 7.3.3, behind general_level_idc.

@@ -24,54 +24,162 @@ constexpr const unsigned char* g_scalingListDefaultEntry[6][6] = {
 };
 // clang-format on
 
-// One coded coefficient at its place: an r x r block of the full-size matrix.
-void writeBlock(unsigned char* pCoef, unsigned uiRow, unsigned uiCol, unsigned uiRatio, unsigned uiSide,
-                unsigned char ucValue) noexcept
+// The coded coefficients of one matrix, placed by their scan: 4x4 or 8x8 in raster order.
+struct CodedMatrix
 {
-    unsigned char* pBlock = pCoef + uiRow * uiRatio * uiSide + uiCol * uiRatio;
-    for (unsigned j = 0; j < uiRatio; ++j, pBlock += uiSide)
-        std::memset(pBlock, ucValue, uiRatio);
+    unsigned char aucCoef[64];
+    unsigned uiRead; // how many arrived
+};
+
+// 7.3.4, the part of the coefficient loop that lies in the next 64 bits: from coefficient i on, short
+// codes two at a time. Takes nothing where that is left to the loop below.
+template <class TReader>
+[[gnu::always_inline]] inline void readPeekedCoefficients(CodedMatrix& coded, const std::int16_t* pScan,
+                                                          unsigned coefNum, unsigned& i, unsigned& nextCoef,
+                                                          CBitWindow<TReader>& bits) noexcept
+{
+    std::uint64_t ulBits = 0;
+    if (!bits.peek(ulBits))
+        return;
+    unsigned uiUsed = 0;
+    while (i + 1 < coefNum && uiUsed <= 64 - SHORT_CODES_BITS) {
+        const ShortCodes codes = SHORT_CODE_RUNS.aCodes[ulBits >> (64 - SHORT_CODES_BITS)];
+        unsigned uiLength = codes.ucLength;
+        if (uiLength <= SHORT_CODES_BITS) [[likely]] {
+            // Both places are written; the second is written again when there was one code only.
+            coded.aucCoef[pScan[i]] = static_cast<unsigned char>(nextCoef + static_cast<unsigned>(codes.scFirst));
+            nextCoef += static_cast<unsigned>(codes.scSum);
+            coded.aucCoef[pScan[i + 1]] = static_cast<unsigned char>(nextCoef);
+            i += codes.ucCount;
+        } else {
+            uiLength = lengthOfCode(ulBits);
+            if (uiUsed + uiLength > 63)
+                break;
+            nextCoef += static_cast<unsigned>(signedOfCode(valueOfCode(ulBits, uiLength)));
+            coded.aucCoef[pScan[i++]] = static_cast<unsigned char>(nextCoef);
+        }
+        ulBits <<= uiLength;
+        uiUsed += uiLength;
+    }
+    bits.dropPeeked(uiUsed);
+}
+
+// 7.3.4, the coefficient loop: the predictor is kept modulo 256.
+template <class TReader>
+int readCoefficients(CodedMatrix& coded, const std::int16_t* pScan, unsigned coefNum, unsigned nextCoef,
+                     TReader* pBS) noexcept
+{
+    CBitWindow<TReader> bits(pBS);
+    int iResult = 0;
+    unsigned i = 0;
+    while (i < coefNum) {
+        const unsigned uiBefore = i;
+        readPeekedCoefficients(coded, pScan, coefNum, i, nextCoef, bits);
+        if (i != uiBefore)
+            continue;
+        int scaling_list_delta_coef = 0;
+        iResult = bits.takeSe(scaling_list_delta_coef);
+        if (iResult != 0)
+            break;
+        nextCoef += static_cast<unsigned>(scaling_list_delta_coef);
+        coded.aucCoef[pScan[i++]] = static_cast<unsigned char>(nextCoef);
+    }
+    coded.uiRead = i;
+    return iResult;
+}
+
+// 7.4.5: each coefficient repeated two or four times both ways, a row of eight at a time.
+using Bytes = unsigned char __attribute__((vector_size(16)));
+using Pairs = unsigned short __attribute__((vector_size(16)));
+using Words = std::uint64_t __attribute__((vector_size(16)));
+
+inline Bytes loadDoubled(const unsigned char* pRow) noexcept
+{
+    std::uint64_t ulRow = 0;
+    std::memcpy(&ulRow, pRow, sizeof(ulRow));
+    const Bytes row = reinterpret_cast<Bytes>(Words{ulRow, 0});
+    return __builtin_shufflevector(row, row, 0, 16, 1, 17, 2, 18, 3, 19, 4, 20, 5, 21, 6, 22, 7, 23);
+}
+
+void upSampleBy2(unsigned char* pCoef, const unsigned char* pCoded) noexcept
+{
+    for (unsigned y = 0; y < 8; ++y, pCoded += 8, pCoef += 2 * 16) {
+        const Bytes row = loadDoubled(pCoded);
+        std::memcpy(pCoef, &row, sizeof(row));
+        std::memcpy(pCoef + 16, &row, sizeof(row));
+    }
+}
+
+void upSampleBy4(unsigned char* pCoef, const unsigned char* pCoded) noexcept
+{
+    for (unsigned y = 0; y < 8; ++y, pCoded += 8, pCoef += 4 * 32) {
+        const Pairs row = reinterpret_cast<Pairs>(loadDoubled(pCoded));
+        const Pairs left = __builtin_shufflevector(row, row, 0, 8, 1, 9, 2, 10, 3, 11);
+        const Pairs right = __builtin_shufflevector(row, row, 4, 12, 5, 13, 6, 14, 7, 15);
+        for (unsigned j = 0; j < 4; ++j) {
+            std::memcpy(pCoef + j * 32, &left, sizeof(left));
+            std::memcpy(pCoef + j * 32 + 16, &right, sizeof(right));
+        }
+    }
+}
+
+void placeWholeMatrix(unsigned char* pCoef, const CodedMatrix& coded, int iSizeId) noexcept
+{
+    switch (iSizeId) {
+    case 0:
+        std::memcpy(pCoef, coded.aucCoef, 16);
+        break;
+    case 1:
+        std::memcpy(pCoef, coded.aucCoef, 64);
+        break;
+    case 2:
+        upSampleBy2(pCoef, coded.aucCoef);
+        break;
+    default:
+        upSampleBy4(pCoef, coded.aucCoef);
+        break;
+    }
+}
+
+// What arrived of a matrix whose payload ran out: only its blocks are written.
+void placePartOfMatrix(unsigned char* pCoef, const CodedMatrix& coded, const std::int16_t* pScan, int iSizeId) noexcept
+{
+    const unsigned uiLog2Coded = iSizeId == 0 ? 2 : 3;
+    const unsigned uiSide = 1U << (iSizeId + 2);
+    const unsigned uiRatio = uiSide >> uiLog2Coded;
+    for (unsigned i = 0; i < coded.uiRead; ++i) {
+        const unsigned uiPos = static_cast<unsigned>(pScan[i]);
+        const unsigned y = (uiPos >> uiLog2Coded) * uiRatio;
+        const unsigned x = (uiPos & ((1U << uiLog2Coded) - 1)) * uiRatio;
+        for (unsigned j = 0; j < uiRatio; ++j)
+            std::memset(pCoef + (y + j) * uiSide + x, coded.aucCoef[uiPos], uiRatio);
+    }
 }
 
 // 7.3.4, one matrix with scaling_list_pred_mode_flag equal to 1
 template <class TReader>
 int readExplicit(ScalingListMatrix& slMat, TReader* pBS, int iSizeId) noexcept
 {
-    const unsigned uiLog2Coded = iSizeId == 0 ? 2 : 3; // coded as 4x4 or 8x8
-    const unsigned uiSide = 1U << (iSizeId + 2);
-    const unsigned uiRatio = uiSide >> uiLog2Coded;
-
-    int nextCoef = 8;
+    unsigned char nextCoef = 8;
     if (iSizeId > 1) {
         int scaling_list_dc_coef_minus8 = 0;
         const int iResult = read(pBS, se(scaling_list_dc_coef_minus8));
         if (iResult != 0)
             return iResult;
-        nextCoef = static_cast<int>(static_cast<unsigned>(scaling_list_dc_coef_minus8) + 8);
+        nextCoef = static_cast<unsigned char>(static_cast<unsigned>(scaling_list_dc_coef_minus8) + 8);
     }
-    const unsigned char ucDc = static_cast<unsigned char>(nextCoef);
-
     slMat.pCoef = slMat.aucCoef;
-    const std::int16_t* const pScan = g_pScanDiag[uiLog2Coded - 2];
-    const unsigned coefNum = 1U << (2 * uiLog2Coded);
-    for (unsigned i = 0; i < coefNum; ++i) {
-        int scaling_list_delta_coef = 0;
-        const int iResult = read(pBS, se(scaling_list_delta_coef));
-        if (iResult != 0)
-            return iResult;
-        nextCoef =
-            static_cast<int>((static_cast<unsigned>(nextCoef) & 255) + static_cast<unsigned>(scaling_list_delta_coef));
-        const unsigned uiPos = static_cast<unsigned>(pScan[i]);
-        const unsigned uiRow = uiPos >> uiLog2Coded;
-        writeBlock(slMat.aucCoef,
-                   uiRow,
-                   uiPos - (uiRow << uiLog2Coded),
-                   uiRatio,
-                   uiSide,
-                   static_cast<unsigned char>(nextCoef));
+
+    const std::int16_t* const pScan = g_pScanDiag[iSizeId == 0 ? 0 : 1];
+    CodedMatrix coded;
+    const int iResult = readCoefficients(coded, pScan, iSizeId == 0 ? 16 : 64, nextCoef, pBS);
+    if (iResult != 0) {
+        placePartOfMatrix(slMat.aucCoef, coded, pScan, iSizeId);
+        return iResult;
     }
+    placeWholeMatrix(slMat.aucCoef, coded, iSizeId);
     if (iSizeId > 1)
-        slMat.aucCoef[0] = ucDc;
+        slMat.aucCoef[0] = nextCoef; // the DC
     return 0;
 }
 

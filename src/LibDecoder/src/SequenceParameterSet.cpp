@@ -20,12 +20,12 @@ constexpr unsigned powerOfTwo(unsigned uiLog2) noexcept
 // 7.3.2.2, sps_max_dec_pic_buffering_minus1 and its neighbours. Without the flag only the highest
 // sub-layer is coded, and the lower ones are left alone: inferring them is up to the record's users.
 template <class TReader>
-int readSubLayerOrdering(SPS* sps, TReader* pBS) noexcept
+int readSubLayerOrdering(SPS* sps, CBitWindow<TReader>& bits) noexcept
 {
     const unsigned uiHighest = sps->sps_max_sub_layers_minus1;
     unsigned uiDropped = 0;
     for (unsigned i = sps->sps_sub_layer_ordering_info_present_flag ? 0 : uiHighest; i <= uiHighest; ++i) {
-        const int iResult = read(pBS,
+        const int iResult = read(bits,
                                  ue(entryOr(sps->sps_max_dec_pic_buffering_minus1, i, uiDropped)),
                                  ue(entryOr(sps->sps_max_num_reorder_pics, i, uiDropped)),
                                  ue(entryOr(sps->sps_max_latency_increase_plus1, i, uiDropped)));
@@ -128,36 +128,27 @@ void derivePictureSize(SPS* sps) noexcept
         sps->PicSizeInCtbsY > 1 ? static_cast<int>(std::bit_width(static_cast<unsigned>(sps->PicSizeInCtbsY) - 1)) : 0;
 }
 
-// 7.3.2.2, up to the coding block sizes
+// 7.3.2.2, behind profile_tier_level( ) up to the sub-layer ordering information
 template <class TReader>
 int readPictureFormat(SPS* sps, TReader* pBS) noexcept
 {
-    int iResult = read(pBS,
-                       u(4, sps->sps_video_parameter_set_id),
-                       u(3, sps->sps_max_sub_layers_minus1),
-                       flag(sps->sps_temporal_id_nesting_flag));
-    if (iResult != 0)
-        return iResult;
-
-    // Ignored on purpose: reading goes on from wherever a payload that ends in there leaves the reader.
-    (void)read_profile_tile_level(&sps->ptl, sps->sps_max_sub_layers_minus1, pBS);
-
-    iResult = read(pBS, ue(sps->sps_seq_parameter_set_id), ue(sps->chroma_format_idc));
+    CBitWindow<TReader> bits(pBS);
+    int iResult = read(bits, ue(sps->sps_seq_parameter_set_id), ue(sps->chroma_format_idc));
     if (iResult != 0)
         return iResult;
     if (sps->chroma_format_idc == 3) {
-        iResult = read(pBS, flag(sps->separate_colour_plane_flag));
+        iResult = read(bits, flag(sps->separate_colour_plane_flag));
         if (iResult != 0)
             return iResult;
     }
-    iResult = read(pBS,
+    iResult = read(bits,
                    ue(sps->pic_width_in_luma_samples),
                    ue(sps->pic_height_in_luma_samples),
                    flag(sps->conformance_window_flag));
     if (iResult != 0)
         return iResult;
     if (sps->conformance_window_flag) {
-        iResult = read(pBS,
+        iResult = read(bits,
                        ue(sps->conf_win_left_offset),
                        ue(sps->conf_win_right_offset),
                        ue(sps->conf_win_top_offset),
@@ -165,11 +156,14 @@ int readPictureFormat(SPS* sps, TReader* pBS) noexcept
         if (iResult != 0)
             return iResult;
     }
-    return read(pBS,
-                uePlus<unsigned char>(sps->BitDepthY, 8),
-                uePlus<unsigned char>(sps->BitDepthC, 8),
-                uePlus<unsigned>(sps->log2_max_pic_order_cnt_lsb, 4),
-                flag(sps->sps_sub_layer_ordering_info_present_flag));
+    iResult = read(bits,
+                   uePlus<unsigned char>(sps->BitDepthY, 8),
+                   uePlus<unsigned char>(sps->BitDepthC, 8),
+                   uePlus<unsigned>(sps->log2_max_pic_order_cnt_lsb, 4),
+                   flag(sps->sps_sub_layer_ordering_info_present_flag));
+    if (iResult != 0)
+        return iResult;
+    return readSubLayerOrdering(sps, bits);
 }
 
 // 7.3.2.2, the coding block sizes up to the short-term reference picture sets
@@ -225,10 +219,17 @@ int readRefPicSets(SPS* sps, TReader* pBS, tq_util::TMemPool* pMemPool) noexcept
 template <class TReader>
 int readSequenceParameterSet(SPS* sps, TReader* pBS, tq_util::TMemPool* pMemPool) noexcept
 {
-    int iResult = readPictureFormat(sps, pBS);
+    int iResult = read(pBS,
+                       u(4, sps->sps_video_parameter_set_id),
+                       u(3, sps->sps_max_sub_layers_minus1),
+                       flag(sps->sps_temporal_id_nesting_flag));
     if (iResult != 0)
         return iResult;
-    iResult = readSubLayerOrdering(sps, pBS);
+
+    // Ignored on purpose: reading goes on from wherever a payload that ends in there leaves the reader.
+    (void)read_profile_tile_level(&sps->ptl, sps->sps_max_sub_layers_minus1, pBS);
+
+    iResult = readPictureFormat(sps, pBS);
     if (iResult != 0)
         return iResult;
     iResult = readCodingTools(sps, pBS, pMemPool);

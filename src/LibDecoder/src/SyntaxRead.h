@@ -13,10 +13,10 @@
 // The reading idiom: read(pBS, u(4, a), flag(b), ue(c)) reads a run of elements in the order of their
 // syntax table and stops at the first failure with its result. Not installed.
 //
-// Each descriptor of 7.2 is a tiny value that knows its field. A run keeps the reader's cache word in
-// registers; neighbours of fixed width are taken with one test of the count. Whatever does not lie
-// well inside the counted bits goes through the reader's own operations, one element at a time, and
-// these alone decide about refills and failures.
+// Each descriptor of 7.2 is a tiny value that knows its field. A window keeps the reader's cache word
+// in registers from run to run; neighbours of fixed width are taken with one test of the count.
+// Whatever does not lie well inside the counted bits goes through the reader's own operations, one
+// element at a time, and these alone decide about refills and failures.
 
 namespace h265_codec::syntax {
 
@@ -106,15 +106,21 @@ struct Flags32
     static constexpr unsigned uiWidth = 32;
     bool (&aField)[32];
 
-    // Eight bits at a time are spread over the eight bytes of a word.
     H265_ALWAYS_INLINE void store(std::uint64_t ulBits) const noexcept
     {
-        for (unsigned j = 0; j < 32; j += 8) {
-            std::uint64_t ulSpread = (ulBits >> (24 - j) & 0xff) * 0x0101010101010101;
-            ulSpread &= std::endian::native == std::endian::little ? 0x0102040810204080 : 0x8040201008040201;
-            ulSpread = (ulSpread + 0x7f7f7f7f7f7f7f7f) >> 7 & 0x0101010101010101;
-            std::memcpy(aField + j, &ulSpread, sizeof(ulSpread));
-        }
+        store8(ulBits >> 24 & 0xff, 0);
+        store8(ulBits >> 16 & 0xff, 8);
+        store8(ulBits >> 8 & 0xff, 16);
+        store8(ulBits & 0xff, 24);
+    }
+
+    // The factor puts bit 7 - k of the eight into the top bit of byte k, k = 0 … 7.
+    H265_ALWAYS_INLINE void store8(std::uint64_t ulBits, unsigned j) const noexcept
+    {
+        std::uint64_t ulFlags = (ulBits * 0x8040201008040201 & 0x8080808080808080) >> 7;
+        if constexpr (std::endian::native == std::endian::big)
+            ulFlags = __builtin_bswap64(ulFlags);
+        std::memcpy(aField + j, &ulFlags, sizeof(ulFlags));
     }
 
     template <class TReader>
@@ -153,12 +159,6 @@ struct Ue
         field = static_cast<T>(static_cast<TCode>(uiCode) + static_cast<unsigned>(base));
     }
     H265_ALWAYS_INLINE void storeFailure() const noexcept {}
-
-    template <class TReader>
-    int readStep(TReader* pBS) const noexcept
-    {
-        return storeCode(*this, pBS->readUeCode());
-    }
 };
 
 /// se(v), truncated to the field; 0 when the read fails.
@@ -170,12 +170,6 @@ struct Se
 
     H265_ALWAYS_INLINE void store(unsigned uiCode) const noexcept { field = static_cast<T>(signedOfCode(uiCode)); }
     H265_ALWAYS_INLINE void storeFailure() const noexcept { field = 0; }
-
-    template <class TReader>
-    int readStep(TReader* pBS) const noexcept
-    {
-        return storeCode(*this, pBS->readUeCode());
-    }
 };
 
 /// The descriptors of 7.2, as they stand in the readers.
@@ -222,7 +216,83 @@ constexpr Ue<TCode, T, TBase> uePlus(T& field, const TBase& base) noexcept
     return {field, base};
 }
 
-/// The reader's cache word and count, in registers for the length of a run.
+/// The short Exp-Golomb codes by their first eight bits: 256 entries that decode every code of up to
+/// 7 bits at once; longer ones have the length 255, which no count exceeds.
+struct alignas(4) ShortCode
+{
+    unsigned char ucLength;
+    unsigned char ucValue; // as ue(v)
+    signed char scSigned;  // as se(v)
+};
+struct ShortCodeTable
+{
+    ShortCode aCode[256];
+};
+
+consteval ShortCodeTable makeShortCodeTable()
+{
+    ShortCodeTable table{};
+    for (unsigned uiBits = 0; uiBits < 256; ++uiBits) {
+        const unsigned uiLength = 2 * static_cast<unsigned>(std::countl_zero(static_cast<unsigned char>(uiBits))) + 1;
+        const unsigned uiValue = uiLength <= 8 ? (uiBits >> (8 - uiLength)) - 1 : 0;
+        table.aCode[uiBits] = {static_cast<unsigned char>(uiLength <= 8 ? uiLength : 255),
+                               static_cast<unsigned char>(uiValue),
+                               static_cast<signed char>(signedOfCode(uiValue))};
+    }
+    return table;
+}
+
+inline constexpr ShortCodeTable SHORT_CODES = makeShortCodeTable();
+
+/// What the first ten bits of a word hold of se(v) codes: one or two of them. uiLength is 255 where
+/// not even one ends there. Buys half of the instructions of a coefficient list.
+struct alignas(4) ShortCodes
+{
+    unsigned char ucLength; // of all
+    unsigned char ucCount;  // 1 or 2
+    signed char scFirst;
+    signed char scSum; // of all
+};
+
+inline constexpr unsigned SHORT_CODES_BITS = 10;
+
+struct ShortCodesTable
+{
+    ShortCodes aCodes[1U << SHORT_CODES_BITS];
+};
+
+consteval ShortCodesTable makeShortCodesTable()
+{
+    ShortCodesTable table{};
+    for (unsigned uiBits = 0; uiBits < 1U << SHORT_CODES_BITS; ++uiBits) {
+        const unsigned uiFirst = lengthOfCode(std::uint64_t{uiBits} << (64 - SHORT_CODES_BITS));
+        ShortCodes& codes = table.aCodes[uiBits];
+        codes = {255, 1, 0, 0};
+        if (uiFirst > SHORT_CODES_BITS)
+            continue;
+        const std::uint64_t ulRest = std::uint64_t{uiBits} << (64 - SHORT_CODES_BITS) << uiFirst;
+        const int iFirst = signedOfCode((uiBits >> (SHORT_CODES_BITS - uiFirst)) - 1);
+        codes = {
+            static_cast<unsigned char>(uiFirst), 1, static_cast<signed char>(iFirst), static_cast<signed char>(iFirst)};
+        const unsigned uiBoth = uiFirst + lengthOfCode(ulRest);
+        if (uiBoth > SHORT_CODES_BITS)
+            continue;
+        const int iSecond = signedOfCode(valueOfCode(ulRest, uiBoth - uiFirst));
+        codes = {static_cast<unsigned char>(uiBoth),
+                 2,
+                 static_cast<signed char>(iFirst),
+                 static_cast<signed char>(iFirst + iSecond)};
+    }
+    return table;
+}
+
+inline constexpr ShortCodesTable SHORT_CODE_RUNS = makeShortCodesTable();
+
+/// The reader's cache word and count, in registers: a reader function opens a window over its reader,
+/// reads its runs through it, and must close it (end its scope) before it hands the reader on.
+///
+/// A count of 0 says that nothing was taken since the window last looked at the reader: it is at its
+/// end, or its top bit mask is not bit 63 and only its own operations know what to do.
 template <class TReader>
 class CBitWindow
 {
@@ -232,14 +302,13 @@ public:
     CBitWindow(const CBitWindow&) = delete;
     CBitWindow& operator=(const CBitWindow&) = delete;
 
-    /// Takes uiWidth (1 … 63) bits to the top of ulBits; false, with nothing taken, when the payload
-    /// ends with them or before.
+    /// Takes uiWidth (1 … 63) bits to the top of ulBits; false, with nothing taken, when that is left to
+    /// the reader's own operations.
     H265_ALWAYS_INLINE bool take(unsigned uiWidth, std::uint64_t& ulBits) noexcept
     {
         if (uiWidth < m_uiCachedBits) [[likely]] {
             ulBits = m_ulCache;
-            m_ulCache <<= uiWidth;
-            m_uiCachedBits -= uiWidth;
+            drop(uiWidth);
             return true;
         }
         giveBack();
@@ -249,21 +318,54 @@ public:
         return taken.bTaken;
     }
 
-    /// ue(v): a code that lies inside the counted bits is found by its leading zeros, any other by the
-    /// reader.
+    /// ue(v): a code that lies inside the counted bits is looked up, or found by its leading zeros; any
+    /// other is read by the reader.
     H265_ALWAYS_INLINE UeCode takeUe() noexcept
     {
-        const unsigned uiLength = 2 * static_cast<unsigned>(std::countl_zero(m_ulCache | 1)) + 1;
-        if (uiLength < m_uiCachedBits) [[likely]] {
-            const unsigned uiCode = static_cast<unsigned>(m_ulCache >> (64 - uiLength)) - 1;
-            m_ulCache <<= uiLength;
-            m_uiCachedBits -= uiLength;
-            return {uiCode, 0};
+        const ShortCode code = SHORT_CODES.aCode[m_ulCache >> 56];
+        if (code.ucLength < m_uiCachedBits) [[likely]] {
+            drop(code.ucLength);
+            return {code.ucValue, 0};
         }
-        giveBack();
-        const UeCode code = m_pBS->readUeCode();
-        load();
-        return code;
+        return takeLongUe();
+    }
+
+    /// se(v) likewise, for the loops that read nothing else; value is 0 on failure.
+    H265_ALWAYS_INLINE int takeSe(int& value) noexcept
+    {
+        const ShortCode code = SHORT_CODES.aCode[m_ulCache >> 56];
+        if (code.ucLength < m_uiCachedBits) [[likely]] {
+            drop(code.ucLength);
+            value = code.scSigned;
+            return 0;
+        }
+        const UeCode longCode = takeLongUe();
+        value = longCode.iResult == 0 ? signedOfCode(longCode.uiValue) : 0;
+        return longCode.iResult;
+    }
+
+    /// The next 64 bits, across the coming refill, without taking them; false where fewer than 64
+    /// follow or that is left to the reader's own operations.
+    H265_ALWAYS_INLINE bool peek(std::uint64_t& ulBits) const noexcept
+    {
+        if (m_uiCachedBits == 0 || m_uiCachedBits == 64 || m_pBS->m_pBufEnd - m_pBS->m_pCurPos < 8 ||
+            m_ulCache << m_uiCachedBits != 0)
+            return false;
+        ulBits = m_ulCache | TReader::loadWord(m_pBS->m_pCurPos, 8) >> m_uiCachedBits;
+        return true;
+    }
+
+    /// Takes uiWidth (0 … 64) of the bits that peek showed.
+    H265_ALWAYS_INLINE void dropPeeked(unsigned uiWidth) noexcept
+    {
+        if (uiWidth < m_uiCachedBits) {
+            drop(uiWidth);
+            return;
+        }
+        const unsigned uiNeed = uiWidth - m_uiCachedBits;
+        m_ulCache = TReader::loadWord(m_pBS->m_pCurPos, 8) << uiNeed;
+        m_uiCachedBits = 64 - uiNeed;
+        m_pBS->m_pCurPos += 8;
     }
 
     /// Lets an element read itself with the reader's own operations.
@@ -277,13 +379,28 @@ public:
     }
 
 private:
+    H265_ALWAYS_INLINE UeCode takeLongUe() noexcept
+    {
+        giveBack();
+        const UeCode code = m_pBS->readUeCode();
+        load();
+        return code;
+    }
+
+    H265_ALWAYS_INLINE void drop(unsigned uiWidth) noexcept
+    {
+        m_ulCache <<= uiWidth;
+        m_uiCachedBits -= uiWidth;
+    }
     H265_ALWAYS_INLINE void load() noexcept
     {
         m_ulCache = m_pBS->m_ulCache;
-        m_uiCachedBits = m_pBS->m_uiCachedBits;
+        m_uiCachedBits = m_pBS->m_ulTopBitMask == TReader::TOP_BIT ? m_pBS->m_uiCachedBits : 0;
     }
     H265_ALWAYS_INLINE void giveBack() noexcept
     {
+        if (m_uiCachedBits == 0)
+            return;
         m_pBS->m_ulCache = m_ulCache;
         m_pBS->m_uiCachedBits = m_uiCachedBits;
     }
@@ -348,24 +465,19 @@ H265_ALWAYS_INLINE int readFrom(CBitWindow<TReader>& window, const TTuple& eleme
     }
 }
 
-// The same run by the reader's own operations alone: for a top bit mask other than bit 63, which only
-// they look at.
+/// Reads a run of elements in order; the first failure ends it with its result.
 template <class TReader, class... TElements>
-[[gnu::noinline, gnu::cold]] int readByOperations(TReader* pBS, const TElements&... elements) noexcept
+H265_ALWAYS_INLINE int read(CBitWindow<TReader>& bits, const TElements&... elements) noexcept
 {
-    int iResult = 0;
-    (void)(((iResult = elements.readStep(pBS)) == 0) && ...);
-    return iResult;
+    return readFrom<0>(bits, std::tuple<TElements...>(elements...));
 }
 
-/// Reads a run of elements in order; the first failure ends it with its result.
+/// The same for a run that stands alone.
 template <class TReader, class... TElements>
 H265_ALWAYS_INLINE int read(TReader* pBS, const TElements&... elements) noexcept
 {
-    if (pBS->m_ulTopBitMask != TReader::TOP_BIT) [[unlikely]]
-        return readByOperations(pBS, elements...);
-    CBitWindow<TReader> window(pBS);
-    return readFrom<0>(window, std::tuple<TElements...>(elements...));
+    CBitWindow<TReader> bits(pBS);
+    return read(bits, elements...);
 }
 
 /// Entry i of a record's array, or uiDropped where the array has none: the element is read either way.
