@@ -1,0 +1,67 @@
+#include "FailureReason.h"
+
+#include "DecParameterSetReader.h"
+
+#include <string_view>
+
+namespace h265ps {
+
+using namespace h265_codec;
+using h265_stream::ParameterSetEvent;
+
+namespace {
+
+// The last message of the module, without its level; what it said last is what ended the reading.
+std::string_view lastMessage(const ParameterSetEvent& event)
+{
+    if (event.logLines.empty())
+        return {};
+    std::string_view message = event.logLines.back();
+    const std::size_t uiColon = message.find(": ");
+    return uiColon == std::string_view::npos ? message : message.substr(uiColon + 2);
+}
+
+bool contains(std::string_view text, std::string_view part)
+{
+    return text.find(part) != std::string_view::npos;
+}
+
+// What to make of a message, or of a result that came without one.
+std::string_view meaning(const ParameterSetEvent& event, std::string_view message)
+{
+    if (event.iRead == E_NO_MEMORY)
+        return "its records need more memory than the reader grants";
+    if (contains(message, "sps not found"))
+        return "the SPS that it names was not read before it: missing, damaged, or the stream is cut at its start";
+    if (contains(message, "not enough bits"))
+        return "the payload ends too early: cut short or damaged";
+    if (contains(message, "vps_max_layers"))
+        return "the decoder reads streams of one layer";
+    if (contains(message, "4:2:0"))
+        return "the decoder reads no other chroma format: convert the video to 4:2:0";
+    if (contains(message, "8bit"))
+        return "the decoder reads no other bit depth: convert the video to 8 bits";
+    if (event.iRead == 0)
+        return "the decoder does not support it";
+    return "its values do not fit together or its payload ends too early: damaged";
+}
+
+} // namespace
+
+bool isFailure(const ParameterSetEvent& event)
+{
+    return event.iRead.value_or(0) != 0 || event.iVerify.value_or(0) != 0;
+}
+
+std::string failureReason(const ParameterSetEvent& event)
+{
+    const std::string_view message = lastMessage(event);
+    const std::string_view explanation = meaning(event, message);
+    // Running out of memory and contradictions have no message: the last one is of something else.
+    const bool bOwnMessage = !message.empty() && event.iRead != E_NO_MEMORY;
+    if (!bOwnMessage)
+        return std::string(explanation);
+    return std::string(message) + " (" + std::string(explanation) + ")";
+}
+
+} // namespace h265ps

@@ -1,0 +1,15 @@
+#pragma once
+
+#include "ParameterSetStream.h"
+
+#include <string>
+
+namespace h265ps {
+
+/// Whether the parameter set was not read, or is not supported.
+bool isFailure(const h265_stream::ParameterSetEvent& event);
+
+/// Why, in words: the module's own message and what it means. Of a failure only.
+std::string failureReason(const h265_stream::ParameterSetEvent& event);
+
+} // namespace h265ps

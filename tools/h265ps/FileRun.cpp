@@ -1,0 +1,117 @@
+#include "FileRun.h"
+
+#include "ByteSource.h"
+#include "FailureReason.h"
+#include "SetNames.h"
+#include "StreamLooks.h"
+#include "TextOutput.h"
+
+#include <cstdio>
+
+#include <fmt/format.h>
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace h265ps {
+
+using namespace h265_stream;
+
+namespace {
+
+// The size of a regular file; none for a pipe, and for files that are made up as they are read.
+std::optional<std::uint64_t> sizeOf(const std::string& file)
+{
+    struct stat status = {};
+    if (file == "-" || ::stat(file.c_str(), &status) != 0 || !S_ISREG(status.st_mode) || status.st_size <= 0)
+        return std::nullopt;
+    return static_cast<std::uint64_t>(status.st_size);
+}
+
+// Why a stream that was read to its end had no parameter set.
+std::string emptyReason(const StreamSummary& summary, bool bText)
+{
+    if (summary.ulNalUnits == 0)
+        return bText ? "no start code in it: it looks like a text file, not like an Annex B byte stream"
+                     : "no start code (00 00 01) in it: not an Annex B byte stream";
+    return fmt::format("no parameter set in it: {} NAL unit{}, no VPS, SPS or PPS",
+                       summary.ulNalUnits,
+                       summary.ulNalUnits == 1 ? "" : "s");
+}
+
+} // namespace
+
+void writeError(std::string_view message)
+{
+    const std::string line = "h265ps: error: " + printable(std::string(message)) + "\n";
+    (void)std::fwrite(line.data(), 1, line.size(), stderr);
+}
+
+CFileRun::CFileRun(const Options& options, COutputStream& output, CReport& report)
+    : m_options(options), m_output(output), m_report(report), m_stream(options.stream)
+{}
+
+EExitCode CFileRun::run(const std::string& file)
+{
+    m_file = file;
+    m_bBegun = false;
+    try {
+        const std::unique_ptr<CByteSource> pSource = openByteSource(file);
+        const std::span<const unsigned char> head = pSource->head();
+        if (head.empty())
+            return fail(0, "the file is empty");
+        if (const auto format = foreignFormat(head))
+            return fail(0, fmt::format("not an Annex B byte stream: it looks like {}", *format));
+        const bool bText = looksLikeText(head);
+        const StreamSummary summary = readStream(*pSource);
+        if (summary.ulParameterSets == 0)
+            return fail(summary.ulBytes, emptyReason(summary, bText));
+        return summary.ulNotRead + summary.ulNotSupported != 0 ? EXIT_SET_FAILED : EXIT_ALL_READ;
+    } catch (const CSourceError& error) {
+        return fail(error.offset(), error.what());
+    }
+}
+
+StreamSummary CFileRun::readStream(CByteSource& source)
+{
+    try {
+        const StreamSummary summary =
+            m_stream.read(source, [this](const ParameterSetEvent& event) { return take(event); });
+        if (m_bBegun)
+            m_report.end(summary.ulBytes);
+        return summary;
+    } catch (const CSourceError& error) {
+        if (m_bBegun)
+            m_report.end(error.offset());
+        throw;
+    }
+}
+
+bool CFileRun::take(const ParameterSetEvent& event)
+{
+    if (!m_bBegun)
+        m_report.begin(m_file, sizeOf(m_file));
+    m_bBegun = true;
+    m_report.add(event, m_options.shows(event));
+    if (isFailure(event) && !event.bRepeat) {
+        const std::optional<unsigned> uiId = idOf(event);
+        fail(event.ulOffset,
+             fmt::format("{}{} {}: {}",
+                         typeName(event.header.nal_unit_type),
+                         uiId ? fmt::format(" {}", *uiId) : "",
+                         event.iRead != 0 ? "not read" : "not supported",
+                         failureReason(event)));
+    }
+    return !m_output.failed();
+}
+
+EExitCode CFileRun::fail(std::uint64_t ulOffset, std::string_view reason)
+{
+    // On a terminal the error comes behind what it is about.
+    if (::isatty(STDOUT_FILENO) != 0)
+        m_output.flush();
+    writeError(fmt::format("{}: at byte {}: {}", m_file, ulOffset, reason));
+    return EXIT_FILE_ERROR;
+}
+
+} // namespace h265ps

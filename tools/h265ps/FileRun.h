@@ -1,0 +1,38 @@
+#pragma once
+
+#include "Options.h"
+#include "OutputStream.h"
+#include "Report.h"
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+namespace h265ps {
+
+/// Reads files one after another into a report, with an error line for everything that goes wrong.
+class CFileRun
+{
+public:
+    CFileRun(const Options& options, COutputStream& output, CReport& report);
+
+    /// Reads one file, "-" being standard input.
+    EExitCode run(const std::string& file);
+
+private:
+    h265_stream::StreamSummary readStream(h265_stream::CByteSource& source);
+    bool take(const h265_stream::ParameterSetEvent& event);
+    EExitCode fail(std::uint64_t ulOffset, std::string_view reason);
+
+    const Options& m_options;
+    COutputStream& m_output;
+    CReport& m_report;
+    h265_stream::CParameterSetStream m_stream;
+    std::string m_file;
+    bool m_bBegun = false; // the report has the stream
+};
+
+/// Writes "h265ps: error: " and the message to standard error, on one line.
+void writeError(std::string_view message);
+
+} // namespace h265ps

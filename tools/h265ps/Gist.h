@@ -1,0 +1,36 @@
+#pragma once
+
+#include "RecordFields.h"
+
+#include <string>
+
+namespace h265ps {
+
+/// The heading of a group of fields.
+struct GroupGist
+{
+    const char* pTitle;
+    std::string gist; // what the group says, in a few words; empty when its fields are plain enough
+};
+
+/// Says in a few words what the groups of a record hold.
+class CGist
+{
+public:
+    explicit CGist(const h265_codec::VPS& vps) : m_pVps(&vps) {}
+    explicit CGist(const h265_codec::SPS& sps) : m_pSps(&sps) {}
+    explicit CGist(const h265_codec::PPS& pps) : m_pPps(&pps) {}
+
+    [[nodiscard]] GroupGist of(EGroup eGroup) const;
+
+private:
+    [[nodiscard]] std::string profileTierLevel() const;
+    [[nodiscard]] std::string ofSps(EGroup eGroup) const;
+    [[nodiscard]] std::string ofPps(EGroup eGroup) const;
+
+    const h265_codec::VPS* m_pVps = nullptr;
+    const h265_codec::SPS* m_pSps = nullptr;
+    const h265_codec::PPS* m_pPps = nullptr;
+};
+
+} // namespace h265ps

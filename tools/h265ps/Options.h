@@ -1,0 +1,44 @@
+#pragma once
+
+#include "ParameterSetStream.h"
+
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace h265ps {
+
+/// Exit codes, the worst of all files.
+enum EExitCode : int
+{
+    EXIT_ALL_READ = 0,   // every parameter set was read and is supported
+    EXIT_SET_FAILED = 1, // one was not read or is not supported
+    EXIT_FILE_ERROR = 2  // wrong usage, or a file that cannot be read, or output that cannot be written
+};
+
+/// The command line.
+struct Options
+{
+    std::vector<std::string> files; // "-" is standard input
+    bool bJson = false;
+    bool bAll = false;                // show repeats
+    std::vector<unsigned char> types; // nal_unit_type of the sets to show; empty: all
+    std::optional<unsigned> uiId;     // id of the sets to show
+    h265_stream::StreamOptions stream;
+
+    /// Whether the filters let the parameter set through.
+    [[nodiscard]] bool shows(const h265_stream::ParameterSetEvent& event) const;
+};
+
+/// What to do instead of reading files: text for standard output, or an error.
+struct EarlyEnd
+{
+    EExitCode eExitCode;
+    std::string output;
+    std::string error;
+};
+
+/// Fills options from the command line; an EarlyEnd when that asks for help or is wrong.
+std::optional<EarlyEnd> parseCommandLine(int argc, char** argv, Options& options);
+
+} // namespace h265ps

@@ -1,0 +1,63 @@
+#pragma once
+
+#include <cstdint>
+#include <cstdio>
+#include <memory>
+#include <string>
+#include <string_view>
+
+namespace h265ps {
+
+/// Takes text in pieces.
+class CTextSink
+{
+public:
+    virtual ~CTextSink() = default;
+    virtual void append(std::string_view text) = 0;
+};
+
+/// Standard output behind a large buffer. After a failed write it drops what comes.
+class COutputStream : public CTextSink
+{
+public:
+    explicit COutputStream(int iFile);
+
+    void append(std::string_view text) override;
+    /// Writes what is buffered.
+    void flush();
+
+    /// A write failed, for whatever reason.
+    [[nodiscard]] bool failed() const { return m_iError != 0; }
+    /// The errno of the write that failed, 0 without one.
+    [[nodiscard]] int error() const { return m_iError; }
+
+private:
+    void write(std::string_view text);
+
+    int m_iFile;
+    int m_iError = 0;
+    std::string m_buffer;
+};
+
+/// Text that has to wait: in memory as long as it is short, then in a nameless temporary file.
+class CSpillBuffer : public CTextSink
+{
+public:
+    /// Throws std::system_error when the temporary file cannot be made or written.
+    void append(std::string_view text) override;
+    /// Hands everything on and is empty again.
+    void moveTo(CTextSink& sink);
+
+private:
+    struct Close
+    {
+        void operator()(std::FILE* pFile) const { std::fclose(pFile); }
+    };
+
+    void spill();
+
+    std::string m_memory;
+    std::unique_ptr<std::FILE, Close> m_pFile;
+};
+
+} // namespace h265ps

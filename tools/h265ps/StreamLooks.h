@@ -1,0 +1,16 @@
+#pragma once
+
+#include <optional>
+#include <span>
+#include <string_view>
+
+namespace h265ps {
+
+/// What a stream that is no Annex B byte stream of H.265 is for certain, judged by its first bytes;
+/// none when it can be one.
+std::optional<std::string_view> foreignFormat(std::span<const unsigned char> head);
+
+/// Whether the first bytes read like text.
+bool looksLikeText(std::span<const unsigned char> head);
+
+} // namespace h265ps

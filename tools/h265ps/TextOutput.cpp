@@ -1,0 +1,133 @@
+#include "TextOutput.h"
+
+#include "FailureReason.h"
+#include "SetNames.h"
+#include "TextRecord.h"
+
+#include <algorithm>
+
+#include <fmt/format.h>
+
+namespace h265ps {
+
+using h265_stream::ParameterSetEvent;
+
+namespace {
+
+// A stream can have any number of sets in front of its first SPS.
+constexpr std::size_t MAX_WAITING = std::size_t{1} << 20;
+
+std::string resultOf(const ParameterSetEvent& event, const TextStyle& style)
+{
+    if (event.bPassedOver)
+        return event.header.forbidden_zero_bit
+                   ? "passed over: forbidden_zero_bit is set"
+                   : fmt::format("passed over: of layer {}, only layer 0 is read", event.header.nuh_layer_id);
+    if (event.iRead != 0)
+        return fmt::format("{}NOT READ: {}{}", style.pBad, failureReason(event), style.pEnd);
+    if (event.iVerify != 0)
+        return fmt::format("read, {}NOT SUPPORTED: {}{}", style.pBad, failureReason(event), style.pEnd);
+    return fmt::format("{}read, supported{}", style.pGood, style.pEnd);
+}
+
+std::string recordOf(const ParameterSetEvent& event, const TextStyle& style)
+{
+    if (event.vps != nullptr)
+        return textOf(*event.vps, style);
+    if (event.sps != nullptr)
+        return textOf(*event.sps, style);
+    if (event.pps != nullptr)
+        return textOf(*event.pps, style);
+    return "";
+}
+
+} // namespace
+
+std::string printable(const std::string& name)
+{
+    std::string text = name;
+    std::replace_if(
+        text.begin(), text.end(), [](char c) { return (c >= 0 && c < ' ') || c == '\x7f'; }, '?');
+    return text;
+}
+
+void CTextReport::begin(const std::string& file, std::optional<std::uint64_t> /* ulBytes */)
+{
+    if (m_options.bFileHeadings)
+        m_output.append(fmt::format("{}{}==> {} <=={}\n",
+                                    m_bFirstFile ? "" : "\n",
+                                    m_options.style.pHeading,
+                                    printable(file),
+                                    m_options.style.pEnd));
+    m_bFirstFile = false;
+    m_bSummaryShown = false;
+    m_waiting.clear();
+    m_repeats.clear();
+    m_ulShown = 0;
+}
+
+void CTextReport::add(const ParameterSetEvent& event, bool bShown)
+{
+    if (!m_bSummaryShown && event.sps != nullptr)
+        showSummary(summaryOf(*event.sps));
+    if (!bShown)
+        return;
+    ++m_ulShown;
+    if (event.bRepeat && !m_options.bShowRepeats) {
+        ++m_repeats[{event.header.nal_unit_type, idOf(event).value_or(0)}];
+        return;
+    }
+    show(block(event));
+}
+
+std::string CTextReport::block(const ParameterSetEvent& event) const
+{
+    const std::optional<unsigned> uiId = idOf(event);
+    std::string text = fmt::format("\n{}{}{}{} at byte {}, {} bytes: {}{}\n",
+                                   m_options.style.pHeading,
+                                   typeName(event.header.nal_unit_type),
+                                   uiId ? fmt::format(" {}", *uiId) : "",
+                                   m_options.style.pEnd,
+                                   event.ulOffset,
+                                   event.ulSize,
+                                   resultOf(event, m_options.style),
+                                   event.bRepeat ? " (repeat)" : "");
+    if (event.header.nuh_temporal_id_plus1 != 1)
+        text += fmt::format("  nuh_temporal_id_plus1 {}\n", event.header.nuh_temporal_id_plus1);
+    for (const std::string& line : event.logLines)
+        text += fmt::format("  log: {}\n", line);
+    return text + recordOf(event, m_options.style);
+}
+
+void CTextReport::showSummary(const std::string& summary)
+{
+    m_output.append(fmt::format("{}{}{}\n", m_options.style.pHeading, summary, m_options.style.pEnd));
+    m_output.append(m_waiting);
+    m_waiting.clear();
+    m_bSummaryShown = true;
+}
+
+void CTextReport::show(const std::string& block)
+{
+    if (m_bSummaryShown)
+        return m_output.append(block);
+    m_waiting += block;
+    if (m_waiting.size() > MAX_WAITING)
+        showSummary("no SPS at the start of the stream");
+}
+
+void CTextReport::end(std::uint64_t /* ulBytes */)
+{
+    if (!m_bSummaryShown)
+        showSummary("no SPS was read");
+    if (m_ulShown == 0)
+        m_output.append("\nno parameter set of the wanted type and id\n");
+    if (m_repeats.empty())
+        return;
+    std::string repeats;
+    for (const auto& [set, ulCount] : m_repeats)
+        repeats += fmt::format("{}{} {} {}x", repeats.empty() ? "" : ", ", typeName(set.first), set.second, ulCount);
+    m_output.append(fmt::format("\nrepeats not shown: {} (--all shows them)\n", repeats));
+}
+
+} // namespace h265ps

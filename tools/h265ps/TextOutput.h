@@ -1,0 +1,46 @@
+#pragma once
+
+#include "OutputStream.h"
+#include "Report.h"
+#include "TextStyle.h"
+
+#include <map>
+#include <utility>
+
+namespace h265ps {
+
+/// Shows streams to people: a summary line, then a block for each parameter set.
+class CTextReport : public CReport
+{
+public:
+    struct Options
+    {
+        bool bShowRepeats = false;
+        bool bFileHeadings = false; // a line with the file's name in front of each stream
+        TextStyle style;
+    };
+
+    CTextReport(COutputStream& output, const Options& options) : m_output(output), m_options(options) {}
+
+    void begin(const std::string& file, std::optional<std::uint64_t> ulBytes) override;
+    void add(const h265_stream::ParameterSetEvent& event, bool bShown) override;
+    void end(std::uint64_t ulBytes) override;
+
+private:
+    std::string block(const h265_stream::ParameterSetEvent& event) const;
+    void showSummary(const std::string& summary);
+    void show(const std::string& block);
+
+    COutputStream& m_output;
+    Options m_options;
+    bool m_bFirstFile = true;
+    bool m_bSummaryShown = false;
+    std::string m_waiting; // blocks in front of the first SPS, which the summary line is made from
+    std::map<std::pair<unsigned char, unsigned>, std::uint64_t> m_repeats; // by type and id
+    std::uint64_t m_ulShown = 0;
+};
+
+/// A name for a line of text: control characters, which could forge lines or colours, as '?'.
+std::string printable(const std::string& name);
+
+} // namespace h265ps

@@ -1,0 +1,73 @@
+#include "TileDrawing.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <iterator>
+#include <vector>
+
+#include <fmt/format.h>
+
+namespace h265ps {
+
+namespace {
+
+constexpr std::size_t MAX_COLUMNS = 20; // the most that level 6.2 allows
+constexpr std::size_t MAX_ROWS = 22;
+constexpr std::uint64_t CANVAS_WIDTH = 72;
+
+// Characters of each column, in proportion to its CTBs, never less than its numbers need.
+std::vector<std::size_t> cellWidths(std::span<const unsigned> colWidth, std::size_t uiNumberWidth)
+{
+    std::uint64_t ulCtbs = 0;
+    for (const unsigned uiWidth : colWidth)
+        ulCtbs += uiWidth;
+    const std::uint64_t ulCanvas = std::min(CANVAS_WIDTH, 2 * ulCtbs);
+    std::vector<std::size_t> widths;
+    for (const unsigned uiWidth : colWidth) {
+        const std::uint64_t ulShare = ulCtbs != 0 ? (uiWidth * ulCanvas + ulCtbs / 2) / ulCtbs : 0;
+        const std::size_t uiLeast = std::max(uiNumberWidth, fmt::formatted_size("{}", uiWidth)) + 2;
+        widths.push_back(std::max<std::size_t>(ulShare, uiLeast));
+    }
+    return widths;
+}
+
+} // namespace
+
+std::string drawTiles(std::span<const unsigned> colWidth, std::span<const unsigned> rowHeight, unsigned uiIndent)
+{
+    const std::span<const unsigned> columns = colWidth.first(std::min(colWidth.size(), MAX_COLUMNS));
+    const std::span<const unsigned> rows = rowHeight.first(std::min(rowHeight.size(), MAX_ROWS));
+    const std::size_t uiLastTile = rows.empty() ? 0 : (rows.size() - 1) * colWidth.size() + columns.size();
+    const std::vector<std::size_t> widths = cellWidths(columns, fmt::formatted_size("{}", uiLastTile));
+    std::size_t uiMargin = 1;
+    for (const unsigned uiHeight : rows)
+        uiMargin = std::max(uiMargin, fmt::formatted_size("{}", uiHeight));
+
+    std::string drawing;
+    auto out = std::back_inserter(drawing);
+    std::string border = fmt::format("{:{}}{:{}} +", "", uiIndent, "", uiMargin);
+    fmt::format_to(out, "{:{}}{:{}}  ", "", uiIndent, "", uiMargin);
+    for (std::size_t i = 0; i < columns.size(); ++i) {
+        fmt::format_to(out, "{:^{}} ", columns[i], widths[i]);
+        border += std::string(widths[i], '-') + '+';
+    }
+    fmt::format_to(out, "{}\n{}\n", colWidth.size() > columns.size() ? "..." : " CTBs", border);
+    for (std::size_t j = 0; j < rows.size(); ++j) {
+        fmt::format_to(out, "{:{}}{:>{}} |", "", uiIndent, rows[j], uiMargin);
+        for (std::size_t i = 0; i < columns.size(); ++i)
+            fmt::format_to(out, "{:^{}}|", j * colWidth.size() + i, widths[i]);
+        fmt::format_to(out, "\n{}\n", border);
+    }
+    if (columns.size() < colWidth.size() || rows.size() < rowHeight.size())
+        fmt::format_to(out,
+                       "{:{}}drawn: {} of {} columns, {} of {} rows\n",
+                       "",
+                       uiIndent,
+                       columns.size(),
+                       colWidth.size(),
+                       rows.size(),
+                       rowHeight.size());
+    return drawing;
+}
+
+} // namespace h265ps
