@@ -91,12 +91,16 @@ struct Bytes
     Bytes operator|(Bytes other) const noexcept { return {_mm_or_si128(v, other.v)}; }
     Bytes operator^(Bytes other) const noexcept { return {_mm_xor_si128(v, other.v)}; }
     Bytes operator&(Bytes other) const noexcept { return {_mm_and_si128(v, other.v)}; }
-    friend Bytes smaller(Bytes one, Bytes other) noexcept { return {_mm_min_epu8(one.v, other.v)}; }
     unsigned zeros() const noexcept
     {
         return static_cast<unsigned>(_mm_movemask_epi8(_mm_cmpeq_epi8(v, _mm_setzero_si128())));
     }
-    bool hasZero() const noexcept { return zeros() != 0; }
+    static std::uint64_t zerosOf64(const unsigned char* p) noexcept
+    {
+        const unsigned uiFront = load(p).zeros() | load(p + 16).zeros() << 16;
+        const unsigned uiBack = load(p + 32).zeros() | load(p + 48).zeros() << 16;
+        return uiFront | static_cast<std::uint64_t>(uiBack) << 32;
+    }
     unsigned firstZero() const noexcept { return static_cast<unsigned>(std::countr_zero(zeros() | 1U << SIZE)); }
 };
 
@@ -129,12 +133,14 @@ struct Bytes
     H265_SCAN_TARGET Bytes operator|(Bytes other) const noexcept { return {_mm256_or_si256(v, other.v)}; }
     H265_SCAN_TARGET Bytes operator^(Bytes other) const noexcept { return {_mm256_xor_si256(v, other.v)}; }
     H265_SCAN_TARGET Bytes operator&(Bytes other) const noexcept { return {_mm256_and_si256(v, other.v)}; }
-    H265_SCAN_TARGET friend Bytes smaller(Bytes one, Bytes other) noexcept { return {_mm256_min_epu8(one.v, other.v)}; }
     H265_SCAN_TARGET unsigned zeros() const noexcept
     {
         return static_cast<unsigned>(_mm256_movemask_epi8(_mm256_cmpeq_epi8(v, _mm256_setzero_si256())));
     }
-    H265_SCAN_TARGET bool hasZero() const noexcept { return zeros() != 0; }
+    H265_SCAN_TARGET static std::uint64_t zerosOf64(const unsigned char* p) noexcept
+    {
+        return load(p).zeros() | static_cast<std::uint64_t>(load(p + 32).zeros()) << 32;
+    }
     H265_SCAN_TARGET unsigned firstZero() const noexcept { return static_cast<unsigned>(std::countr_zero(zeros())); }
 };
 
@@ -143,11 +149,47 @@ struct Bytes
 
 } // namespace avx2
 
-constexpr std::array FORMS = {plain::form("plain"), sse2::form("SSE2"), avx2::form("AVX2")};
+namespace avx512 {
+
+#define H265_SCAN_TARGET [[gnu::target("avx512bw")]]
+
+struct Bytes
+{
+    static constexpr unsigned SIZE = 64;
+    __m512i v;
+
+    H265_SCAN_TARGET static Bytes load(const unsigned char* p) noexcept { return {_mm512_loadu_si512(p)}; }
+    H265_SCAN_TARGET static Bytes fill(unsigned char ucByte) noexcept
+    {
+        return {_mm512_set1_epi8(static_cast<char>(ucByte))};
+    }
+    H265_SCAN_TARGET void store(unsigned char* p) const noexcept { _mm512_storeu_si512(p, v); }
+    H265_SCAN_TARGET Bytes operator|(Bytes other) const noexcept { return {_mm512_or_si512(v, other.v)}; }
+    H265_SCAN_TARGET Bytes operator^(Bytes other) const noexcept { return {_mm512_xor_si512(v, other.v)}; }
+    H265_SCAN_TARGET Bytes operator&(Bytes other) const noexcept { return {_mm512_and_si512(v, other.v)}; }
+    H265_SCAN_TARGET std::uint64_t zeros() const noexcept { return _mm512_testn_epi8_mask(v, v); }
+    H265_SCAN_TARGET static std::uint64_t zerosOf64(const unsigned char* p) noexcept { return load(p).zeros(); }
+    H265_SCAN_TARGET unsigned firstZero() const noexcept { return static_cast<unsigned>(std::countr_zero(zeros())); }
+};
+
+#include "StartCodeScanLoops.inl"
+#undef H265_SCAN_TARGET
+
+} // namespace avx512
+
+// Removing emulation prevention gains nothing from longer vectors, and short payloads lose.
+constexpr std::array FORMS = {
+    plain::form("plain"),
+    sse2::form("SSE2"),
+    avx2::form("AVX2"),
+    ScanForm{"AVX-512", avx512::find<StartCode>, avx512::find<UnitEnd>, avx2::removeEmulationPrevention},
+};
 
 std::size_t countAvailable() noexcept
 {
-    return __builtin_cpu_supports("avx2") != 0 ? 3 : 2;
+    if (__builtin_cpu_supports("avx2") == 0)
+        return 2;
+    return __builtin_cpu_supports("avx512bw") == 0 ? 3 : 4;
 }
 
 #elif defined(__aarch64__)
@@ -167,9 +209,18 @@ struct Bytes
     Bytes operator|(Bytes other) const noexcept { return {vorrq_u8(v, other.v)}; }
     Bytes operator^(Bytes other) const noexcept { return {veorq_u8(v, other.v)}; }
     Bytes operator&(Bytes other) const noexcept { return {vandq_u8(v, other.v)}; }
-    friend Bytes smaller(Bytes one, Bytes other) noexcept { return {vminq_u8(one.v, other.v)}; }
-    bool hasZero() const noexcept { return vminvq_u8(v) == 0; }
-    // Four bits for each byte: the narrowing shift stands in for the missing movemask.
+    // A bit for each byte: pairwise sums of weighted comparisons stand in for the missing movemask.
+    static std::uint64_t zerosOf64(const unsigned char* p) noexcept
+    {
+        const uint8x16_t weights = vreinterpretq_u8_u64(vdupq_n_u64(0x8040201008040201));
+        const uint8x16_t front =
+            vpaddq_u8(vandq_u8(vceqzq_u8(vld1q_u8(p)), weights), vandq_u8(vceqzq_u8(vld1q_u8(p + 16)), weights));
+        const uint8x16_t back =
+            vpaddq_u8(vandq_u8(vceqzq_u8(vld1q_u8(p + 32)), weights), vandq_u8(vceqzq_u8(vld1q_u8(p + 48)), weights));
+        const uint8x16_t sums = vpaddq_u8(front, back);
+        return vgetq_lane_u64(vreinterpretq_u64_u8(vpaddq_u8(sums, sums)), 0);
+    }
+    // Four bits for each byte, by a narrowing shift.
     unsigned firstZero() const noexcept
     {
         const uint8x8_t nibbles = vshrn_n_u16(vreinterpretq_u16_u8(vceqzq_u8(v)), 4);

@@ -10,12 +10,6 @@ H265_SCAN_TARGET inline Bytes mismatches(const unsigned char* p) noexcept
            ((Bytes::load(p + 2) ^ Bytes::fill(TRule::THIRD)) & Bytes::fill(TRule::MASK));
 }
 
-// Zero where two zero bytes stand, whatever follows.
-H265_SCAN_TARGET inline Bytes pairMismatches(const unsigned char* p) noexcept
-{
-    return Bytes::load(p) | Bytes::load(p + 1);
-}
-
 // The first match of the positions of uiVectors vectors from p on; null without one.
 template <class TRule>
 H265_SCAN_TARGET inline const unsigned char* findInVectors(const unsigned char* p, unsigned uiVectors) noexcept
@@ -28,12 +22,15 @@ H265_SCAN_TARGET inline const unsigned char* findInVectors(const unsigned char* 
     return nullptr;
 }
 
-// Zero pairs are rare in coded pictures, so the main loop looks for them only, four vectors at a time,
-// from aligned positions: two loads a vector instead of three.
+// Zero pairs are rare in coded pictures, so the main loop looks for them only: one bit for each byte that
+// is zero, 128 bytes at a time, each loaded once and from aligned positions. That is what keeps it at the
+// speed of the second-level cache; comparing each vector with the one a byte further on takes twice as
+// long there.
 template <class TRule>
 H265_SCAN_TARGET const unsigned char* find(const unsigned char* pBegin, const unsigned char* pEnd) noexcept
 {
     constexpr std::ptrdiff_t SIZE = Bytes::SIZE;
+    constexpr std::ptrdiff_t BLOCK = 128;
     constexpr std::ptrdiff_t LOOK_AHEAD = 2;
     if (pEnd - pBegin < SIZE + LOOK_AHEAD)
         return plain::find<TRule>(pBegin, pEnd);
@@ -41,19 +38,23 @@ H265_SCAN_TARGET const unsigned char* find(const unsigned char* pBegin, const un
         return pHit;
     const unsigned char* p = pBegin + (SIZE - static_cast<std::ptrdiff_t>(reinterpret_cast<std::uintptr_t>(pBegin) %
                                                                           static_cast<std::uintptr_t>(SIZE)));
-    for (; pEnd - p >= 4 * SIZE + LOOK_AHEAD; p += 4 * SIZE) {
-        const Bytes front = smaller(pairMismatches(p), pairMismatches(p + SIZE));
-        const Bytes back = smaller(pairMismatches(p + 2 * SIZE), pairMismatches(p + 3 * SIZE));
-        if (!smaller(front, back).hasZero()) [[likely]]
+    std::uint64_t ulLast = p[-1] == 0 ? 1 : 0; // the byte in front of the block is zero
+    for (; pEnd - p >= BLOCK + LOOK_AHEAD; p += BLOCK) {
+        const std::uint64_t ulFront = Bytes::zerosOf64(p);
+        const std::uint64_t ulBack = Bytes::zerosOf64(p + BLOCK / 2);
+        const std::uint64_t ulPairs = (ulFront & (2 * ulFront + ulLast)) | (ulBack & (2 * ulBack + (ulFront >> 63)));
+        ulLast = ulBack >> 63;
+        if (ulPairs == 0) [[likely]]
             continue;
-        if (const unsigned char* const pHit = findInVectors<TRule>(p, 4); pHit != nullptr)
+        if (const unsigned char* const pHit = findInVectors<TRule>(p - 1, BLOCK / SIZE); pHit != nullptr)
             return pHit;
     }
-    for (; pEnd - p >= SIZE + LOOK_AHEAD; p += SIZE) {
+    // The rest begins with the last byte in front of it. Its last vector overlaps what has been
+    // searched: that vector's first match is new.
+    for (--p; pEnd - p >= SIZE + LOOK_AHEAD; p += SIZE) {
         if (const unsigned char* const pHit = findInVectors<TRule>(p, 1); pHit != nullptr)
             return pHit;
     }
-    // The last vector overlaps what has been searched: its first match is new.
     const unsigned char* const pHit = findInVectors<TRule>(pEnd - LOOK_AHEAD - SIZE, 1);
     return pHit != nullptr ? pHit : pEnd;
 }
