@@ -568,7 +568,11 @@ TEST(RbspReader, WrapsTheLargestSignedCodes)
         std::uint64_t ulCode;
         int iValue;
     };
-    for (const Case& c : {Case{0xfffffffd, 0x7fffffff}, Case{0xfffffffe, -0x7fffffff}, Case{0xffffffff, 0}}) {
+    for (const Case& c : {Case{0xfffffffd, 0x7fffffff},
+                          Case{0xfffffffe, -0x7fffffff},
+                          Case{0xffffffff, 0},
+                          Case{0x1fffffffd, -0x7fffffff},
+                          Case{0x1fffffffe, 0}}) {
         SCOPED_TRACE(c.ulCode);
         const CPaddedPayload payload(CBitWriter().ue(c.ulCode).bytes());
         CRbspReader bs = payload.reader<CRbspReader>();

@@ -85,9 +85,9 @@ inline CBitWriter write(const ProfileTierLevelSyntax& s, unsigned maxNumSubLayer
 /// The three ue(v) of one sub-layer's ordering information, in VPS and SPS.
 struct SubLayerOrderingSyntax
 {
-    unsigned max_dec_pic_buffering_minus1 = 4;
-    unsigned max_num_reorder_pics = 2;
-    unsigned max_latency_increase_plus1 = 0;
+    std::uint64_t max_dec_pic_buffering_minus1 = 4;
+    std::uint64_t max_num_reorder_pics = 2;
+    std::uint64_t max_latency_increase_plus1 = 0;
 };
 
 inline CBitWriter write(const std::array<SubLayerOrderingSyntax, 8>& ordering, bool bAll, unsigned uiHighest)
