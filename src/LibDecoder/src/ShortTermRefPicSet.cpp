@@ -106,11 +106,11 @@ void deriveLists(ShortTermRefPicSet* strps, const InterPrediction& reference) no
 
 // 7.3.7, inter_ref_pic_set_prediction_flag equal to 1
 template <class TReader>
-int readPredicted(SPS* sps, ShortTermRefPicSet* strps, int stRpsIdx, TReader* pBS) noexcept
+int readPredicted(SPS* sps, ShortTermRefPicSet* strps, int stRpsIdx, CBitWindow<TReader>& bits) noexcept
 {
     int RefRpsIdx = stRpsIdx - 1;
     if (stRpsIdx == sps->num_short_term_ref_pic_sets) {
-        const int iResult = read(pBS, uePlus<unsigned char>(strps->delta_idx, 1));
+        const int iResult = read(bits, uePlus<unsigned char>(strps->delta_idx, 1));
         if (iResult != 0)
             return iResult;
         RefRpsIdx = stRpsIdx - strps->delta_idx;
@@ -120,7 +120,7 @@ int readPredicted(SPS* sps, ShortTermRefPicSet* strps, int stRpsIdx, TReader* pB
 
     bool delta_rps_sign = false;
     unsigned char abs_delta_rps_minus1 = 0;
-    int iResult = read(pBS, flag(delta_rps_sign), ue(abs_delta_rps_minus1));
+    int iResult = read(bits, flag(delta_rps_sign), ue(abs_delta_rps_minus1));
     if (iResult != 0)
         return iResult;
     // (7-60) in 8 bits, which the value can wrap: 256 becomes 0 and 128 becomes -128.
@@ -137,12 +137,12 @@ int readPredicted(SPS* sps, ShortTermRefPicSet* strps, int stRpsIdx, TReader* pB
     for (unsigned j = 0; j <= reference.NumDeltaPocs; ++j) {
         bool bDropped = false;
         reference.use_delta_flag[j] = true;
-        iResult = read(pBS, flag(reference.used_by_curr_pic_flag[j]));
+        iResult = read(bits, flag(reference.used_by_curr_pic_flag[j]));
         entryOr(strps->used_by_curr_pic_flag, j, bDropped) = reference.used_by_curr_pic_flag[j];
         if (iResult != 0)
             return iResult;
         if (!reference.used_by_curr_pic_flag[j])
-            iResult = read(pBS, flag(reference.use_delta_flag[j]));
+            iResult = read(bits, flag(reference.use_delta_flag[j]));
         entryOr(strps->use_delta_flag, j, bDropped) = reference.use_delta_flag[j];
         if (iResult != 0)
             return iResult;
@@ -151,48 +151,46 @@ int readPredicted(SPS* sps, ShortTermRefPicSet* strps, int stRpsIdx, TReader* pB
     return 0;
 }
 
+// 7.3.7, the entries iFirst … iEnd - 1 of an explicit set: delta_poc_s0_minus1 and its flag with
+// iDirection -1, delta_poc_s1_minus1 and its flag with 1. The index is kept in 8 bits with a sign: at
+// counts of 128 and more it wraps, and the payload ends the loop. Entries that the record has no room
+// for are read and dropped.
+template <class TReader>
+int readEntries(ShortTermRefPicSet* strps, int iFirst, int iEnd, int iDirection, CBitWindow<TReader>& bits) noexcept
+{
+    int iDropped = 0;
+    bool bDropped = false;
+    unsigned uiPoc = 0; // wraps in 32 bits
+    // NOLINTNEXTLINE(bugprone-too-small-loop-variable)
+    for (signed char i = static_cast<signed char>(iFirst); i < iEnd; i = static_cast<signed char>(i + 1)) {
+        unsigned delta_poc_minus1 = 0;
+        int iResult = read(bits, ue(delta_poc_minus1));
+        if (iResult != 0)
+            return iResult;
+        uiPoc += static_cast<unsigned>(iDirection) * (delta_poc_minus1 + 1);
+        entryOr(strps->DeltaPoc, static_cast<unsigned>(i), iDropped) = static_cast<int>(uiPoc);
+        iResult = read(bits, flag(entryOr(strps->UsedByCurrPic, static_cast<unsigned>(i), bDropped)));
+        if (iResult != 0)
+            return iResult;
+    }
+    return 0;
+}
+
 // 7.3.7, inter_ref_pic_set_prediction_flag equal to 0
 template <class TReader>
-int readExplicit(ShortTermRefPicSet* strps, TReader* pBS) noexcept
+int readExplicit(ShortTermRefPicSet* strps, CBitWindow<TReader>& bits) noexcept
 {
-    int iResult = read(pBS, ue(strps->NumNegativePics), ue(strps->NumPositivePics));
+    int iResult = read(bits, ue(strps->NumNegativePics), ue(strps->NumPositivePics));
     if (iResult != 0)
         return iResult;
     const int iNegative = strps->NumNegativePics;
     const int iAll = iNegative + strps->NumPositivePics;
     strps->NumDeltaPocs = static_cast<unsigned char>(iAll);
 
-    // The index is kept in 8 bits with a sign: at counts of 128 and more it wraps, and the payload ends
-    // the loop. Entries that the record has no room for are read and dropped.
-    int iDropped = 0;
-    bool bDropped = false;
-    int iPrevious = 0;
-    for (signed char i = 0; i < iNegative; i = static_cast<signed char>(i + 1)) {
-        const unsigned uiEntry = static_cast<unsigned>(i);
-        unsigned delta_poc_s0_minus1 = 0;
-        iResult = read(pBS, ue(delta_poc_s0_minus1));
-        if (iResult != 0)
-            return iResult;
-        iPrevious = static_cast<int>(static_cast<unsigned>(iPrevious) - 1 - delta_poc_s0_minus1);
-        entryOr(strps->DeltaPoc, uiEntry, iDropped) = iPrevious;
-        iResult = read(pBS, flag(entryOr(strps->UsedByCurrPic, uiEntry, bDropped)));
-        if (iResult != 0)
-            return iResult;
-    }
-    iPrevious = 0;
-    for (signed char i = static_cast<signed char>(iNegative); i < iAll; i = static_cast<signed char>(i + 1)) {
-        const unsigned uiEntry = static_cast<unsigned>(i);
-        unsigned delta_poc_s1_minus1 = 0;
-        iResult = read(pBS, ue(delta_poc_s1_minus1));
-        if (iResult != 0)
-            return iResult;
-        iPrevious = static_cast<int>(static_cast<unsigned>(iPrevious) + 1 + delta_poc_s1_minus1);
-        entryOr(strps->DeltaPoc, uiEntry, iDropped) = iPrevious;
-        iResult = read(pBS, flag(entryOr(strps->UsedByCurrPic, uiEntry, bDropped)));
-        if (iResult != 0)
-            return iResult;
-    }
-    return 0;
+    iResult = readEntries(strps, 0, iNegative, -1, bits);
+    if (iResult != 0)
+        return iResult;
+    return readEntries(strps, iNegative, iAll, 1, bits);
 }
 
 // 7.3.7
@@ -200,14 +198,15 @@ template <class TReader>
 int readShortTermRefPicSet(SPS* sps, ShortTermRefPicSet* strps, int stRpsIdx, TReader* pBS) noexcept
 {
     std::memset(strps, 0, sizeof(*strps));
+    CBitWindow<TReader> bits(pBS);
     if (stRpsIdx != 0) {
-        const int iResult = read(pBS, flag(strps->inter_ref_pic_set_prediction_flag));
+        const int iResult = read(bits, flag(strps->inter_ref_pic_set_prediction_flag));
         if (iResult != 0)
             return iResult;
     }
     if (strps->inter_ref_pic_set_prediction_flag)
-        return readPredicted(sps, strps, stRpsIdx, pBS);
-    return readExplicit(strps, pBS);
+        return readPredicted(sps, strps, stRpsIdx, bits);
+    return readExplicit(strps, bits);
 }
 
 } // namespace

@@ -443,12 +443,11 @@ H265_ALWAYS_INLINE int readCode(CBitWindow<TReader>& window, const TElement& ele
 template <std::size_t I, class TTuple>
 consteval std::size_t endOfFixedWidth()
 {
-    if constexpr (I == std::tuple_size_v<TTuple>)
-        return I;
-    else if constexpr (!std::tuple_element_t<I, TTuple>::FIXED_WIDTH)
-        return I;
-    else
-        return endOfFixedWidth<I + 1, TTuple>();
+    if constexpr (I < std::tuple_size_v<TTuple>) {
+        if constexpr (std::tuple_element_t<I, TTuple>::FIXED_WIDTH)
+            return endOfFixedWidth<I + 1, TTuple>();
+    }
+    return I;
 }
 
 template <std::size_t I, class TReader, class TTuple>
