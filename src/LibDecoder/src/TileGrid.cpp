@@ -3,7 +3,7 @@
 #include "ModuleServices.h"
 #include "SyntaxRead.h"
 
-#include <algorithm>
+#include <cstring>
 
 namespace h265_codec {
 
@@ -70,60 +70,131 @@ int provideTables(PPS* pps, std::uint64_t ulEntries, tq_util::TMemPool* pMemPool
     return provideTable(pps, pps->TileId, ulEntries, pMemPool, TAG_TAKE_TILE_ID);
 }
 
-// A tile, or the part of it that is filled: its first addresses, its size, and its place in the order.
-struct Tile
-{
-    std::uint64_t ulFirstRs;
-    std::uint64_t ulFirstTs;
-    unsigned uiWidth;
-    unsigned uiHeight;
-    unsigned uiIndex;
-};
+// Four table entries at a time; clang and gcc make no vectors of such loops at -O2 by themselves.
+using Entries4 = std::uint32_t __attribute__((vector_size(16)));
 
-// 6.5.1 (6-5) to (6-7) for one tile. TileId goes by raster-scan address on purpose. Tables that an
-// earlier, smaller picture left behind end after ulRoom entries: what lies past them is not written.
-void fillTile(PPS* pps, const Tile& tile, unsigned uiPicWidth, std::uint64_t ulRoom) noexcept
+// Writes uiFirst, uiFirst + 1, … to uiCount entries. What lies up to three entries behind them, but
+// before pEnd, may be overwritten too: runs are written front to back.
+void writeRun(unsigned* pRun, std::size_t uiCount, unsigned uiFirst, unsigned uiStep, const unsigned* pEnd) noexcept
 {
-    for (unsigned y = 0; y < tile.uiHeight; ++y) {
-        const std::uint64_t ulRs = tile.ulFirstRs + static_cast<std::uint64_t>(y) * uiPicWidth;
-        const std::uint64_t ulTs = tile.ulFirstTs + static_cast<std::uint64_t>(y) * tile.uiWidth;
-        const std::uint64_t ulRsRun = ulRs < ulRoom ? std::min<std::uint64_t>(tile.uiWidth, ulRoom - ulRs) : 0;
-        const std::uint64_t ulTsRun = ulTs < ulRoom ? std::min<std::uint64_t>(tile.uiWidth, ulRoom - ulTs) : 0;
-        if (ulRsRun == 0 && ulTsRun == 0)
-            return;
-        unsigned* const pTsToRs = pps->CtbAddrTsToRs + ulTs;
-        unsigned* const pRsToTs = pps->CtbAddrRsToTs + ulRs;
-        unsigned* const pTileId = pps->TileId + ulRs;
-        for (std::uint64_t x = 0; x < ulTsRun; ++x)
-            pTsToRs[x] = static_cast<unsigned>(ulRs + x);
-        for (std::uint64_t x = 0; x < ulRsRun; ++x)
-            pRsToTs[x] = static_cast<unsigned>(ulTs + x);
-        for (std::uint64_t x = 0; x < ulRsRun; ++x)
-            pTileId[x] = tile.uiIndex;
+    if (uiCount + 3 > static_cast<std::size_t>(pEnd - pRun)) {
+        for (std::size_t x = 0; x < uiCount; ++x)
+            pRun[x] = uiFirst + static_cast<unsigned>(x) * uiStep;
+        return;
+    }
+    Entries4 entries = uiFirst + Entries4{0, 1, 2, 3} * uiStep;
+    for (std::size_t x = 0; x < uiCount; x += 4, entries += 4 * uiStep)
+        std::memcpy(pRun + x, &entries, sizeof(entries));
+}
+
+// One row of a table from the two rows before it, in which every entry grows by the same amount as
+// from row to row before.
+void continueRows(unsigned* pRow, std::size_t uiWidth) noexcept
+{
+    const unsigned* const pBefore = pRow - uiWidth;
+    const unsigned* const pTwoBefore = pBefore - uiWidth;
+    std::size_t x = 0;
+    for (; x + 4 <= uiWidth; x += 4) {
+        Entries4 before;
+        Entries4 twoBefore;
+        std::memcpy(&before, pBefore + x, sizeof(before));
+        std::memcpy(&twoBefore, pTwoBefore + x, sizeof(twoBefore));
+        before += before - twoBefore;
+        std::memcpy(pRow + x, &before, sizeof(before));
+    }
+    for (; x < uiWidth; ++x)
+        pRow[x] = 2 * pBefore[x] - pTwoBefore[x];
+}
+
+// 6.5.1 (6-5) to (6-7) for one row of tiles; uiFirst is its first address in either scan. TileId goes
+// by raster-scan address on purpose.
+void fillTileRow(PPS* pps, std::size_t uiFirst, std::size_t uiPicWidth, unsigned uiHeight, unsigned uiFirstTile,
+                 std::size_t uiPicSize) noexcept
+{
+    const unsigned* const pEndOfTsToRs = pps->CtbAddrTsToRs + uiPicSize + 1;
+    const unsigned* const pEndOfRsToTs = pps->CtbAddrRsToTs + uiPicSize + 1;
+    const unsigned* const pEndOfTileId = pps->TileId + uiPicSize + 1;
+    unsigned* const pRsToTs = pps->CtbAddrRsToTs + uiFirst;
+    unsigned* const pTileId = pps->TileId + uiFirst;
+    const unsigned uiColumns = pps->num_tile_columns_minus1 + 1;
+
+    std::size_t uiTs = uiFirst;
+    std::size_t uiColumn = 0;
+    for (unsigned i = 0; i < uiColumns; ++i) {
+        const std::size_t uiWidth = pps->colWidth[i];
+        writeRun(pRsToTs + uiColumn, uiWidth, static_cast<unsigned>(uiTs), 1, pEndOfRsToTs);
+        writeRun(pTileId + uiColumn, uiWidth, uiFirstTile + i, 0, pEndOfTileId);
+        std::size_t uiRs = uiFirst + uiColumn;
+        for (unsigned y = 0; uiWidth != 0 && y < uiHeight; ++y, uiTs += uiWidth, uiRs += uiPicWidth)
+            writeRun(pps->CtbAddrTsToRs + uiTs, uiWidth, static_cast<unsigned>(uiRs), 1, pEndOfTsToRs);
+        uiColumn += uiWidth;
+    }
+    if (uiHeight == 1)
+        return;
+
+    // The second row is each tile's second run; every further one continues the two before it.
+    uiColumn = 0;
+    for (unsigned i = 0; i < uiColumns; ++i) {
+        const unsigned uiWidth = pps->colWidth[i];
+        const unsigned uiSecondRun = static_cast<unsigned>(uiFirst + uiColumn * uiHeight + uiWidth);
+        writeRun(pRsToTs + uiPicWidth + uiColumn, uiWidth, uiSecondRun, 1, pEndOfRsToTs);
+        uiColumn += uiWidth;
+    }
+    for (std::size_t y = 2; y < uiHeight; ++y)
+        continueRows(pRsToTs + y * uiPicWidth, uiPicWidth);
+    for (std::size_t y = 1; y < uiHeight; ++y)
+        std::memcpy(pTileId + y * uiPicWidth, pTileId, uiPicWidth * sizeof(unsigned));
+}
+
+void fillTables(PPS* pps, std::size_t uiPicWidth, std::size_t uiPicSize) noexcept
+{
+    std::size_t uiFirst = 0;
+    unsigned uiFirstTile = 0;
+    for (unsigned i = 0; i <= pps->num_tile_rows_minus1; ++i) {
+        if (pps->rowHeight[i] != 0 && uiPicWidth != 0)
+            fillTileRow(pps, uiFirst, uiPicWidth, pps->rowHeight[i], uiFirstTile, uiPicSize);
+        uiFirst += uiPicWidth * pps->rowHeight[i];
+        uiFirstTile += pps->num_tile_columns_minus1 + 1;
+    }
+    pps->CtbAddrTsToRs[uiPicSize] = 0;
+    pps->CtbAddrRsToTs[uiPicSize] = 0;
+    pps->TileId[uiPicSize] = 0;
+}
+
+// The same into tables that an earlier, smaller picture left behind: they end after ulRoom entries, and
+// what lies past them is not written.
+void fillPartOfTile(PPS* pps, std::uint64_t ulRs, std::uint64_t ulTs, std::uint64_t ulWidth, unsigned uiTile,
+                    std::uint64_t ulRoom) noexcept
+{
+    for (std::uint64_t x = 0; x < ulWidth && ulTs + x < ulRoom; ++x)
+        pps->CtbAddrTsToRs[ulTs + x] = static_cast<unsigned>(ulRs + x);
+    for (std::uint64_t x = 0; x < ulWidth && ulRs + x < ulRoom; ++x) {
+        pps->CtbAddrRsToTs[ulRs + x] = static_cast<unsigned>(ulTs + x);
+        pps->TileId[ulRs + x] = uiTile;
     }
 }
 
-void fillTables(PPS* pps, unsigned uiPicWidth, std::uint64_t ulPicSize, std::uint64_t ulRoom) noexcept
+void fillPartOfTables(PPS* pps, unsigned uiPicWidth, std::uint64_t ulRoom) noexcept
 {
-    Tile tile = {};
     std::uint64_t ulFirstOfRow = 0;
-    for (unsigned uiRow = 0; uiRow <= pps->num_tile_rows_minus1; ++uiRow) {
-        tile.uiHeight = pps->rowHeight[uiRow];
-        tile.ulFirstRs = ulFirstOfRow;
-        for (unsigned uiCol = 0; uiCol <= pps->num_tile_columns_minus1; ++uiCol) {
-            tile.uiWidth = pps->colWidth[uiCol];
-            if (tile.uiWidth != 0)
-                fillTile(pps, tile, uiPicWidth, ulRoom);
-            tile.ulFirstRs += tile.uiWidth;
-            tile.ulFirstTs += static_cast<std::uint64_t>(tile.uiWidth) * tile.uiHeight;
-            ++tile.uiIndex;
+    std::uint64_t ulTs = 0;
+    unsigned uiTile = 0;
+    for (unsigned uiRow = 0; uiRow <= pps->num_tile_rows_minus1 && ulFirstOfRow < ulRoom; ++uiRow) {
+        const unsigned uiHeight = pps->rowHeight[uiRow];
+        std::uint64_t ulFirstOfTile = ulFirstOfRow;
+        for (unsigned uiCol = 0; uiCol <= pps->num_tile_columns_minus1; ++uiCol, ++uiTile) {
+            const std::uint64_t ulWidth = pps->colWidth[uiCol];
+            std::uint64_t ulRs = ulFirstOfTile;
+            std::uint64_t ulTsOfRow = ulTs;
+            for (unsigned y = 0; ulWidth != 0 && y < uiHeight && (ulRs < ulRoom || ulTsOfRow < ulRoom); ++y) {
+                fillPartOfTile(pps, ulRs, ulTsOfRow, ulWidth, uiTile, ulRoom);
+                ulRs += uiPicWidth;
+                ulTsOfRow += ulWidth;
+            }
+            ulFirstOfTile += ulWidth;
+            ulTs += ulWidth * uiHeight;
         }
-        ulFirstOfRow += static_cast<std::uint64_t>(tile.uiHeight) * uiPicWidth;
-    }
-    if (ulPicSize < ulRoom) {
-        pps->CtbAddrTsToRs[ulPicSize] = 0;
-        pps->CtbAddrRsToTs[ulPicSize] = 0;
-        pps->TileId[ulPicSize] = 0;
+        ulFirstOfRow += std::uint64_t{uiHeight} * uiPicWidth;
     }
 }
 
@@ -150,8 +221,10 @@ int readGrid(PPS* pps, SPS* sps, tq_util::TMemPool* pMemPool, TReader* pBS) noex
     iResult = provideTables(pps, ulPicSize + 1, pMemPool);
     if (iResult != 0)
         return iResult;
-    const bool bRoomKnown = pps->uiAddressTableRoom != 0;
-    fillTables(pps, uiPicWidth, ulPicSize, bRoomKnown ? pps->uiAddressTableRoom : ulPicSize + 1);
+    if (pps->uiAddressTableRoom == 0 || ulPicSize < pps->uiAddressTableRoom)
+        fillTables(pps, uiPicWidth, ulPicSize);
+    else
+        fillPartOfTables(pps, uiPicWidth, pps->uiAddressTableRoom);
     return 0;
 }
 
