@@ -1,0 +1,103 @@
+#!/usr/bin/env python3
+"""Validates the JSON that h265ps writes against its schema, and that the schema refuses what is wrong.
+
+usage: validate_json.py PROGRAM SCHEMA CORPUS
+"""
+
+import copy
+import json
+import pathlib
+import subprocess
+import sys
+import tempfile
+
+import jsonschema
+
+START_CODE = b"\x00\x00\x00\x01"
+
+
+def run(program, *files):
+    """The documents that the program writes for the files."""
+    done = subprocess.run([program, "--json", *files], stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, check=False)
+    return [json.loads(line) for line in done.stdout.splitlines()]
+
+
+def made_streams(corpus):
+    """Streams for what no stream of the corpus shows, by name."""
+    stream = (corpus / "size_64x64_ctu16.hevc").read_bytes()
+    sets = json.loads((corpus / "size_64x64_ctu16.json").read_text())["sets"][:3]
+    vps, sps, pps = (stream[s["offset"] : s["offset"] + s["size"]] for s in sets)
+    other_layer = sps[:1] + b"\x09" + sps[2:]
+    forbidden = b"\xc2" + sps[1:]
+    return {
+        "of another layer": [vps, sps, pps, other_layer],
+        "forbidden bit": [vps, forbidden],
+        "cut short": [vps, sps[: len(sps) // 2]],
+        "header alone": [vps, sps[:1]],
+        "without its SPS": [vps, pps],
+        "repeated": [vps, sps, pps, vps, sps, pps],
+    }
+
+
+def broken_documents(good):
+    """Copies of a good document, each with one thing wrong, by what that is."""
+
+    def broken(change):
+        document = copy.deepcopy(good)
+        change(document, {s["type"]: s for s in document["parameter_sets"]})
+        return document
+
+    return {
+        "no bytes": broken(lambda d, s: d.pop("bytes")),
+        "a key too many": broken(lambda d, s: d.update(more=1)),
+        "an unknown type": broken(lambda d, s: s["VPS"].update(type="SEI")),
+        "a negative offset": broken(lambda d, s: s["VPS"].update(offset=-1)),
+        "a size of text": broken(lambda d, s: s["VPS"].update(size="25")),
+        "a record of another type": broken(lambda d, s: s["VPS"].update(record=s["PPS"]["record"])),
+        "a record of a failed reading": broken(lambda d, s: s["SPS"].update(read=-2147483647, verify=None)),
+        "no record of a good reading": broken(lambda d, s: s["SPS"].update(record=None)),
+        "a field missing": broken(lambda d, s: s["SPS"]["record"].pop("amp_enabled_flag")),
+        "bookkeeping": broken(lambda d, s: s["SPS"]["record"].update(refCount=0)),
+        "a flag as a number": broken(lambda d, s: s["SPS"]["record"].update(amp_enabled_flag=1)),
+        "31 compatibility flags": broken(
+            lambda d, s: s["SPS"]["record"]["ptl"]["general_profile_compatibility_flag"].pop()
+        ),
+        "a value over 8 bits": broken(lambda d, s: s["SPS"]["record"].update(BitDepthY=256)),
+        "a matrix too short": broken(lambda d, s: s["SPS"]["record"]["pScalingList"][0][0]["coef"].pop()),
+        "five matrices": broken(lambda d, s: s["SPS"]["record"]["pScalingList"][3].pop()),
+        "tile sizes without tiles": broken(lambda d, s: s["PPS"]["record"].update(colWidth=[1])),
+    }
+
+
+def main(program, schema_file, corpus_directory):
+    corpus = pathlib.Path(corpus_directory)
+    schema = json.loads(pathlib.Path(schema_file).read_text())
+    jsonschema.Draft202012Validator.check_schema(schema)
+    validator = jsonschema.Draft202012Validator(schema)
+    failures = []
+
+    files = sorted(str(f) for f in corpus.glob("*.hevc"))
+    with tempfile.TemporaryDirectory() as directory:
+        for name, units in made_streams(corpus).items():
+            made = pathlib.Path(directory) / name
+            made.write_bytes(b"".join(START_CODE + unit for unit in units))
+            files.append(str(made))
+        documents = run(program, *files)
+    if [d["file"] for d in documents] != files:
+        failures.append("not one document for each file, in their order")
+    for document in documents:
+        for error in validator.iter_errors(document):
+            place = "/".join(str(p) for p in error.absolute_path)
+            failures.append(f"{document['file']}: {place}: {error.message[:200]}")
+
+    good = run(program, str(corpus / "slist_explicit.hevc"))[0]
+    for what, document in broken_documents(good).items():
+        if validator.is_valid(document):
+            failures.append(f"the schema accepts a document with {what}")
+
+    print("\n".join(failures) or f"{len(documents)} documents are valid")
+    return 1 if failures or not documents else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main(*sys.argv[1:]))
