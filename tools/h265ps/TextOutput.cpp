@@ -27,7 +27,23 @@ std::string resultOf(const ParameterSetEvent& event, const TextStyle& style)
         return fmt::format("{}NOT READ: {}{}", style.pBad, failureReason(event), style.pEnd);
     if (event.iVerify != 0)
         return fmt::format("read, {}NOT SUPPORTED: {}{}", style.pBad, failureReason(event), style.pEnd);
+    if (!event.logLines.empty())
+        return fmt::format(
+            "read, supported, {}but with the messages below: values can be wrong{}", style.pBad, style.pEnd);
     return fmt::format("{}read, supported{}", style.pGood, style.pEnd);
+}
+
+// The module's lines, equal neighbours once.
+std::string logOf(const ParameterSetEvent& event)
+{
+    std::string text;
+    for (auto line = event.logLines.begin(); line != event.logLines.end();) {
+        const auto other = std::find_if(line, event.logLines.end(), [&](const auto& l) { return l != *line; });
+        text += other - line == 1 ? fmt::format("  log: {}\n", *line)
+                                  : fmt::format("  log: {} ({} times)\n", *line, other - line);
+        line = other;
+    }
+    return text;
 }
 
 std::string recordOf(const ParameterSetEvent& event, const TextStyle& style)
@@ -94,9 +110,7 @@ std::string CTextReport::block(const ParameterSetEvent& event) const
                                    event.bRepeat ? " (repeat)" : "");
     if (event.header.nuh_temporal_id_plus1 != 1)
         text += fmt::format("  nuh_temporal_id_plus1 {}\n", event.header.nuh_temporal_id_plus1);
-    for (const std::string& line : event.logLines)
-        text += fmt::format("  log: {}\n", line);
-    return text + recordOf(event, m_options.style);
+    return text + logOf(event) + recordOf(event, m_options.style);
 }
 
 void CTextReport::showSummary(const std::string& summary)

@@ -22,10 +22,12 @@ std::vector<std::size_t> cellWidths(std::span<const unsigned> colWidth, std::siz
     for (const unsigned uiWidth : colWidth)
         ulCtbs += uiWidth;
     const std::uint64_t ulCanvas = std::min(CANVAS_WIDTH, 2 * ulCtbs);
+    // Room on both sides of the numbers where the drawing stays narrow with it.
+    const std::size_t uiRoom = colWidth.size() * (uiNumberWidth + 3) <= CANVAS_WIDTH ? 2 : 0;
     std::vector<std::size_t> widths;
     for (const unsigned uiWidth : colWidth) {
         const std::uint64_t ulShare = ulCtbs != 0 ? (uiWidth * ulCanvas + ulCtbs / 2) / ulCtbs : 0;
-        const std::size_t uiLeast = std::max(uiNumberWidth, fmt::formatted_size("{}", uiWidth)) + 2;
+        const std::size_t uiLeast = std::max(uiNumberWidth, fmt::formatted_size("{}", uiWidth)) + uiRoom;
         widths.push_back(std::max<std::size_t>(ulShare, uiLeast));
     }
     return widths;

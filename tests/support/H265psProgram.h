@@ -1,0 +1,27 @@
+#pragma once
+
+#include "ChildProcess.h"
+
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <string>
+#include <vector>
+
+/// The streams that the tests read.
+inline const std::filesystem::path CORPUS = H265PS_CORPUS;
+
+/// Runs the program, among the streams unless the set-up names another directory.
+inline ChildResult h265ps(const std::vector<std::string>& arguments, ChildSetup setup = {})
+{
+    if (setup.directory.empty())
+        setup.directory = CORPUS;
+    return runChild(H265PS_PROGRAM, arguments, setup);
+}
+
+/// All bytes of a file.
+inline std::string contentOf(const std::filesystem::path& file)
+{
+    std::ifstream stream(file, std::ios::binary);
+    return {std::istreambuf_iterator<char>(stream), {}};
+}
