@@ -647,9 +647,11 @@ TEST_F(ReadSPS, TakesNoBitsForPocLsbsOfWidthZero)
 {
     SpsSyntax syntax;
     syntax.log2_max_pic_order_cnt_lsb_minus4 = 0xfffffffc; // plus 4 wraps
-    EXPECT_EQ(read(withLongTerm(syntax, 3, CBitWriter().bits("101"))), 0);
+    spoilValues();
+    EXPECT_EQ(read(withLongTerm(syntax, 3, CBitWriter().bits("101")).u(64, ~std::uint64_t{0})), 0);
     EXPECT_EQ(m_sps->log2_max_pic_order_cnt_lsb, 0U);
-    EXPECT_EQ(m_sps->lt_ref_pic_poc_lsb_sps[1], 0U);
+    for (unsigned i = 0; i < 3; ++i)
+        EXPECT_EQ(m_sps->lt_ref_pic_poc_lsb_sps[i], 0U);
     EXPECT_EQ(m_sps->used_by_curr_pic_lt_sps_flag[0], 1);
     EXPECT_EQ(m_sps->used_by_curr_pic_lt_sps_flag[1], 0);
     EXPECT_EQ(m_sps->used_by_curr_pic_lt_sps_flag[2], 1);
@@ -851,6 +853,26 @@ TEST_F(ReadSPSBlocks, EndsWithTheResultOfListDataThatFails)
     EXPECT_TRUE(m_log.lines().empty());
     EXPECT_TRUE(isUntouched(m_sps->amp_enabled_flag));
     EXPECT_EQ(m_sps->pShortTermRefPicSet, nullptr);
+}
+
+TEST_F(ReadSPSBlocks, FailsWhereverListDataEnds)
+{
+    SpsSyntax syntax;
+    syntax.scaling_list_enabled_flag = true;
+    syntax.scaling_list_data = ScalingListDataSyntax{};
+    for (unsigned sizeId = 0; sizeId < 4; ++sizeId)
+        syntax.scaling_list_data->matrix[sizeId][1].scaling_list_pred_mode_flag = true;
+    syntax.rbsp_trailing_bits = false;
+    const CBitWriter bits = write(syntax);
+    for (std::size_t uiBitCount = 0; uiBitCount <= bits.size(); ++uiBitCount) {
+        SCOPED_TRACE(uiBitCount);
+        spoilValues();
+        const CCutPayload payload(bits, uiBitCount);
+        CRbspReader bs = payload.reader();
+        const bool bWhole = uiBitCount == bits.size();
+        EXPECT_EQ(readSPS(m_sps, &bs, m_pool.pool()), bWhole ? 0 : E_BS_NOT_ENOUGH_BITS);
+        EXPECT_EQ(areDerivedUntouched(*m_sps), !bWhole);
+    }
 }
 
 TEST_F(ReadSPSBlocks, ReusesItsBlocksInALaterReading)
