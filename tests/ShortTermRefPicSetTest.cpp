@@ -414,6 +414,19 @@ TYPED_TEST(ReadShortTermRefPicSet, TakesTheSetItselfAsEmptyReferenceWhenDeltaIdx
     EXPECT_EQ(deltasOf(slice), (std::vector<int>{-6}));
 }
 
+TYPED_TEST(ReadShortTermRefPicSet, TakesTheSetItselfAndNotWhatTheArrayHoldsBehindItsEnd)
+{
+    ShortTermRefPicSet aSets[2] = {smallReference(), smallReference()};
+    SPS sps = {};
+    sps.num_short_term_ref_pic_sets = 1;
+    sps.pShortTermRefPicSet = aSets;
+    ShortTermRefPicSet slice;
+    const CExactBits bits(CBitWriter().flag(true).ue(255).append(predictedSet(-6, {USED})).trailing());
+    TypeParam bs = bits.reader<TypeParam>();
+    EXPECT_EQ(read_short_term_ref_pic_set(&sps, &slice, 1, &bs), 0);
+    EXPECT_EQ(deltasOf(slice), (std::vector<int>{-6}));
+}
+
 TYPED_TEST(ReadShortTermRefPicSet, KeepsDeltaIdxInEightBits)
 {
     CSets sets({smallReference()});

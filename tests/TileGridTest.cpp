@@ -464,6 +464,17 @@ TYPED_TEST(ReadTileGrid, RefusesUniformSpacingWhoseProductsWrap)
     EXPECT_TRUE(this->m_log.lines().empty());
 }
 
+TYPED_TEST(ReadTileGrid, RefusesUniformSpacingOfManyColumnsWhoseProductsWrap)
+{
+    // 2^20 columns of 2^13 CTBs: the products pass 2^32 halfway, and in 32 bits the sizes add up to 0.
+    CGrid grid(1U << 13, 1, 1U << 20, 1);
+    EXPECT_EQ(grid.read<TypeParam>(), E_BS_NOT_ENOUGH_BITS);
+    EXPECT_EQ(grid.columns()[(1U << 19) - 2], 0U);
+    EXPECT_EQ(grid.columns()[(1U << 19) - 1], 0xfffff001); // from 2^32 - 2^13 to 0, in 2^20ths
+    EXPECT_EQ(grid.columns()[(1U << 20) - 1], 0xfffff001);
+    EXPECT_TRUE(grid.m_pool.calls().empty());
+}
+
 TYPED_TEST(ReadTileGrid, RefusesCountsAboveTheLimitOnItsOwn)
 {
     struct Case
@@ -587,12 +598,12 @@ TEST(ReadLongTileGrid, BuildsTheTablesOfClause651ForAnyGrid)
         unsigned uiWidth = 0;
         unsigned uiHeight = 0;
         for (std::size_t i = 0; i < columns.size(); ++i) {
-            uiWidth += columns[i] = 1 + numbers.below(5);
+            uiWidth += columns[i] = 1 + numbers.below(13);
             if (i + 1 < columns.size())
                 writer.ue(columns[i] - 1);
         }
         for (std::size_t i = 0; i < rows.size(); ++i) {
-            uiHeight += rows[i] = 1 + numbers.below(5);
+            uiHeight += rows[i] = 1 + numbers.below(7);
             if (i + 1 < rows.size())
                 writer.ue(rows[i] - 1);
         }
@@ -609,24 +620,38 @@ TEST(ReadLongTileGrid, BuildsTheTablesOfClause651ForAnyGrid)
     }
 }
 
-TEST(ReadLongTileGrid, WritesTheRoomItHasAndNothingElseForAnyTwoPictures)
+TEST(ReadLongTileGrid, BuildsTheTablesWithEmptyTilesAnywhere)
 {
-    CNumbers numbers(19);
+    CNumbers numbers(37);
     for (int iRound = 0; iRound < 300; ++iRound) {
         SCOPED_TRACE(iRound);
-        CGrid grid(1 + numbers.below(6), 1 + numbers.below(6), 1, 1);
+        CGrid grid(numbers.below(14), numbers.below(9), 1 + numbers.below(20), 1 + numbers.below(14));
         ASSERT_EQ(grid.read<CRbspReader>(), 0);
-        const std::size_t uiRoom = grid.table(grid.m_pps.TileId).size();
-        grid.setPicture(1 + numbers.below(9), 1 + numbers.below(9));
+        expectTables(grid);
+    }
+}
+
+TEST(ReadLongTileGrid, WritesWhatBothThePictureAndTheRoomHold)
+{
+    CNumbers numbers(19);
+    for (int iRound = 0; iRound < 1000; ++iRound) {
+        SCOPED_TRACE(iRound);
+        CGrid grid(1 + numbers.below(12), 1 + numbers.below(8), 1, 1);
+        ASSERT_EQ(grid.read<CRbspReader>(), 0);
+        const Sizes aBefore[3] = {
+            grid.table(grid.m_pps.CtbAddrTsToRs), grid.table(grid.m_pps.CtbAddrRsToTs), grid.table(grid.m_pps.TileId)};
+        const std::size_t uiRoom = aBefore[0].size();
+        grid.setPicture(1 + numbers.below(16), 1 + numbers.below(9));
         grid.setTiles(1 + numbers.below(4), 1 + numbers.below(4), true);
         ASSERT_EQ(grid.read<CRbspReader>(), 0);
         const Tables expected = tablesOf(grid.columns(), grid.rows());
         const Sizes aTable[3] = {
             grid.table(grid.m_pps.CtbAddrTsToRs), grid.table(grid.m_pps.CtbAddrRsToTs), grid.table(grid.m_pps.TileId)};
-        for (std::size_t i = 0; i < std::min(uiRoom, expected.TileId.size()); ++i) {
-            ASSERT_EQ(aTable[0][i], expected.CtbAddrTsToRs[i]) << i;
-            ASSERT_EQ(aTable[1][i], expected.CtbAddrRsToTs[i]) << i;
-            ASSERT_EQ(aTable[2][i], expected.TileId[i]) << i;
+        for (std::size_t i = 0; i < uiRoom; ++i) {
+            const bool bWritten = i < expected.TileId.size();
+            ASSERT_EQ(aTable[0][i], bWritten ? expected.CtbAddrTsToRs[i] : aBefore[0][i]) << i;
+            ASSERT_EQ(aTable[1][i], bWritten ? expected.CtbAddrRsToTs[i] : aBefore[1][i]) << i;
+            ASSERT_EQ(aTable[2][i], bWritten ? expected.TileId[i] : aBefore[2][i]) << i;
         }
     }
 }
