@@ -448,6 +448,14 @@ TEST_F(ReadSPS, ComputesBlockSizesFromCodesOf8Bits)
     EXPECT_EQ(m_sps->CtbLog2SizeY, 513);
     EXPECT_EQ(m_sps->MinTbLog2SizeY, 7);
     EXPECT_EQ(m_sps->MaxTbLog2SizeY, 261);
+
+    syntax.log2_min_luma_coding_block_size_minus3 = 256;
+    syntax.log2_diff_max_min_luma_coding_block_size = 256 + 2;
+    syntax.log2_diff_max_min_luma_transform_block_size = 256 + 4;
+    EXPECT_EQ(read(syntax), 0);
+    EXPECT_EQ(m_sps->MinCbLog2SizeY, 3);
+    EXPECT_EQ(m_sps->CtbLog2SizeY, 5);
+    EXPECT_EQ(m_sps->MaxTbLog2SizeY, 11);
 }
 
 TEST_F(ReadSPS, KeepsLowerSubLayersWhenOrderingInfoIsAbsent)
@@ -509,6 +517,7 @@ TEST_F(ReadSPS, ComputesThePcmSizeMask)
         {32, 0, 35, 35, 0x08},
         {255, 0, 258, 258, 0x04},
         {255, 255, 258, 513, 0x00},
+        {0, 256 + 1, 3, 4, 0x18},
         {256, 2, 3, 5, 0x38},
     };
     for (const Case& c : aCases) {
