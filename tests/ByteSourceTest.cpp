@@ -140,7 +140,7 @@ TEST_F(ByteSource, SaysThatStandardInputIsADirectory)
 
 TEST_F(ByteSource, DeliversFilesOfAnySize)
 {
-    for (const std::size_t uiSize : {0, 1, 4095, 4096, 4097, 262144, 262145, 1000000}) {
+    for (const std::size_t uiSize : {0U, 1U, 4095U, 4096U, 4097U, 262144U, 262145U, 1000000U}) {
         SCOPED_TRACE(uiSize);
         const Bytes bytes = patternOf(uiSize);
         EXPECT_EQ(readAll(*openByteSource(writeFile("file", bytes))), bytes);
@@ -162,7 +162,7 @@ TEST_F(ByteSource, KeepsDeliveringNothingAtTheEnd)
 
 TEST_F(ByteSource, ShowsTheHeadWithoutMoving)
 {
-    for (const std::size_t uiSize : {0, 10, 4096, 5000, 600000}) {
+    for (const std::size_t uiSize : {0U, 10U, 4096U, 5000U, 600000U}) {
         SCOPED_TRACE(uiSize);
         const Bytes bytes = patternOf(uiSize);
         const Bytes head(bytes.begin(),
@@ -182,7 +182,7 @@ TEST_F(ByteSource, ShowsTheHeadWithoutMoving)
 TEST_F(ByteSource, ReadsStandardInputFromAPipe)
 {
     const Bytes bytes = patternOf(300000);
-    for (const std::size_t uiPiece : {100, 4096, 300000}) {
+    for (const std::size_t uiPiece : {100U, 4096U, 300000U}) {
         SCOPED_TRACE(uiPiece);
         int aiPipe[2] = {};
         ASSERT_EQ(::pipe(aiPipe), 0);

@@ -179,7 +179,7 @@ TEST(NalUnitFinder, CountsMissingHeaderBitsAsZero)
 TEST(NalUnitFinder, EndsWhenTheSinkSaysSo)
 {
     const Bytes stream = h265_test::byteStream({{SLICE, 1, 5}, {SPS_HEAD, 1, 6}, {SLICE, 1, 7}});
-    for (const std::size_t uiPiece : {1, 2, 5, 100}) {
+    for (const std::size_t uiPiece : {1U, 2U, 5U, 100U}) {
         CNalUnitFinder finder;
         CUnitList list;
         list.m_uiLast = 2;

@@ -196,7 +196,7 @@ TEST(ParameterSetStream, GivesTheSameForPiecesOfAnySize)
     const Bytes stream = byteStream({VPS_UNIT, SPS_UNIT, PPS_UNIT, SLICE_UNIT, SPS_UNIT, PPS_UNIT, SLICE_UNIT});
     const std::vector<Seen> whole = readAll(stream);
     ASSERT_EQ(whole.size(), 5U);
-    for (const std::size_t uiPiece : {1, 2, 3, 7, 50}) {
+    for (const std::size_t uiPiece : {1U, 2U, 3U, 7U, 50U}) {
         SCOPED_TRACE(uiPiece);
         CParameterSetStream reader({});
         CPieceSource source(stream, uiPiece);
@@ -215,7 +215,7 @@ TEST(ParameterSetStream, GivesTheSameForPiecesOfAnySize)
 TEST(ParameterSetStream, EndsWhenTheSinkSaysSo)
 {
     const Bytes stream = byteStream({VPS_UNIT, SPS_UNIT, PPS_UNIT});
-    for (const std::size_t uiPiece : {3, 1000}) {
+    for (const std::size_t uiPiece : {3U, 1000U}) {
         for (std::size_t uiLast = 1; uiLast <= 3; ++uiLast) {
             CParameterSetStream reader({});
             CPieceSource source(stream, uiPiece);

@@ -138,7 +138,7 @@ TEST_F(ParameterSetTables, PassOverWhatIsNotForThem)
 
 TEST_F(ParameterSetTables, ReadAUnitOfABareHeader)
 {
-    for (const std::size_t uiSize : {1, 2}) {
+    for (const std::size_t uiSize : {1U, 2U}) {
         for (const Bytes& unit : {vpsUnit(), spsUnit(), ppsUnit()}) {
             const ParameterSetEvent event = m_tables.readNalUnit(std::span(unit).first(uiSize));
             EXPECT_FALSE(event.bPassedOver);

@@ -50,7 +50,7 @@ TEST(Rbsp, TakesEmulationPreventionOut)
 TEST(Rbsp, StandsInFrontOfZeroPadding)
 {
     CRbspBuffer buffer;
-    for (const std::size_t uiSize : {0, 1, 100, 5000, 3}) {
+    for (const std::size_t uiSize : {0U, 1U, 100U, 5000U, 3U}) {
         SCOPED_TRACE(uiSize);
         const auto rbsp = buffer.extract(Bytes(uiSize, 0xff));
         EXPECT_EQ(rbsp.size(), uiSize);
