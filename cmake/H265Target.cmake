@@ -2,14 +2,19 @@
 
 add_library(H265BuildFlags INTERFACE)
 target_compile_features(H265BuildFlags INTERFACE cxx_std_20)
-target_compile_options(H265BuildFlags INTERFACE
-    -Wall -Wextra -Wpedantic -Wconversion -Wshadow
-    $<$<BOOL:${H265PS_WARNINGS_AS_ERRORS}>:-Werror>
-    $<$<BOOL:${H265PS_SANITIZE}>:-fsanitize=${H265PS_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer>
-    $<$<BOOL:${H265PS_COVERAGE}>:--coverage -fno-inline-small-functions>)
-target_link_options(H265BuildFlags INTERFACE
-    $<$<BOOL:${H265PS_SANITIZE}>:-fsanitize=${H265PS_SANITIZE}>
-    $<$<BOOL:${H265PS_COVERAGE}>:--coverage>)
+target_compile_options(H265BuildFlags INTERFACE -Wall -Wextra -Wpedantic -Wconversion -Wshadow)
+if(H265PS_WARNINGS_AS_ERRORS)
+    target_compile_options(H265BuildFlags INTERFACE -Werror)
+endif()
+if(H265PS_SANITIZE)
+    target_compile_options(H265BuildFlags INTERFACE
+        -fsanitize=${H265PS_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+    target_link_options(H265BuildFlags INTERFACE -fsanitize=${H265PS_SANITIZE})
+endif()
+if(H265PS_COVERAGE)
+    target_compile_options(H265BuildFlags INTERFACE -fprofile-instr-generate -fcoverage-mapping)
+    target_link_options(H265BuildFlags INTERFACE -fprofile-instr-generate)
+endif()
 
 set(H265PS_LIBRARIES "" CACHE INTERNAL "libraries to install")
 

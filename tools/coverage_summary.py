@@ -1,0 +1,103 @@
+"""coverage_summary.py EXPORT ROOT: sums line and branch coverage up by library and fails below the floors.
+
+A branch counts as covered when any instantiation of its template took it. Lines that carry (or stand
+below a line that carries) a comment "// coverage: reason" are left out.
+"""
+
+import json
+import pathlib
+import sys
+
+FLOORS = {  # library: (lines, branches) in percent
+    "src/LibDecoder": (100, 98),
+    "src/HostServices": (100, 98),
+    "src/StreamHost": (95, 95),
+}
+
+
+def left_out_lines(path):
+    lines = path.read_text(encoding="utf-8").splitlines()
+    marked = {number for number, line in enumerate(lines, 1) if "// coverage:" in line}
+    return marked | {number + 1 for number in marked}
+
+
+def line_counts(segments, last_line):
+    """Execution count of each line that has code, from the segments of one file."""
+    counts = {}
+    active = None  # (count, has_count, is_gap) of the region that is open at a line's start
+    by_line = {}
+    for line, _, count, has_count, is_entry, is_gap in segments:
+        by_line.setdefault(line, []).append((count, has_count, is_entry, is_gap))
+    for line in range(1, last_line + 1):
+        here = by_line.get(line, [])
+        candidates = [count for count, has_count, is_entry, is_gap in here if has_count and is_entry and not is_gap]
+        if active and active[1] and not active[2] and (not here or not candidates):
+            candidates.append(active[0])
+        elif active and active[1] and not active[2]:
+            candidates.append(active[0])
+        if candidates:
+            counts[line] = max(candidates)
+        if here:
+            count, has_count, _, is_gap = here[-1]
+            active = (count, has_count, is_gap)
+    return counts
+
+
+def branch_counts(functions, name):
+    """Both sides of each condition of one file, summed over instantiations."""
+    sides = {}
+    for function in functions:
+        for branch in function.get("branches", []):
+            line, column, end_line, end_column, taken, not_taken, file_id = branch[:7]
+            if function["filenames"][file_id] != name:
+                continue
+            both = sides.setdefault((line, column, end_line, end_column), [0, 0])
+            both[0] += taken
+            both[1] += not_taken
+    return sides
+
+
+def main():
+    export = json.loads(pathlib.Path(sys.argv[1]).read_text(encoding="utf-8"))["data"][0]
+    root = pathlib.Path(sys.argv[2])
+    failed = False
+    print(f"{'library':<18} {'lines':>16} {'branches':>16}")
+    for library, (line_floor, branch_floor) in FLOORS.items():
+        lines = [0, 0]
+        branches = [0, 0]
+        missed = []
+        for file in export["files"]:
+            path = pathlib.Path(file["filename"])
+            if root / library not in path.parents:
+                continue
+            left_out = left_out_lines(path)
+            last_line = len(path.read_text(encoding="utf-8").splitlines())
+            for line, count in line_counts(file["segments"], last_line).items():
+                if line in left_out:
+                    continue
+                lines[0] += count > 0
+                lines[1] += 1
+                if count == 0:
+                    missed.append(f"{path.relative_to(root)}:{line}: line not run")
+            for (line, column, _, _), both in branch_counts(export["functions"], file["filename"]).items():
+                if line in left_out:
+                    continue
+                for side, count in zip(("true", "false"), both):
+                    branches[0] += count > 0
+                    branches[1] += 1
+                    if count == 0:
+                        missed.append(f"{path.relative_to(root)}:{line}:{column}: never {side}")
+        line_percent = 100 * lines[0] / max(lines[1], 1)
+        branch_percent = 100 * branches[0] / max(branches[1], 1)
+        print(f"{library:<18} {line_percent:6.2f} % of {lines[1]:5} {branch_percent:6.2f} % of {branches[1]:5}")
+        below = line_percent < line_floor or branch_percent < branch_floor
+        failed |= below
+        for entry in missed if below or "--missed" in sys.argv else missed[:20]:
+            print("    " + entry)
+        if below:
+            print(f"    below {line_floor} % of lines or {branch_floor} % of branches")
+    return 1 if failed else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())
