@@ -414,9 +414,10 @@ template <class TReader, class... TElements>
 H265_ALWAYS_INLINE int readFixedWidth(CBitWindow<TReader>& window, const TElements&... elements) noexcept
 {
     constexpr unsigned MAX_TAKEN_AT_ONCE = 63;
-    const unsigned uiWidth = (elements.uiWidth + ... + 0U);
+    const bool bAnyOdd = ((elements.uiWidth == 0 || elements.uiWidth > MAX_TAKEN_AT_ONCE) || ...);
+    const unsigned uiWidth = (elements.uiWidth + ...);
     std::uint64_t ulBits = 0;
-    if (uiWidth == 0 || uiWidth > MAX_TAKEN_AT_ONCE || !window.take(uiWidth, ulBits)) {
+    if (bAnyOdd || uiWidth > MAX_TAKEN_AT_ONCE || !window.take(uiWidth, ulBits)) {
         int iResult = 0;
         (void)(((iResult = window.step(elements)) == 0) && ...);
         return iResult;
