@@ -1,0 +1,168 @@
+#include "H265psProgram.h"
+#include "SyntaxWriters.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <fstream>
+#include <regex>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+#include <unistd.h>
+
+// What the program makes of sets that hold more than a record keeps, a screen shows or memory takes.
+
+namespace {
+
+using namespace h265_test;
+using Json = nlohmann::ordered_json;
+
+// A NAL unit with its start code and emulation prevention (7.4.2).
+std::string unitOf(unsigned char nal_unit_type, const CBitWriter& rbsp)
+{
+    std::string unit = {0, 0, 1, static_cast<char>(nal_unit_type << 1), 1};
+    unsigned uiZeros = 0;
+    for (const unsigned char ucByte : rbsp.bytes()) {
+        if (uiZeros >= 2 && ucByte <= 3) {
+            unit += '\3';
+            uiZeros = 0;
+        }
+        uiZeros = ucByte == 0 ? uiZeros + 1 : 0;
+        unit += static_cast<char>(ucByte);
+    }
+    return unit;
+}
+
+// A stream of one SPS, and one PPS where there is one, in a file that goes with the object.
+class CStreamFile
+{
+public:
+    explicit CStreamFile(const SpsSyntax& sps) : CStreamFile(unitOf(33, write(sps))) {}
+    CStreamFile(const SpsSyntax& sps, const PpsSyntax& pps)
+        : CStreamFile(unitOf(33, write(sps)) + unitOf(34, write(pps)))
+    {}
+    ~CStreamFile() { std::remove(m_name.c_str()); }
+    CStreamFile(const CStreamFile&) = delete;
+    CStreamFile& operator=(const CStreamFile&) = delete;
+
+    [[nodiscard]] const std::string& name() const { return m_name; }
+    [[nodiscard]] Json lastRecord() const
+    {
+        const Json document = Json::parse(h265ps({"--json", m_name}).output);
+        return document["parameter_sets"].back()["record"];
+    }
+
+private:
+    explicit CStreamFile(const std::string& stream)
+    {
+        const int iFile = ::mkstemp(m_name.data());
+        if (iFile >= 0)
+            ::close(iFile);
+        std::ofstream(m_name, std::ios::binary) << stream;
+    }
+
+    std::string m_name = testing::TempDir() + "h265ps-XXXXXX";
+};
+
+bool contains(const std::string& text, const std::string& part)
+{
+    return text.find(part) != std::string::npos;
+}
+
+TEST(H265psLimits, SubLayerArraysEndWithTheSubLayersThatTheRecordKeeps)
+{
+    SpsSyntax sps;
+    for (const unsigned uiSubLayers : {0U, 3U, 4U, 6U}) {
+        SCOPED_TRACE(uiSubLayers);
+        sps.sps_max_sub_layers_minus1 = uiSubLayers;
+        const Json record = CStreamFile(sps).lastRecord();
+        EXPECT_EQ(record["sps_max_num_reorder_pics"].size(), std::min(uiSubLayers + 1, 5U));
+        EXPECT_EQ(record["ptl"]["sub_layer_level_idc"].size(), std::min(uiSubLayers, 5U));
+        EXPECT_EQ(record["ptl"]["sub_layer_profile_compatibility_flag"].size(), std::min(uiSubLayers, 5U));
+    }
+}
+
+TEST(H265psLimits, LongTermArraysEndWith16Pictures)
+{
+    SpsSyntax sps;
+    sps.long_term_ref_pics_present_flag = true;
+    for (const unsigned uiPictures : {0U, 1U, 16U, 20U}) {
+        SCOPED_TRACE(uiPictures);
+        sps.long_term_ref_pic.assign(uiPictures, {7, true});
+        const Json record = CStreamFile(sps).lastRecord();
+        EXPECT_EQ(record["num_long_term_ref_pics_sps"], uiPictures);
+        EXPECT_EQ(record["lt_ref_pic_poc_lsb_sps"].size(), std::min(uiPictures, 16U));
+        EXPECT_EQ(record["used_by_curr_pic_lt_sps_flag"].size(), std::min(uiPictures, 16U));
+    }
+}
+
+TEST(H265psLimits, RefPicSetArraysEndWith16EntriesAndFlagsFollowTheReference)
+{
+    SpsSyntax sps;
+    sps.st_ref_pic_set.resize(3);
+    sps.st_ref_pic_set[0].s0.resize(2);
+    sps.st_ref_pic_set[1].inter_ref_pic_set_prediction_flag = true;
+    sps.st_ref_pic_set[1].flags.resize(3);
+    sps.st_ref_pic_set[2].s0.resize(20);
+    const CStreamFile stream(sps);
+    const Json sets = stream.lastRecord()["pShortTermRefPicSet"];
+    EXPECT_EQ(sets[0]["DeltaPoc"], Json({-1, -2}));
+    EXPECT_EQ(sets[0]["used_by_curr_pic_flag"].size(), 0U);
+    EXPECT_EQ(sets[1]["used_by_curr_pic_flag"], Json({true, true, true}));
+    EXPECT_EQ(sets[1]["use_delta_flag"].size(), 3U);
+    EXPECT_EQ(sets[2]["NumDeltaPocs"], 20);
+    EXPECT_EQ(sets[2]["DeltaPoc"].size(), 16U);
+    EXPECT_TRUE(contains(h265ps({stream.name()}).output, "-16* (16 of 20 kept)"));
+}
+
+TEST(H265psLimits, AReadingWithMessagesIsDoubted)
+{
+    // Without trailing bits the reader runs dry behind the last element, if that ends a byte.
+    SpsSyntax sps;
+    sps.rbsp_trailing_bits = false;
+    sps.sps_extension_present_flag = true;
+    for (unsigned i = 0; i < 16 && write(sps).size() % 8 != 0; ++i) {
+        sps.st_ref_pic_set.resize(i / 2);
+        sps.max_transform_hierarchy_depth_inter = i % 2;
+    }
+    ASSERT_EQ(write(sps).size() % 8, 0U);
+    const ChildResult result = h265ps({CStreamFile(sps).name()});
+    EXPECT_EQ(result.iExitCode, 0);
+    EXPECT_TRUE(contains(result.output, "read, supported, but with the messages below: values can be wrong\n  log: "))
+        << result.output;
+}
+
+TEST(H265psLimits, AGridTooLargeForAScreenIsCutAndSaysSo)
+{
+    SpsSyntax sps;
+    PpsSyntax pps;
+    pps.tiles = TilesSyntax();
+    pps.tiles->num_tile_columns_minus1 = 29;
+    pps.tiles->num_tile_rows_minus1 = 16;
+    const CStreamFile stream(sps, pps);
+    const std::string text = h265ps({"--type", "pps", stream.name()}).output;
+    EXPECT_TRUE(contains(text, "drawn: 20 of 30 columns, 17 of 17 rows")) << text;
+    EXPECT_TRUE(contains(text, "CtbAddrTsToRs"));
+    const Json record = stream.lastRecord();
+    EXPECT_EQ(record["colWidth"].size(), 30U);
+    EXPECT_EQ(record["TileId"].size(), 511U);
+}
+
+TEST(H265psLimits, TablesThatNeedTooMuchMemoryAreAnErrorOfTheSet)
+{
+    SpsSyntax sps;
+    sps.pic_width_in_luma_samples = 65535;
+    sps.pic_height_in_luma_samples = 65535;
+    sps.log2_diff_max_min_luma_coding_block_size = 0;
+    PpsSyntax pps;
+    pps.tiles = TilesSyntax();
+    const CStreamFile stream(sps, pps);
+    const ChildResult result = h265ps({stream.name()});
+    EXPECT_EQ(result.iExitCode, 1);
+    EXPECT_TRUE(std::regex_search(result.error, std::regex("PPS not read: .*more memory"))) << result.error;
+    EXPECT_TRUE(stream.lastRecord().is_null());
+}
+
+} // namespace
