@@ -21,8 +21,56 @@ const char* const KIND_NAMES[KIND_COUNT] = {"BitOperations",
                                             "SubStructures"};
 const char* const READING_NAMES[READING_COUNT] = {
     "VPS", "SPS", "PPS", "ptl", "rps", "scalingList", "explicitList", "tileGrid"};
+const char* const FEATURE_NAMES[FEATURE_COUNT] = {"predicted RPS",
+                                                  "explicit matrix in SPS",
+                                                  "long-term pictures",
+                                                  "PCM",
+                                                  "all seven sub-layers",
+                                                  "multiple tiles",
+                                                  "explicit tile sizes",
+                                                  "explicit matrix in PPS",
+                                                  "deblocking offsets"};
 
 namespace {
+
+bool hasOwnMatrix(const ModelScalingLists& lists)
+{
+    for (const auto& row : lists.matrices) {
+        for (const ModelMatrix& matrix : row) {
+            if (matrix.source.kind == MatrixSource::Kind::Own)
+                return true;
+        }
+    }
+    return false;
+}
+
+bool hasPredictedSet(const ModelSps& sps)
+{
+    for (Value i = 0; i < sps.num_short_term_ref_pic_sets; ++i) {
+        const ModelRps& rps = sps.sets[static_cast<std::size_t>(i)];
+        if (rps.inter_ref_pic_set_prediction_flag != 0 && rps.NumDeltaPocs != 0)
+            return true;
+    }
+    return false;
+}
+
+void countFeatures(const ModelSps& sps, Tally& tally)
+{
+    tally.features[0] += hasPredictedSet(sps);
+    tally.features[1] += sps.scaling_list_enabled_flag != 0 && hasOwnMatrix(sps.store.lists);
+    tally.features[2] += sps.long_term_ref_pics_present_flag != 0 && sps.num_long_term_ref_pics_sps != 0;
+    tally.features[3] += sps.pcm_enabled_flag != 0;
+    tally.features[SUB_LAYERS_FEATURE] += sps.sps_max_sub_layers_minus1 == 7;
+}
+
+void countFeatures(const ModelPps& pps, Tally& tally)
+{
+    tally.features[5] += pps.MultipleTilesFlag != 0;
+    tally.features[6] += pps.MultipleTilesFlag != 0 && pps.uniform_spacing_flag == 0;
+    tally.features[7] += pps.pps_scaling_list_data_present_flag != 0 && hasOwnMatrix(pps.store.lists);
+    tally.features[8] +=
+        pps.deblocking_filter_control_present_flag != 0 && pps.pps_deblocking_filter_disabled_flag == 0;
+}
 
 template <class TReader>
 constexpr bool HAS_GAPS = std::is_same_v<TReader, CBitStreamReader>;
@@ -132,8 +180,13 @@ private:
             result = m_twins.readPps(input);
         Tally::Count& count = m_tally.counts[static_cast<unsigned>(set)];
         ++count.ulDone;
-        if (result == 0)
-            ++count.ulGood;
+        if (result != 0)
+            return;
+        ++count.ulGood;
+        if (set == Set::Sps)
+            countFeatures(m_twins.aModelSps[uiSps], m_tally);
+        if (set == Set::Pps)
+            countFeatures(m_twins.modelPps, m_tally);
     }
 
     std::vector<unsigned char> write(Set set, unsigned uiOddShare)

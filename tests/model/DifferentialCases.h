@@ -32,7 +32,14 @@ enum class Reader
 inline constexpr unsigned READING_COUNT = 8;
 extern const char* const READING_NAMES[READING_COUNT];
 
-/// Readings done and how many of them ended with 0, by what was read (READING_NAMES).
+/// Branches of the syntax tables whose whole sets are counted, so that a generator that no longer gets
+/// there is noticed.
+inline constexpr unsigned FEATURE_COUNT = 9;
+inline constexpr unsigned SUB_LAYERS_FEATURE = 4;
+extern const char* const FEATURE_NAMES[FEATURE_COUNT];
+
+/// Readings done and how many of them ended with 0, by what was read (READING_NAMES); SPS and PPS
+/// readings that ended with 0 and took a branch (FEATURE_NAMES).
 struct Tally
 {
     struct Count
@@ -41,6 +48,7 @@ struct Tally
         std::uint64_t ulGood = 0;
     };
     std::array<Count, READING_COUNT> counts;
+    std::array<std::uint64_t, FEATURE_COUNT> features{};
 };
 
 /// Which case: the same four always do the same.

@@ -105,6 +105,8 @@ bool CPayloadWriter::writeWithZeros(unsigned uiLeadingZeros, std::uint32_t uiVal
 
 bool CPayloadWriter::writeValue(std::uint32_t uiValue, unsigned uiFieldWidth)
 {
+    if (m_bWithGaps && m_random.chance(70) && writeUpToDeliveredBits(uiValue, uiFieldWidth))
+        return true;
     const auto uiShortest = static_cast<unsigned>(std::bit_width(std::uint64_t{uiValue} + 1)) - 1;
     if (uiShortest <= 32 && fits(uiShortest, std::uint64_t{uiValue} + 1 - (std::uint64_t{1} << uiShortest))) {
         write(uiShortest, std::uint64_t{uiValue} + 1 - (std::uint64_t{1} << uiShortest));
@@ -112,6 +114,19 @@ bool CPayloadWriter::writeValue(std::uint32_t uiValue, unsigned uiFieldWidth)
     }
     for (unsigned uiLeadingZeros = 0; uiLeadingZeros < 40; ++uiLeadingZeros) {
         if (writeWithZeros(uiLeadingZeros, uiValue, uiFieldWidth))
+            return true;
+    }
+    return false;
+}
+
+// Writes the code, as long as need be, so that it ends where the next few bits can be ones: that is how
+// flags in the middle of a set come to be set.
+bool CPayloadWriter::writeUpToDeliveredBits(std::uint32_t uiValue, unsigned uiFieldWidth)
+{
+    constexpr unsigned WANTED = 12;
+    for (unsigned uiLeadingZeros = 0; uiLeadingZeros <= 64; ++uiLeadingZeros) {
+        const std::size_t uiEnd = m_bits.size() + 2 * uiLeadingZeros + 1;
+        if (uiEnd % 64 >= 32 && uiEnd % 64 <= 64 - WANTED && writeWithZeros(uiLeadingZeros, uiValue, uiFieldWidth))
             return true;
     }
     return false;

@@ -57,6 +57,7 @@ private:
     void write(unsigned uiLeadingZeros, std::uint64_t ulSuffix);
     bool writeWithZeros(unsigned uiLeadingZeros, std::uint32_t uiValue, unsigned uiFieldWidth);
     bool writeValue(std::uint32_t uiValue, unsigned uiFieldWidth);
+    bool writeUpToDeliveredBits(std::uint32_t uiValue, unsigned uiFieldWidth);
     std::uint32_t writeAnything();
     std::uint32_t oddValue();
 

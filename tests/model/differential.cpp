@@ -87,6 +87,10 @@ bool runKind(const Options& options, Kind kind, Reader reader)
                         static_cast<unsigned long long>(count.ulGood),
                         static_cast<unsigned long long>(count.ulDone));
     }
+    for (unsigned i = 0; i < FEATURE_COUNT; ++i) {
+        if (tally.features[i] != 0)
+            std::printf(", %s %llu", FEATURE_NAMES[i], static_cast<unsigned long long>(tally.features[i]));
+    }
     std::printf("\n");
     std::fflush(stdout);
     return bGood;
