@@ -184,7 +184,7 @@ TEST(ParameterSetStream, HoldsNothingOfAnEmptyStream)
 TEST(ParameterSetStream, ReadsASetCutByTheEndOfTheStream)
 {
     Bytes stream = byteStream({VPS_UNIT, SPS_UNIT});
-    stream.resize(stream.size() - 5);
+    stream.erase(stream.end() - 5, stream.end());
     const std::vector<Seen> seen = readAll(stream);
     ASSERT_EQ(seen.size(), 2U);
     EXPECT_EQ(seen[1].ulSize, SPS_UNIT.size() - 5);

@@ -38,7 +38,7 @@ Bytes ppsUnit(const PpsSyntax& syntax = {})
 // The unit without its last bytes, which every one of the writers needs for its last elements.
 Bytes cutShort(Bytes unit, std::size_t uiCut = 4)
 {
-    unit.resize(unit.size() - uiCut);
+    unit.erase(unit.end() - static_cast<std::ptrdiff_t>(uiCut), unit.end());
     return unit;
 }
 
