@@ -16,8 +16,9 @@ namespace {
 
 constexpr std::size_t HEAD_BYTES = 4096;
 
-// A piece stays in the second-level cache between being read and being searched. Reading a file this
-// way is as fast as mapping it and needs no care for files that are cut while they are read.
+// A piece stays in the second-level cache between being read and being searched. A gibibyte takes 1.1 to
+// 1.2 times as long as cat does; mapping it in populated windows saves a sixth of that, but a file that
+// is cut while it is mapped kills the process.
 constexpr std::size_t PIECE_BYTES = std::size_t{256} << 10;
 
 std::string reasonOf(int iErrno)

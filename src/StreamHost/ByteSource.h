@@ -23,7 +23,7 @@ private:
     std::uint64_t m_ulOffset;
 };
 
-/// The bytes of a stream, front to back, in pieces: a memory-mapped file, a pipe, or bytes in memory.
+/// The bytes of a stream, front to back, in pieces: a file, a pipe, or bytes in memory.
 class CByteSource
 {
 public:
