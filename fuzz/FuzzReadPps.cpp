@@ -1,8 +1,10 @@
 #include "FuzzHost.h"
 #include "FuzzRecords.h"
+#include "SameRecord.h"
 
 using namespace h265_codec;
 using namespace h265_fuzz;
+using namespace h265_test;
 
 // Reads one PPS after another into one record, each against an SPS of its own, while a call of the pool
 // fails; each reads like into a fresh record.
@@ -29,7 +31,7 @@ extern "C" int LLVMFuzzerTestOneInput(const unsigned char* pData, std::size_t ui
         const int iResult = payload.read(readInto(apFresh[0]));
         check(iFirst == iResult || iFirst == E_NO_MEMORY || iResult == E_NO_MEMORY, "an earlier PPS changes nothing");
         check(payload.readAgain(readInto(apFresh[1])) == iResult, "padding is not read");
-        check(iResult != 0 || isSame(*apFresh[0], *apFresh[1], sps), "records are repeated");
+        check(iResult != 0 || isSameRecord(*apFresh[0], *apFresh[1], sps), "records are repeated");
         if (iResult == 0 && apFresh[0]->tiles_enabled_flag)
             checkTiles(*apFresh[0], sps);
         check(iFirst != 0 || verifyPPS(reused) == 0, "every PPS is supported");

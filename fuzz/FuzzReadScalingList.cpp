@@ -1,11 +1,13 @@
 #include "FuzzHost.h"
 #include "FuzzRecords.h"
+#include "SameRecord.h"
 
 #include <cstring>
 #include <memory>
 
 using namespace h265_codec;
 using namespace h265_fuzz;
+using namespace h265_test;
 
 // Reads one scaling_list_data( ) after another into one store.
 extern "C" int LLVMFuzzerTestOneInput(const unsigned char* pData, std::size_t uiSize)
@@ -26,7 +28,7 @@ extern "C" int LLVMFuzzerTestOneInput(const unsigned char* pData, std::size_t ui
         const auto pAgain = std::make_unique<ScalingListData>();
         check(payload.read(readInto(pFresh.get())) == iResult, "earlier lists do not change the result");
         check(payload.readAgain(readInto(pAgain.get())) == iResult, "padding is not read");
-        check(isSame(pFresh.get(), pAgain.get()), "stores are repeated");
+        check(isSameStore(pFresh.get(), pAgain.get()), "stores are repeated");
         const ScalingListMatrix* const aInter32x32 = pFresh->aList[3].aMatrix;
         check(iResult != 0 || aInter32x32[3].pCoef == aInter32x32[1].pCoef, "both numbers find the inter matrix");
     }

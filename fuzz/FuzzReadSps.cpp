@@ -1,8 +1,10 @@
 #include "FuzzHost.h"
 #include "FuzzRecords.h"
+#include "SameRecord.h"
 
 using namespace h265_codec;
 using namespace h265_fuzz;
+using namespace h265_test;
 
 // Reads one SPS after another into one record while a call of the pool fails; each reads like into a
 // fresh record.
@@ -25,7 +27,7 @@ extern "C" int LLVMFuzzerTestOneInput(const unsigned char* pData, std::size_t ui
         const int iResult = payload.read(readInto(apFresh[0]));
         check(iFirst == iResult || iFirst == E_NO_MEMORY, "an earlier SPS does not change the result");
         check(payload.readAgain(readInto(apFresh[1])) == iResult, "padding is not read");
-        check(iResult != 0 || isSame(*apFresh[0], *apFresh[1]), "records are repeated");
+        check(iResult != 0 || isSameRecord(*apFresh[0], *apFresh[1]), "records are repeated");
         check(payload.read(readInto(reused)) == iResult, "a record is readable again after a failure");
         if (reused->pScalingList != nullptr)
             checkMatrices(*reused->pScalingList);

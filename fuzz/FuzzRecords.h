@@ -5,12 +5,6 @@
 
 namespace h265_fuzz {
 
-/// Whether two records that went through the same readings hold the same: every byte, and what their
-/// pointers point at.
-[[nodiscard]] bool isSame(const h265_codec::ScalingListData* pLeft, const h265_codec::ScalingListData* pRight);
-[[nodiscard]] bool isSame(const h265_codec::SPS& left, const h265_codec::SPS& right);
-[[nodiscard]] bool isSame(const h265_codec::PPS& left, const h265_codec::PPS& right, const h265_codec::SPS& sps);
-
 /// Checks that each matrix is null, a default, or one that the store holds at the same size.
 void checkMatrices(const h265_codec::ScalingListData& lists);
 
