@@ -138,15 +138,16 @@ UeCode CBitReaderBase<TReader>::readUeSuffix(unsigned uiLeadingZeros) noexcept
 template <class TReader>
 TakenBits CBitReaderBase<TReader>::takeBitsAcrossRefill(unsigned uiBitCount) noexcept
 {
-    const unsigned uiNeed = uiBitCount - m_uiCachedBits;
-    const std::uint64_t ulBitsLeft = 8 * static_cast<std::uint64_t>(m_pBufEnd - m_pCurPos);
     // Only the plain case: the count runs out in this element, bits follow behind it, and the cache
-    // word holds none that it does not count.
-    if (m_uiCachedBits == 0 || m_uiCachedBits > uiBitCount || ulBitsLeft <= uiNeed ||
-        m_ulCache << m_uiCachedBits != 0 || m_ulTopBitMask != TOP_BIT)
-        return {0, false};
+    // word holds none that it does not count. (A count of 0 wraps.)
     const unsigned uiHeld = m_uiCachedBits;
     const std::uint64_t ulHeldBits = m_ulCache;
+    if (uiHeld - 1 >= uiBitCount || ulHeldBits << uiHeld != 0 || m_ulTopBitMask != TOP_BIT)
+        return {0, false};
+    const unsigned uiNeed = uiBitCount - uiHeld;
+    const std::uint64_t ulBytesLeft = static_cast<std::uint64_t>(m_pBufEnd - m_pCurPos);
+    if (8 * ulBytesLeft <= uiNeed)
+        return {0, false};
     refill();
     const std::uint64_t ulBits = ulHeldBits | m_ulCache >> uiHeld;
     m_ulCache <<= uiNeed;

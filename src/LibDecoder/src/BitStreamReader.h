@@ -130,10 +130,10 @@ public:
             logReadFlagError();
             return;
         }
-        takeBit();
-        const unsigned uiAlignmentBits = m_uiCachedBits % 8;
-        m_ulCache <<= uiAlignmentBits;
-        m_uiCachedBits -= uiAlignmentBits;
+        // Both in one step, which saves a refill; behind a single bit counted, the next word begins with a byte.
+        const unsigned uiDropped = 1 + (m_uiCachedBits - 1) % 8;
+        m_ulCache <<= uiDropped;
+        m_uiCachedBits -= uiDropped;
         if (m_uiCachedBits == 0)
             refill();
     }
@@ -152,9 +152,15 @@ private:
     void refill() noexcept
     {
         const std::uint64_t ulLeft = static_cast<std::uint64_t>(m_pBufEnd - m_pCurPos);
-        const unsigned uiAdvance = ulLeft < 8 ? static_cast<unsigned>(ulLeft) : 8;
+        if (ulLeft >= 8) { // by itself: with a constant count no mask is built
+            m_ulCache = TReader::loadWord(m_pCurPos, 8);
+            m_pCurPos += 8;
+            m_uiCachedBits = 64;
+            return;
+        }
+        const unsigned uiAdvance = static_cast<unsigned>(ulLeft);
         m_ulCache = TReader::loadWord(m_pCurPos, uiAdvance);
-        m_pCurPos += uiAdvance;
+        m_pCurPos = m_pBufEnd;
         m_uiCachedBits = 8 * uiAdvance;
     }
 

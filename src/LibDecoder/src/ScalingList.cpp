@@ -31,37 +31,39 @@ struct CodedMatrix
     unsigned uiRead; // how many arrived
 };
 
-// 7.3.4, the part of the coefficient loop that lies in the next 64 bits: from coefficient i on, short
-// codes two at a time. Takes nothing where that is left to the loop below.
+// 7.3.4, the part of the coefficient loop that lies in the next 64 bits: from *pPlace on, short codes two
+// at a time. Takes nothing where that is left to the loop below.
 template <class TReader>
-[[gnu::always_inline]] inline void readPeekedCoefficients(CodedMatrix& coded, const std::int16_t* pScan,
-                                                          unsigned coefNum, unsigned& i, unsigned& nextCoef,
-                                                          CBitWindow<TReader>& bits) noexcept
+[[gnu::always_inline]] inline const std::int16_t* readPeekedCoefficients(CodedMatrix& coded, const std::int16_t* pPlace,
+                                                                         const std::int16_t* pEnd, unsigned& nextCoef,
+                                                                         CBitWindow<TReader>& bits) noexcept
 {
     std::uint64_t ulBits = 0;
     if (!bits.peek(ulBits))
-        return;
+        return pPlace;
+    const std::int16_t* const pLast = pEnd - 1;
     unsigned uiUsed = 0;
-    while (i + 1 < coefNum && uiUsed <= 64 - SHORT_CODES_BITS) {
+    while (pPlace < pLast && uiUsed <= 64 - SHORT_CODES_BITS) {
         const ShortCodes codes = SHORT_CODE_RUNS.aCodes[ulBits >> (64 - SHORT_CODES_BITS)];
         unsigned uiLength = codes.ucLength;
         if (uiLength <= SHORT_CODES_BITS) [[likely]] {
             // Both places are written; the second is written again when there was one code only.
-            coded.aucCoef[pScan[i]] = static_cast<unsigned char>(nextCoef + static_cast<unsigned>(codes.scFirst));
+            coded.aucCoef[pPlace[0]] = static_cast<unsigned char>(nextCoef + static_cast<unsigned>(codes.scFirst));
             nextCoef += static_cast<unsigned>(codes.scSum);
-            coded.aucCoef[pScan[i + 1]] = static_cast<unsigned char>(nextCoef);
-            i += codes.ucCount;
+            coded.aucCoef[pPlace[1]] = static_cast<unsigned char>(nextCoef);
+            pPlace += codes.ucCount;
         } else {
             uiLength = lengthOfCode(ulBits);
             if (uiUsed + uiLength > 63)
                 break;
             nextCoef += static_cast<unsigned>(signedOfCode(valueOfCode(ulBits, uiLength)));
-            coded.aucCoef[pScan[i++]] = static_cast<unsigned char>(nextCoef);
+            coded.aucCoef[*pPlace++] = static_cast<unsigned char>(nextCoef);
         }
         ulBits <<= uiLength;
         uiUsed += uiLength;
     }
     bits.dropPeeked(uiUsed);
+    return pPlace;
 }
 
 // 7.3.4, the coefficient loop: the predictor is kept modulo 256.
@@ -71,20 +73,21 @@ int readCoefficients(CodedMatrix& coded, const std::int16_t* pScan, unsigned coe
 {
     CBitWindow<TReader> bits(pBS);
     int iResult = 0;
-    unsigned i = 0;
-    while (i < coefNum) {
-        const unsigned uiBefore = i;
-        readPeekedCoefficients(coded, pScan, coefNum, i, nextCoef, bits);
-        if (i != uiBefore)
+    const std::int16_t* const pEnd = pScan + coefNum;
+    const std::int16_t* pPlace = pScan; // of the next coefficient; its index takes clang one register too many
+    while (pPlace != pEnd) {
+        const std::int16_t* const pBefore = pPlace;
+        pPlace = readPeekedCoefficients(coded, pPlace, pEnd, nextCoef, bits);
+        if (pPlace != pBefore)
             continue;
         int scaling_list_delta_coef = 0;
         iResult = bits.takeSe(scaling_list_delta_coef);
         if (iResult != 0)
             break;
         nextCoef += static_cast<unsigned>(scaling_list_delta_coef);
-        coded.aucCoef[pScan[i++]] = static_cast<unsigned char>(nextCoef);
+        coded.aucCoef[*pPlace++] = static_cast<unsigned char>(nextCoef);
     }
-    coded.uiRead = i;
+    coded.uiRead = static_cast<unsigned>(pPlace - pScan);
     return iResult;
 }
 
