@@ -9,7 +9,7 @@ namespace h265_fuzz {
 namespace {
 
 // Larger blocks are refused, so that a case takes neither much memory nor much time.
-constexpr unsigned MAX_BLOCK_BYTES = 1U << 20;
+constexpr unsigned MAX_BLOCK_BYTES = 1U << 18;
 
 constexpr int TAG_TAKE_COL_WIDTH = 451;
 constexpr int TAG_TAKE_ROW_HEIGHT = 456;
