@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <type_traits>
 
 namespace tq_util {
 
@@ -10,6 +11,7 @@ struct atomic_t
 {
     std::int64_t counter;
 };
+static_assert(std::is_trivial_v<atomic_t> && sizeof(atomic_t) == 8);
 
 struct TMemPool;
 

@@ -7,6 +7,7 @@
 #include "ProfileTierLevel.h"
 #include "ScalingList.h"
 #include "ScalingListTables.h"
+#include "ScanTables.h"
 #include "SequenceParameterSet.h"
 #include "ShortTermRefPicSet.h"
 #include "TileGrid.h"

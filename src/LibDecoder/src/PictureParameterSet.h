@@ -5,12 +5,13 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <type_traits>
 
 namespace h265_codec {
 
 struct SPS;
 
-/// 7.3.2.3 pic_parameter_set_rbsp( ) up to its extensions, and the tile tables of 6.5.1. Fields that
+/// 7.3.2.3.1 pic_parameter_set_rbsp( ) up to its extensions, and the tile tables of 6.5.1. Fields that
 /// a reading does not reach keep their earlier values. Owns the five arrays and pScalingListBuf.
 struct PPS
 {
@@ -66,7 +67,19 @@ struct PPS
     std::uint32_t uiAddressTableRoom;
 };
 static_assert(std::is_trivially_copyable_v<PPS> && std::is_standard_layout_v<PPS>);
-static_assert(sizeof(PPS) == 144);
+static_assert(offsetof(PPS, init_qp_minus26) == 9 && offsetof(PPS, Log2MinCuQpDeltaSize) == 14);
+static_assert(offsetof(PPS, entropy_coding_sync_enabled_flag) == 22 && offsetof(PPS, num_tile_columns_minus1) == 24);
+static_assert(offsetof(PPS, MultipleTilesFlag) == 32 && offsetof(PPS, loop_filter_across_tiles_enabled_flag) == 34);
+#if UINTPTR_MAX == UINT64_MAX // the offsets behind the first pointer
+static_assert(offsetof(PPS, CtbAddrTsToRs) == 40 && offsetof(PPS, rowHeight) == 72);
+static_assert(offsetof(PPS, pps_loop_filter_across_slices_enabled_flag) == 80);
+static_assert(offsetof(PPS, pScalingList) == 88 && offsetof(PPS, pScalingListBuf) == 96);
+static_assert(offsetof(PPS, lists_modification_present_flag) == 104 && offsetof(PPS, refCount) == 112);
+static_assert(offsetof(PPS, reserved) == 120 && sizeof(PPS) == 144);
+#endif
+// What the module notes for itself lies in the tail padding behind reserved.
+static_assert(offsetof(PPS, uiAddressTableRoom) >= offsetof(PPS, reserved) + 17);
+static_assert(offsetof(PPS, reserved) + 17 + alignof(PPS) > sizeof(PPS));
 
 /// Takes a zeroed record from the pool; the caller owns it until destroyPPS. Null when the pool gives
 /// none.
@@ -78,7 +91,7 @@ void destroyPPS(PPS* pps) noexcept;
 /// Always 0: a PPS has nothing that the decoder does not support.
 int verifyPPS(PPS* pps) noexcept;
 
-/// Reads 7.3.2.3 into a record from createPPS, in place. sps_array: the host's table of 256 SPS
+/// Reads 7.3.2.3.1 into a record from createPPS, in place. sps_array: the host's table of 256 SPS
 /// records indexed by id, null where empty; it is only read. Returns 0; E_BS_NOT_ENOUGH_BITS when the
 /// payload runs out, the SPS is missing (WARN line) or the tile sizes do not fit the picture;
 /// E_NO_MEMORY when the pool gives no block. After a failure the record is fit only for destroyPPS or

@@ -89,6 +89,7 @@ int readSubLayers(profile_tile_level* ptl, unsigned max_sub_layers_minus1, TRead
     return 0;
 }
 
+// 7.3.3
 template <class TReader>
 int readProfileTierLevel(profile_tile_level* ptl, unsigned char max_sub_layers_minus1, TReader* pBS) noexcept
 {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <type_traits>
 
 namespace h265_codec {
@@ -37,6 +38,11 @@ struct profile_tile_level
 };
 static_assert(std::is_trivially_copyable_v<profile_tile_level> && std::is_standard_layout_v<profile_tile_level>);
 static_assert(sizeof(profile_tile_level) == 250);
+static_assert(offsetof(profile_tile_level, general_profile_compatibility_flag) == 3);
+static_assert(offsetof(profile_tile_level, general_level_idc) == 39);
+static_assert(offsetof(profile_tile_level, sub_layer_profile_space) == 50);
+static_assert(offsetof(profile_tile_level, sub_layer_profile_compatibility_flag) == 65);
+static_assert(offsetof(profile_tile_level, sub_layer_level_idc) == 245);
 
 /// Reads 7.3.3 into *ptl, which is not cleared first. max_sub_layers_minus1 is taken unchecked; the
 /// values of sub-layer 5 and above are dropped. Returns 0, or the result of the first failing read

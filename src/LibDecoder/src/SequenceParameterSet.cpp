@@ -17,7 +17,7 @@ constexpr unsigned powerOfTwo(unsigned uiLog2) noexcept
     return 1U << (uiLog2 % 32);
 }
 
-// 7.3.2.2, sps_max_dec_pic_buffering_minus1 and its neighbours. Without the flag only the highest
+// 7.3.2.2.1, sps_max_dec_pic_buffering_minus1 and its neighbours. Without the flag only the highest
 // sub-layer is coded, and the lower ones are left alone: inferring them is up to the record's users.
 template <class TReader>
 int readSubLayerOrdering(SPS* sps, CBitWindow<TReader>& bits) noexcept
@@ -35,7 +35,7 @@ int readSubLayerOrdering(SPS* sps, CBitWindow<TReader>& bits) noexcept
     return 0;
 }
 
-// 7.3.2.2, scaling_list_enabled_flag equal to 1
+// 7.3.2.2.1, scaling_list_enabled_flag equal to 1
 template <class TReader>
 int readScalingLists(SPS* sps, TReader* pBS, tq_util::TMemPool* pMemPool) noexcept
 {
@@ -53,7 +53,7 @@ int readScalingLists(SPS* sps, TReader* pBS, tq_util::TMemPool* pMemPool) noexce
     return 0;
 }
 
-// 7.3.2.2, pcm_enabled_flag equal to 1
+// 7.3.2.2.1, pcm_enabled_flag equal to 1
 template <class TReader>
 int readPcm(SPS* sps, TReader* pBS) noexcept
 {
@@ -88,7 +88,7 @@ int provideShortTermRefPicSets(SPS* sps, tq_util::TMemPool* pMemPool) noexcept
     return 0;
 }
 
-// 7.3.2.2, long_term_ref_pics_present_flag equal to 1
+// 7.3.2.2.1, long_term_ref_pics_present_flag equal to 1
 template <class TReader>
 int readLongTermRefPics(SPS* sps, TReader* pBS) noexcept
 {
@@ -128,7 +128,7 @@ void derivePictureSize(SPS* sps) noexcept
         sps->PicSizeInCtbsY > 1 ? static_cast<int>(std::bit_width(static_cast<unsigned>(sps->PicSizeInCtbsY) - 1)) : 0;
 }
 
-// 7.3.2.2, behind profile_tier_level( ) up to the sub-layer ordering information
+// 7.3.2.2.1, behind profile_tier_level( ) up to the sub-layer ordering information
 template <class TReader>
 int readPictureFormat(SPS* sps, TReader* pBS) noexcept
 {
@@ -166,7 +166,7 @@ int readPictureFormat(SPS* sps, TReader* pBS) noexcept
     return readSubLayerOrdering(sps, bits);
 }
 
-// 7.3.2.2, the coding block sizes up to the short-term reference picture sets
+// 7.3.2.2.1, the coding block sizes up to the short-term reference picture sets
 template <class TReader>
 int readCodingTools(SPS* sps, TReader* pBS, tq_util::TMemPool* pMemPool) noexcept
 {
@@ -195,7 +195,7 @@ int readCodingTools(SPS* sps, TReader* pBS, tq_util::TMemPool* pMemPool) noexcep
     return 0;
 }
 
-// 7.3.2.2, the reference pictures
+// 7.3.2.2.1, the reference pictures
 template <class TReader>
 int readRefPicSets(SPS* sps, TReader* pBS, tq_util::TMemPool* pMemPool) noexcept
 {
@@ -215,7 +215,7 @@ int readRefPicSets(SPS* sps, TReader* pBS, tq_util::TMemPool* pMemPool) noexcept
     return sps->long_term_ref_pics_present_flag ? readLongTermRefPics(sps, pBS) : 0;
 }
 
-// 7.3.2.2
+// 7.3.2.2.1
 template <class TReader>
 int readSequenceParameterSet(SPS* sps, TReader* pBS, tq_util::TMemPool* pMemPool) noexcept
 {

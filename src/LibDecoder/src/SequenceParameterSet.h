@@ -7,13 +7,14 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <type_traits>
 
 namespace h265_codec {
 
 /// Long-term pictures that an SPS keeps; further ones are read and dropped.
 inline constexpr unsigned MAX_LONG_TERM_REF_PICS = 16;
 
-/// 7.3.2.2 seq_parameter_set_rbsp( ) up to its VUI, and the picture sizes of 7.4.3.2. Fields that a
+/// 7.3.2.2.1 seq_parameter_set_rbsp( ) up to its VUI, and the picture sizes of 7.4.3.2.1. Fields that a
 /// reading does not reach keep their earlier values. Owns the blocks behind its two pointers.
 struct SPS
 {
@@ -78,7 +79,22 @@ struct SPS
     std::uint16_t uiShortTermRefPicSetRoomPlus1;
 };
 static_assert(std::is_trivially_copyable_v<SPS> && std::is_standard_layout_v<SPS>);
-static_assert(sizeof(SPS) == 528);
+static_assert(offsetof(SPS, ptl) == 6 && offsetof(SPS, pic_width_in_luma_samples) == 256);
+static_assert(offsetof(SPS, conf_win_left_offset) == 262 && offsetof(SPS, BitDepthY) == 270);
+static_assert(offsetof(SPS, log2_max_pic_order_cnt_lsb) == 272 &&
+              offsetof(SPS, sps_max_dec_pic_buffering_minus1) == 280);
+static_assert(offsetof(SPS, MinCbLog2SizeY) == 340 && offsetof(SPS, scaling_list_enabled_flag) == 350);
+#if UINTPTR_MAX == UINT64_MAX // the offsets behind the first pointer
+static_assert(offsetof(SPS, pScalingList) == 352 && offsetof(SPS, pcm_loop_filter_disabled_flag) == 363);
+static_assert(offsetof(SPS, Log2MinIpcmCbSizeY) == 368 && offsetof(SPS, PcmCbSizeMask) == 376);
+static_assert(offsetof(SPS, pShortTermRefPicSet) == 384 && offsetof(SPS, lt_ref_pic_poc_lsb_sps) == 396);
+static_assert(offsetof(SPS, sps_extension_present_flag) == 479 && offsetof(SPS, LastCtbWidthY) == 480);
+static_assert(offsetof(SPS, PicWidthInCtbsY) == 484 && offsetof(SPS, SliceSegmentAddressBits) == 496);
+static_assert(offsetof(SPS, refCount) == 504 && offsetof(SPS, reserved) == 512 && sizeof(SPS) == 528);
+#endif
+// What the module notes for itself lies in the tail padding behind reserved.
+static_assert(offsetof(SPS, uiShortTermRefPicSetRoomPlus1) >= offsetof(SPS, reserved) + 9);
+static_assert(offsetof(SPS, reserved) + 9 + alignof(SPS) > sizeof(SPS));
 
 /// Takes a zeroed record from the pool; the caller owns it until destroySPS. Null, after an ERROR
 /// line, when the pool gives none.
@@ -91,7 +107,7 @@ void destroySPS(SPS* sps) noexcept;
 /// it is not 4:2:0 in one colour plane or not 8-bit.
 int verifySPS(SPS* sps) noexcept;
 
-/// Reads 7.3.2.2 into a record from createSPS, in place; side blocks are taken from pMemPool when
+/// Reads 7.3.2.2.1 into a record from createSPS, in place; side blocks are taken from pMemPool when
 /// first needed and reused after. pBS stands behind the NAL unit header. Returns 0;
 /// E_BS_NOT_ENOUGH_BITS when the payload runs out; E_NO_MEMORY when the pool gives no block. After a
 /// failure the record is fit only for destroySPS or another reading.

@@ -3,6 +3,8 @@
 #include "ModuleServices.h"
 #include "SyntaxRead.h"
 
+#include <cstddef>
+#include <cstdint>
 #include <cstring>
 
 namespace h265_codec {
@@ -34,6 +36,7 @@ int readTileSizes(unsigned* aSize, unsigned uiLast, unsigned uiPicture, bool uni
     return 0;
 }
 
+// Whether the sizes fill the picture exactly; what does not could not be filled into its tables.
 bool addUpTo(const unsigned* aSize, unsigned uiLast, unsigned uiPicture) noexcept
 {
     std::uint64_t ulSum = 0;
@@ -57,6 +60,7 @@ int provideTable(PPS* pps, unsigned*& pTable, std::uint64_t ulEntries, tq_util::
     return 0;
 }
 
+// The three address tables, each kept when the record already has it.
 int provideTables(PPS* pps, std::uint64_t ulEntries, tq_util::TMemPool* pMemPool) noexcept
 {
     if (pps->CtbAddrTsToRs == nullptr && pps->CtbAddrRsToTs == nullptr && pps->TileId == nullptr)
@@ -106,7 +110,7 @@ void continueRows(unsigned* pRow, std::size_t uiWidth) noexcept
         pRow[x] = 2 * pBefore[x] - pTwoBefore[x];
 }
 
-// 6.5.1 (6-5) to (6-7) for one row of tiles; uiFirst is its first address in either scan. TileId goes
+// 6.5.1 (6-7) to (6-9) for one row of tiles; uiFirst is its first address in either scan. TileId goes
 // by raster-scan address on purpose.
 void fillTileRow(PPS* pps, std::size_t uiFirst, std::size_t uiPicWidth, unsigned uiHeight, unsigned uiFirstTile,
                  std::size_t uiPicSize) noexcept
@@ -146,6 +150,7 @@ void fillTileRow(PPS* pps, std::size_t uiFirst, std::size_t uiPicWidth, unsigned
         std::memcpy(pTileId + y * uiPicWidth, pTileId, uiPicWidth * sizeof(unsigned));
 }
 
+// 6.5.1 for all rows of tiles, and the entry behind the last CTB.
 void fillTables(PPS* pps, std::size_t uiPicWidth, std::size_t uiPicSize) noexcept
 {
     std::size_t uiFirst = 0;
@@ -198,6 +203,7 @@ void fillPartOfTables(PPS* pps, unsigned uiPicWidth, std::uint64_t ulRoom) noexc
     }
 }
 
+// 7.3.2.3.1, column_width_minus1 and row_height_minus1, and what 6.5.1 derives from them
 template <class TReader>
 int readGrid(PPS* pps, SPS* sps, tq_util::TMemPool* pMemPool, TReader* pBS) noexcept
 {

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <cstdint>
+
 #include "PictureParameterSet.h"
 #include "SequenceParameterSet.h"
 

@@ -3,6 +3,7 @@
 #include "ProfileTierLevel.h"
 
 #include <cstddef>
+#include <type_traits>
 
 namespace h265_codec {
 
