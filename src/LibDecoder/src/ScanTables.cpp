@@ -1,6 +1,7 @@
 #include "ScanTables.h"
 
 #include <array>
+#include <cstddef>
 
 namespace h265_codec {
 
@@ -11,7 +12,7 @@ using ScanTable = std::array<std::int16_t, static_cast<std::size_t>(SIDE) * SIDE
 
 // 6.5.3, up-right diagonal: each diagonal from its lower left to its upper right.
 template <int SIDE>
-constexpr ScanTable<SIDE> makeDiagonalScan()
+consteval ScanTable<SIDE> makeDiagonalScan() noexcept
 {
     ScanTable<SIDE> scan{};
     std::size_t i = 0;
@@ -27,7 +28,7 @@ constexpr ScanTable<SIDE> makeDiagonalScan()
 
 // 6.5.4, horizontal
 template <int SIDE>
-constexpr ScanTable<SIDE> makeHorizontalScan()
+consteval ScanTable<SIDE> makeHorizontalScan() noexcept
 {
     ScanTable<SIDE> scan{};
     for (std::size_t i = 0; i < scan.size(); ++i)
@@ -37,7 +38,7 @@ constexpr ScanTable<SIDE> makeHorizontalScan()
 
 // 6.5.5, vertical
 template <int SIDE>
-constexpr ScanTable<SIDE> makeVerticalScan()
+consteval ScanTable<SIDE> makeVerticalScan() noexcept
 {
     ScanTable<SIDE> scan{};
     for (std::size_t i = 0; i < scan.size(); ++i)
