@@ -656,6 +656,28 @@ TEST(ReadLongTileGrid, WritesWhatBothThePictureAndTheRoomHold)
     }
 }
 
+// The pool refuses the last of a small picture's tables; the next picture is larger.
+TEST(ReadTileGridAgain, KeepsInsideOldTablesBesideANewLargerOne)
+{
+    CGrid grid(4, 3, 2, 1);
+    grid.m_pool.failTake(3);
+    ASSERT_EQ(grid.read<CRbspReader>(), E_NO_MEMORY);
+    ASSERT_EQ(grid.m_pps.TileId, nullptr);
+    grid.setPicture(8, 6);
+    grid.setTiles(2, 1, true);
+    ASSERT_EQ(grid.read<CRbspReader>(), 0);
+
+    const Tables expected = tablesOf(grid.columns(), grid.rows());
+    const Sizes tileIds = grid.table(grid.m_pps.TileId);
+    EXPECT_EQ(tileIds.size(), 49U);
+    constexpr std::size_t ROOM = 4 * 3 + 1;
+    EXPECT_EQ(grid.table(grid.m_pps.CtbAddrTsToRs),
+              Sizes(expected.CtbAddrTsToRs.begin(), expected.CtbAddrTsToRs.begin() + ROOM));
+    EXPECT_EQ(grid.table(grid.m_pps.CtbAddrRsToTs),
+              Sizes(expected.CtbAddrRsToTs.begin(), expected.CtbAddrRsToTs.begin() + ROOM));
+    EXPECT_TRUE(std::equal(tileIds.begin(), tileIds.begin() + ROOM, expected.TileId.begin()));
+}
+
 TEST(ReadLongTileGrid, FollowsTheRefillsOfTheDecodersReader)
 {
     CNumbers numbers(23);
