@@ -245,21 +245,28 @@ TEST(MemPool, KeepsPoolsApart)
 // What a block of the class costs the budget.
 std::uint64_t costOf(unsigned uiSize)
 {
-    std::uint64_t uiCost = 1;
-    for (;; ++uiCost) {
-        const CPool pool = makePool(uiCost);
+    for (std::uint64_t ulCost = 1;; ++ulCost) {
+        const CPool pool = makePool(ulCost);
         if (take(pool, uiSize) != nullptr)
-            return uiCost;
+            return ulCost;
     }
 }
 
 TEST(MemPoolBudget, CountsBlocksWithTheirBookkeeping)
 {
-    const std::uint64_t uiSmall = costOf(16);
-    EXPECT_GE(uiSmall, 16 + sizeof(TMemBlockNode));
-    EXPECT_EQ(costOf(0), uiSmall);
-    EXPECT_EQ(costOf(1024), uiSmall + 1024 - 16);
-    EXPECT_EQ(costOf(513), uiSmall + 1024 - 16);
+    const std::uint64_t ulSmall = costOf(32);
+    EXPECT_GE(ulSmall, 32 + sizeof(TMemBlockNode));
+    EXPECT_EQ(costOf(1024), ulSmall + 1024 - 32);
+    EXPECT_EQ(costOf(513), ulSmall + 1024 - 32);
+}
+
+// The system hands out multiples of the alignment, so the smallest class takes as much as the next.
+TEST(MemPoolBudget, CountsWhatTheSystemHandsOut)
+{
+    for (const unsigned uiSize : {0U, 16U, 17U, 32U, 64U, 1000U})
+        EXPECT_EQ(costOf(uiSize) % 32, 0U) << uiSize;
+    EXPECT_EQ(costOf(0), costOf(32));
+    EXPECT_EQ(costOf(16), costOf(32));
 }
 
 TEST(MemPoolBudget, RefusesTheBlockThatExceedsIt)

@@ -11,11 +11,11 @@ namespace tq_util {
 class TQLock
 {
 public:
-    explicit TQLock(std::uint64_t uiMaxBytes) noexcept : m_uiMaxBytes(uiMaxBytes) {}
+    explicit TQLock(std::uint64_t ulMaxBytes) noexcept : m_ulMaxBytes(ulMaxBytes) {}
 
     std::mutex m_mutex;
-    const std::uint64_t m_uiMaxBytes; // 0: no budget
-    std::uint64_t m_uiTakenBytes = 0; // from the system, for blocks free and in use
+    const std::uint64_t m_ulMaxBytes; // 0: no budget
+    std::uint64_t m_ulTakenBytes = 0; // from the system, for blocks free and in use
 };
 
 namespace {
@@ -51,9 +51,16 @@ unsigned classOf(unsigned uiSize) noexcept
     return uiLog2 < LOG2_SMALLEST_CLASS ? 0 : uiLog2 - LOG2_SMALLEST_CLASS;
 }
 
+unsigned sizeOfClass(unsigned uiClass) noexcept
+{
+    return 1U << (uiClass + LOG2_SMALLEST_CLASS);
+}
+
+// What a block of the class takes from the system, which hands out whole multiples of the alignment.
 std::uint64_t systemBytes(unsigned uiClass) noexcept
 {
-    return (std::uint64_t{1} << (uiClass + LOG2_SMALLEST_CLASS)) + sizeof(BlockHeader);
+    const std::uint64_t ulBytes = std::uint64_t{sizeOfClass(uiClass)} + sizeof(BlockHeader);
+    return (ulBytes + BLOCK_ALIGNMENT - 1) / BLOCK_ALIGNMENT * BLOCK_ALIGNMENT;
 }
 
 void giveBackList(TMemBlockNode*& pList, TQLock& lock) noexcept
@@ -61,36 +68,39 @@ void giveBackList(TMemBlockNode*& pList, TQLock& lock) noexcept
     while (pList != nullptr) {
         BlockHeader* const pHeader = headerOf(pList);
         pList = pList->pNext;
-        lock.m_uiTakenBytes -= pHeader->node.uiSize + sizeof(BlockHeader);
+        lock.m_ulTakenBytes -= systemBytes(classOf(pHeader->node.uiSize));
         std::free(pHeader);
     }
 }
 
-bool fitsBudget(const TQLock& lock, std::uint64_t uiBytes) noexcept
+bool fitsBudget(const TQLock& lock, std::uint64_t ulBytes) noexcept
 {
-    return lock.m_uiMaxBytes == 0 ||
-           (uiBytes <= lock.m_uiMaxBytes && lock.m_uiTakenBytes <= lock.m_uiMaxBytes - uiBytes);
+    return lock.m_ulMaxBytes == 0 ||
+           (ulBytes <= lock.m_ulMaxBytes && lock.m_ulTakenBytes <= lock.m_ulMaxBytes - ulBytes);
 }
 
-// A new block of the class, after giving free ones back when the budget is reached.
+void* allocate(const TQLock& lock, std::uint64_t ulBytes) noexcept
+{
+    return fitsBudget(lock, ulBytes) ? std::aligned_alloc(BLOCK_ALIGNMENT, static_cast<std::size_t>(ulBytes)) : nullptr;
+}
+
+// A new block of the class. Where the budget or the system refuses it, free blocks go back first.
 BlockHeader* takeFromSystem(TMemPool* pMemPool, unsigned uiClass) noexcept
 {
     TQLock& lock = *pMemPool->pLock;
-    const std::uint64_t uiBytes = systemBytes(uiClass);
-    if (!fitsBudget(lock, uiBytes)) {
+    const std::uint64_t ulBytes = systemBytes(uiClass);
+    void* pMem = allocate(lock, ulBytes);
+    if (pMem == nullptr) {
         for (TMemBlockNode*& pList : pMemPool->apFree)
             giveBackList(pList, lock);
-        if (!fitsBudget(lock, uiBytes))
-            return nullptr;
+        pMem = allocate(lock, ulBytes);
     }
-    void* const pMem = std::aligned_alloc(
-        BLOCK_ALIGNMENT, static_cast<std::size_t>(uiBytes + BLOCK_ALIGNMENT - 1) / BLOCK_ALIGNMENT * BLOCK_ALIGNMENT);
     if (pMem == nullptr)
         return nullptr;
-    lock.m_uiTakenBytes += uiBytes;
+    lock.m_ulTakenBytes += ulBytes;
     BlockHeader* const pHeader = new (pMem) BlockHeader{};
     pHeader->node.pMem = pHeader + 1;
-    pHeader->node.uiSize = static_cast<unsigned>(uiBytes - sizeof(BlockHeader));
+    pHeader->node.uiSize = sizeOfClass(uiClass);
     pHeader->node.pPool = pMemPool;
     return pHeader;
 }

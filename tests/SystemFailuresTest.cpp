@@ -1,0 +1,271 @@
+// What the libraries do when the system refuses memory or input. The test stands between them and the
+// system: it brings its own operator new, and the linker sends aligned_alloc, read and poll here (--wrap).
+
+#include <cerrno>
+#include <cstddef>
+#include <cstdint>
+#include <cstdlib>
+#include <deque>
+#include <memory>
+#include <new>
+#include <string>
+
+#include <poll.h>
+#include <unistd.h>
+
+#include <gtest/gtest.h>
+
+#include "ByteSource.h"
+#include "ParameterSetTables.h"
+#include "tq_util.h"
+
+namespace {
+
+// Lets the uiCall-th call from now on (1: the next) fail and counts.
+struct Failing
+{
+    unsigned uiCall = 0; // 0: none
+    unsigned uiCalls = 0;
+
+    bool comesNow() noexcept { return ++uiCalls == uiCall; }
+};
+
+Failing g_nothrowNew;
+Failing g_alignedAlloc;
+bool g_bAlignedAllocFails = false; // each call
+
+// What the next calls of read and poll give: an error, or 0 for the system's own answer.
+std::deque<int> g_readErrors;
+std::deque<int> g_pollErrors;
+
+int nextOf(std::deque<int>& errors)
+{
+    if (errors.empty())
+        return 0;
+    const int iErrno = errors.front();
+    errors.pop_front();
+    return iErrno;
+}
+
+} // namespace
+
+void* operator new(std::size_t uiSize)
+{
+    void* const pMem = std::malloc(uiSize != 0 ? uiSize : 1);
+    if (pMem == nullptr)
+        throw std::bad_alloc();
+    return pMem;
+}
+
+void* operator new(std::size_t uiSize, const std::nothrow_t&) noexcept
+{
+    return g_nothrowNew.comesNow() ? nullptr : std::malloc(uiSize != 0 ? uiSize : 1);
+}
+
+void operator delete(void* pMem) noexcept
+{
+    std::free(pMem);
+}
+
+void operator delete(void* pMem, std::size_t) noexcept
+{
+    std::free(pMem);
+}
+
+// The linker fixes these names.
+extern "C" {
+void* __real_aligned_alloc(std::size_t uiAlignment, std::size_t uiSize);
+ssize_t __real_read(int iFd, void* pTo, std::size_t uiSize);
+int __real_poll(pollfd* aFd, nfds_t ulCount, int iTimeout);
+
+void* __wrap_aligned_alloc(std::size_t uiAlignment, std::size_t uiSize)
+{
+    if (g_alignedAlloc.comesNow() || g_bAlignedAllocFails)
+        return nullptr;
+    return __real_aligned_alloc(uiAlignment, uiSize);
+}
+
+ssize_t __wrap_read(int iFd, void* pTo, std::size_t uiSize)
+{
+    const int iErrno = nextOf(g_readErrors);
+    if (iErrno == 0)
+        return __real_read(iFd, pTo, uiSize);
+    errno = iErrno;
+    return -1;
+}
+
+int __wrap_poll(pollfd* aFd, nfds_t ulCount, int iTimeout)
+{
+    const int iErrno = nextOf(g_pollErrors);
+    if (iErrno == 0)
+        return __real_poll(aFd, ulCount, iTimeout);
+    errno = iErrno;
+    return -1;
+}
+}
+
+namespace {
+
+using namespace h265_stream;
+
+class NoSystemMemory : public testing::Test
+{
+protected:
+    void TearDown() override
+    {
+        g_nothrowNew = {};
+        g_alignedAlloc = {};
+        g_bAlignedAllocFails = false;
+    }
+
+    static void* take(tq_util::TMemPool* pPool, unsigned uiSize)
+    {
+        return tq_util::getMemBlock(uiSize, pPool, "taker", 1);
+    }
+    static void giveBack(void* pBlock) { tq_util::releaseMemBlock(pBlock, "giver", 2); }
+};
+
+struct PoolDeleter
+{
+    void operator()(tq_util::TMemPool* pPool) const { tq_util::destroyMemPool(pPool); }
+};
+using CPool = std::unique_ptr<tq_util::TMemPool, PoolDeleter>;
+
+TEST_F(NoSystemMemory, MakesNoPool)
+{
+    for (const unsigned uiCall : {1U, 2U}) {
+        SCOPED_TRACE(uiCall);
+        g_nothrowNew = {.uiCall = uiCall};
+        const CPool pPool(tq_util::createMemPool());
+        EXPECT_EQ(pPool, nullptr);
+        EXPECT_EQ(g_nothrowNew.uiCalls, uiCall);
+    }
+    g_nothrowNew = {.uiCall = 3};
+    EXPECT_NE(CPool(tq_util::createMemPool()), nullptr);
+}
+
+TEST_F(NoSystemMemory, GivesNoBlockAndLeavesThePoolWhole)
+{
+    const CPool pPool(tq_util::createMemPool());
+    void* const pKept = take(pPool.get(), 100);
+    g_bAlignedAllocFails = true;
+    EXPECT_EQ(take(pPool.get(), 100), nullptr);
+    EXPECT_EQ(take(pPool.get(), 5000), nullptr);
+    g_bAlignedAllocFails = false;
+    EXPECT_EQ(pPool->apUsed[3]->pMem, pKept);
+    EXPECT_EQ(pPool->apUsed[3]->pNext, nullptr);
+    EXPECT_NE(take(pPool.get(), 5000), nullptr);
+}
+
+TEST_F(NoSystemMemory, IsAskedAgainAfterFreeBlocksWentBack)
+{
+    const CPool pPool(tq_util::createMemPool());
+    void* const pFree = take(pPool.get(), 100);
+    giveBack(pFree);
+    g_alignedAlloc = {.uiCall = 1};
+    EXPECT_NE(take(pPool.get(), 5000), nullptr);
+    EXPECT_EQ(g_alignedAlloc.uiCalls, 2U);
+    EXPECT_EQ(pPool->apFree[3], nullptr);
+}
+
+TEST_F(NoSystemMemory, CostsTheBudgetNothing)
+{
+    const CPool pPool(tq_util::createMemPool(3000));
+    g_bAlignedAllocFails = true;
+    for (unsigned i = 0; i < 100; ++i)
+        EXPECT_EQ(take(pPool.get(), 1024), nullptr);
+    g_bAlignedAllocFails = false;
+    EXPECT_NE(take(pPool.get(), 1024), nullptr);
+    EXPECT_NE(take(pPool.get(), 1024), nullptr);
+    EXPECT_EQ(take(pPool.get(), 1024), nullptr);
+}
+
+TEST_F(NoSystemMemory, ThrowsWhereThereAreNoTablesWithoutAPool)
+{
+    g_nothrowNew = {.uiCall = 1};
+    EXPECT_THROW(CParameterSetTables({}), std::bad_alloc);
+}
+
+// Standard input is a pipe with a few bytes in it and no writer.
+class FailingInput : public testing::Test
+{
+protected:
+    void SetUp() override
+    {
+        int aiPipe[2] = {};
+        ASSERT_EQ(::pipe(aiPipe), 0);
+        ASSERT_EQ(::write(aiPipe[1], "bytes", 5), 5);
+        ::close(aiPipe[1]);
+        m_iBefore = ::dup(STDIN_FILENO);
+        ::dup2(aiPipe[0], STDIN_FILENO);
+        ::close(aiPipe[0]);
+    }
+    void TearDown() override
+    {
+        ::dup2(m_iBefore, STDIN_FILENO);
+        ::close(m_iBefore);
+        g_readErrors.clear();
+        g_pollErrors.clear();
+    }
+
+    static std::string readAll()
+    {
+        const auto pSource = openByteSource("-");
+        std::string result;
+        for (auto piece = pSource->next(); !piece.empty(); piece = pSource->next())
+            result.append(piece.begin(), piece.end());
+        return result;
+    }
+
+    static void expectError(const std::string& reason, std::uint64_t ulOffset)
+    {
+        try {
+            (void)readAll();
+            ADD_FAILURE() << "no error";
+        } catch (const CSourceError& error) {
+            EXPECT_EQ(error.what(), reason);
+            EXPECT_EQ(error.offset(), ulOffset);
+        }
+    }
+
+    int m_iBefore = -1;
+};
+
+TEST_F(FailingInput, IsReadOnAfterASignal)
+{
+    g_readErrors = {EINTR, EINTR, 0, EINTR};
+    EXPECT_EQ(readAll(), "bytes");
+    EXPECT_TRUE(g_readErrors.empty());
+}
+
+TEST_F(FailingInput, IsWaitedForWhenItHasNoBytesYet)
+{
+    g_readErrors = {EAGAIN, EAGAIN};
+    g_pollErrors = {EINTR};
+    EXPECT_EQ(readAll(), "bytes");
+    EXPECT_TRUE(g_readErrors.empty());
+    EXPECT_TRUE(g_pollErrors.empty());
+}
+
+TEST_F(FailingInput, TellsTheReasonAndHowFarItGot)
+{
+    g_readErrors = {EIO};
+    expectError("Input/output error", 0);
+    g_readErrors = {0, EINTR, EIO};
+    expectError("Input/output error", 5);
+}
+
+TEST_F(FailingInput, TellsWhyItCannotBeWaitedFor)
+{
+    g_readErrors = {0, EAGAIN};
+    g_pollErrors = {ENOMEM};
+    expectError("Cannot allocate memory", 5);
+}
+
+TEST_F(FailingInput, TellsThatItIsClosed)
+{
+    ::close(STDIN_FILENO);
+    expectError("Bad file descriptor", 0);
+}
+
+} // namespace
