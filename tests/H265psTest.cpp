@@ -328,6 +328,21 @@ TEST_F(H265ps, TheLogLevelSilencesTheModule)
     EXPECT_EQ(linesAt("3"), "");
 }
 
+TEST_F(H265ps, TheReasonIsTheSameAtEveryLogLevel)
+{
+    for (const char* pFile : {"malformed_rps_in_sps.hevc", "profile_main10.hevc", "profile_main422_10.hevc"}) {
+        SCOPED_TRACE(pFile);
+        const ChildResult all = h265ps({pFile});
+        EXPECT_EQ(all.iExitCode, 1);
+        for (const char* pLevel : {"1", "2", "3"}) {
+            const ChildResult result = h265ps({"--log-level", pLevel, pFile});
+            EXPECT_EQ(result.error, all.error);
+            EXPECT_EQ(countOf(result.output, "NOT READ"), countOf(all.output, "NOT READ"));
+            EXPECT_EQ(countOf(result.output, "  log: ") == 0, std::string(pLevel) == "3");
+        }
+    }
+}
+
 // -- files and pipes
 
 TEST_F(H265ps, StandardInputGivesWhatTheFileGives)

@@ -9,6 +9,7 @@
 #include <optional>
 #include <span>
 #include <string>
+#include <string_view>
 
 namespace h265_codec {
 struct VPS;
@@ -29,7 +30,7 @@ enum class EBitReader
 struct StreamOptions
 {
     EBitReader eReader = EBitReader::Rbsp;
-    int iLogLevel = 0;            // of the module while it reads: 0 and 1 all lines, 2 errors, 3 none
+    int iLogLevel = 0;            // of the lines that events have: 0 and 1 all, 2 errors, 3 none
     bool bEnterUnverified = true; // enter sets that the decoder does not support into the tables too
     std::uint64_t ulPoolBytes = std::uint64_t{256} << 20; // budget of the records' pool, 0: none
 };
@@ -47,7 +48,8 @@ struct ParameterSetEvent
     std::optional<int> iRead;   // result of readVPS, readSPS or readPPS; none when passed over
     std::optional<int> iVerify; // result of verify…; none unless iRead is 0
     std::span<const std::string> logLines; // of the module, without their newlines; a repeat's are those of its reading
-    const h265_codec::VPS* vps;            // the record of the matching type when iRead is 0, else all null
+    std::string_view lastMessage; // the module's last line without its level, whatever the log level; empty without any
+    const h265_codec::VPS* vps;   // the record of the matching type when iRead is 0, else all null
     const h265_codec::SPS* sps;
     const h265_codec::PPS* pps;
     const h265_codec::SPS* spsOfPps; // of a PPS: the SPS that it was read against

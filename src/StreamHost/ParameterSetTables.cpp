@@ -66,6 +66,7 @@ struct Reading
     int iRead = 0;
     std::optional<int> iVerify;
     std::vector<std::string> logLines;
+    std::string lastMessage;
     std::vector<unsigned char> bytes; // of the NAL unit; empty when it is too long to be kept
     std::size_t uiHash = 0;           // of bytes
 
@@ -257,6 +258,7 @@ void CParameterSetTables::Impl::take(ParameterSetEvent& event, Table<TRecord>& t
     event.iRead = pEntry->iRead;
     event.iVerify = pEntry->iVerify;
     event.logLines = pEntry->logLines;
+    event.lastMessage = pEntry->lastMessage;
     if (pEntry->iRead == 0)
         show(event, *pEntry->pRecord, m_apSps.data());
 }
@@ -265,7 +267,7 @@ template <class TRecord>
 void CParameterSetTables::Impl::readEntry(Entry<TRecord>& entry, std::span<const unsigned char> payload)
 {
     const std::span<const unsigned char> rbsp = m_rbsp.extract(payload);
-    const CModuleLogCapture capture(m_options.iLogLevel, entry.logLines);
+    const CModuleLogCapture capture(m_options.iLogLevel, entry.logLines, entry.lastMessage);
     TRecord* pRecord = nullptr;
     make(pRecord);
     entry.pRecord.reset(pRecord);

@@ -11,24 +11,15 @@ using h265_stream::ParameterSetEvent;
 
 namespace {
 
-// The last message of the module, without its level; what it said last is what ended the reading.
-std::string_view lastMessage(const ParameterSetEvent& event)
-{
-    if (event.logLines.empty())
-        return {};
-    std::string_view message = event.logLines.back();
-    const std::size_t uiColon = message.find(": ");
-    return uiColon == std::string_view::npos ? message : message.substr(uiColon + 2);
-}
-
 bool contains(std::string_view text, std::string_view part)
 {
     return text.find(part) != std::string_view::npos;
 }
 
 // What to make of a message, or of a result that came without one.
-std::string_view meaning(const ParameterSetEvent& event, std::string_view message)
+std::string_view meaning(const ParameterSetEvent& event)
 {
+    const std::string_view message = event.lastMessage;
     if (event.iRead == E_NO_MEMORY)
         return "its records need more memory than the reader grants";
     if (contains(message, "sps not found"))
@@ -55,13 +46,12 @@ bool isFailure(const ParameterSetEvent& event)
 
 std::string failureReason(const ParameterSetEvent& event)
 {
-    const std::string_view message = lastMessage(event);
-    const std::string_view explanation = meaning(event, message);
+    const std::string_view explanation = meaning(event);
     // Running out of memory and contradictions have no message: the last one is of something else.
-    const bool bOwnMessage = !message.empty() && event.iRead != E_NO_MEMORY;
+    const bool bOwnMessage = !event.lastMessage.empty() && event.iRead != E_NO_MEMORY;
     if (!bOwnMessage)
         return std::string(explanation);
-    return std::string(message) + " (" + std::string(explanation) + ")";
+    return std::string(event.lastMessage) + " (" + std::string(explanation) + ")";
 }
 
 } // namespace h265ps
