@@ -77,17 +77,19 @@ int provideTables(PPS* pps, std::uint64_t ulEntries, tq_util::TMemPool* pMemPool
 // Four table entries at a time; clang and gcc make no vectors of such loops at -O2 by themselves.
 using Entries4 = std::uint32_t __attribute__((vector_size(16)));
 
-// Writes uiFirst, uiFirst + 1, … to uiCount entries. What lies up to three entries behind them, but
-// before pEnd, may be overwritten too: runs are written front to back.
-void writeRun(unsigned* pRun, std::size_t uiCount, unsigned uiFirst, unsigned uiStep, const unsigned* pEnd) noexcept
+// Writes uiFirst, uiFirst + STEP, … to uiCount entries. What lies up to three entries behind them, but
+// before pEnd, may be overwritten too: runs are written front to back. STEP is no argument: SSE2 has no
+// product of such vectors, and making it took an eighth of the time of 10x8 tiles.
+template <unsigned STEP>
+void writeRun(unsigned* pRun, std::size_t uiCount, unsigned uiFirst, const unsigned* pEnd) noexcept
 {
     if (uiCount + 3 > static_cast<std::size_t>(pEnd - pRun)) {
         for (std::size_t x = 0; x < uiCount; ++x)
-            pRun[x] = uiFirst + static_cast<unsigned>(x) * uiStep;
+            pRun[x] = uiFirst + static_cast<unsigned>(x) * STEP;
         return;
     }
-    Entries4 entries = uiFirst + Entries4{0, 1, 2, 3} * uiStep;
-    for (std::size_t x = 0; x < uiCount; x += 4, entries += 4 * uiStep)
+    Entries4 entries = uiFirst + Entries4{0, 1, 2, 3} * STEP;
+    for (std::size_t x = 0; x < uiCount; x += 4, entries += 4 * STEP)
         std::memcpy(pRun + x, &entries, sizeof(entries));
 }
 
@@ -126,11 +128,11 @@ void fillTileRow(PPS* pps, std::size_t uiFirst, std::size_t uiPicWidth, unsigned
     std::size_t uiColumn = 0;
     for (unsigned i = 0; i < uiColumns; ++i) {
         const std::size_t uiWidth = pps->colWidth[i];
-        writeRun(pRsToTs + uiColumn, uiWidth, static_cast<unsigned>(uiTs), 1, pEndOfRsToTs);
-        writeRun(pTileId + uiColumn, uiWidth, uiFirstTile + i, 0, pEndOfTileId);
+        writeRun<1>(pRsToTs + uiColumn, uiWidth, static_cast<unsigned>(uiTs), pEndOfRsToTs);
+        writeRun<0>(pTileId + uiColumn, uiWidth, uiFirstTile + i, pEndOfTileId);
         std::size_t uiRs = uiFirst + uiColumn;
         for (unsigned y = 0; uiWidth != 0 && y < uiHeight; ++y, uiTs += uiWidth, uiRs += uiPicWidth)
-            writeRun(pps->CtbAddrTsToRs + uiTs, uiWidth, static_cast<unsigned>(uiRs), 1, pEndOfTsToRs);
+            writeRun<1>(pps->CtbAddrTsToRs + uiTs, uiWidth, static_cast<unsigned>(uiRs), pEndOfTsToRs);
         uiColumn += uiWidth;
     }
     if (uiHeight == 1)
@@ -141,7 +143,7 @@ void fillTileRow(PPS* pps, std::size_t uiFirst, std::size_t uiPicWidth, unsigned
     for (unsigned i = 0; i < uiColumns; ++i) {
         const unsigned uiWidth = pps->colWidth[i];
         const unsigned uiSecondRun = static_cast<unsigned>(uiFirst + uiColumn * uiHeight + uiWidth);
-        writeRun(pRsToTs + uiPicWidth + uiColumn, uiWidth, uiSecondRun, 1, pEndOfRsToTs);
+        writeRun<1>(pRsToTs + uiPicWidth + uiColumn, uiWidth, uiSecondRun, pEndOfRsToTs);
         uiColumn += uiWidth;
     }
     for (std::size_t y = 2; y < uiHeight; ++y)
