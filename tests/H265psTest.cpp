@@ -252,6 +252,22 @@ TEST_F(H265ps, ASetOfAnotherLayerIsPassedOverAndNoError)
     EXPECT_TRUE(set["read"].is_null() && set["verify"].is_null() && set["record"].is_null());
 }
 
+TEST_F(H265ps, ASetWithForbiddenZeroBitIsNotRead)
+{
+    std::vector<std::string> sets = parameterSetsOf("hm_ldb");
+    sets.push_back(sets[1]);
+    sets.back()[0] = '\xc2';
+    const std::string file = make("forbidden", streamOf(sets));
+    const std::size_t uiOffset = fs::file_size(file) - sets.back().size();
+    const ChildResult text = h265ps({file});
+    EXPECT_EQ(text.iExitCode, 1);
+    EXPECT_TRUE(contains(text.output, "NOT READ: forbidden_zero_bit is set"));
+    EXPECT_TRUE(contains(
+        text.error, ": at byte " + std::to_string(uiOffset) + ": SPS not read: forbidden_zero_bit is set: damaged\n"));
+    const Json set = Json::parse(h265ps({"--json", file}).output)["parameter_sets"].back();
+    EXPECT_TRUE(set["read"].is_null() && set["verify"].is_null() && set["record"].is_null());
+}
+
 TEST_F(H265ps, RepeatsAreCountedAndShownWithAll)
 {
     const ChildResult counted = h265ps({"gop_open_repeat_headers.hevc"});

@@ -170,6 +170,15 @@ TEST(ParameterSetStream, CountsWhatBecameOfTheSets)
     EXPECT_EQ(summary.ulNotSupported, 1U);
 }
 
+TEST(ParameterSetStream, CountsASetWithForbiddenZeroBitAsNotRead)
+{
+    const Bytes forbidden = nalUnit({.forbidden_zero_bit = true, .nal_unit_type = SPS_NUT}, write(SpsSyntax{}).bytes());
+    StreamSummary summary;
+    EXPECT_TRUE(readAll(byteStream({forbidden}), &summary).at(0).bPassedOver);
+    EXPECT_EQ(summary.ulPassedOver, 0U);
+    EXPECT_EQ(summary.ulNotRead, 1U);
+}
+
 TEST(ParameterSetStream, HoldsNothingOfAnEmptyStream)
 {
     StreamSummary summary;

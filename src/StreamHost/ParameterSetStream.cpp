@@ -33,10 +33,10 @@ private:
     void count(const ParameterSetEvent& event)
     {
         ++m_summary.ulParameterSets;
-        if (event.bPassedOver)
-            ++m_summary.ulPassedOver;
-        else if (event.iRead != 0)
+        if (event.header.forbidden_zero_bit || event.iRead.value_or(0) != 0)
             ++m_summary.ulNotRead;
+        else if (event.bPassedOver)
+            ++m_summary.ulPassedOver;
         else if (event.iVerify != 0)
             ++m_summary.ulNotSupported;
     }

@@ -41,7 +41,7 @@ struct ParameterSetEvent
     NalUnitHeader header;   // nal_unit_type is VPS_NUT, SPS_NUT or PPS_NUT
     std::uint64_t ulOffset; // of the NAL unit header in the stream
     std::uint64_t ulSize;   // bytes, header included; neither start code nor trailing zero bytes
-    bool bPassedOver;       // of another layer, or forbidden_zero_bit is set: not read
+    bool bPassedOver;       // of another layer, or damaged (forbidden_zero_bit is set): not read
     bool bRepeat; // the same bytes as the set in force under its id (of a PPS: and the same SPS): not read again
     std::uint64_t ulReading;    // number of the reading that made the record: the same for its repeats, new for each
                                 // other one; 0 when passed over
@@ -61,10 +61,10 @@ struct StreamSummary
     std::uint64_t ulBytes = 0;         // of the whole stream
     std::uint64_t ulNalUnits = 0;      // of any type
     std::uint64_t ulParameterSets = 0; // events delivered
-    std::uint64_t ulPassedOver = 0;
-    std::uint64_t ulNotRead = 0;      // iRead is not 0
-    std::uint64_t ulNotSupported = 0; // iRead is 0, iVerify is not
-    bool bStopped = false;            // the sink asked for an end
+    std::uint64_t ulPassedOver = 0;    // of another layer
+    std::uint64_t ulNotRead = 0;       // iRead is not 0, or forbidden_zero_bit is set
+    std::uint64_t ulNotSupported = 0;  // iRead is 0, iVerify is not
+    bool bStopped = false;             // the sink asked for an end
 };
 
 /// Receives the parameter sets of a stream; false ends the reading.

@@ -39,13 +39,20 @@ std::string_view meaning(const ParameterSetEvent& event)
 
 } // namespace
 
+bool isNotRead(const ParameterSetEvent& event)
+{
+    return event.header.forbidden_zero_bit || event.iRead.value_or(0) != 0;
+}
+
 bool isFailure(const ParameterSetEvent& event)
 {
-    return event.iRead.value_or(0) != 0 || event.iVerify.value_or(0) != 0;
+    return isNotRead(event) || event.iVerify.value_or(0) != 0;
 }
 
 std::string failureReason(const ParameterSetEvent& event)
 {
+    if (event.header.forbidden_zero_bit)
+        return "forbidden_zero_bit is set: damaged";
     const std::string_view explanation = meaning(event);
     // Running out of memory and contradictions have no message: the last one is of something else.
     const bool bOwnMessage = !event.lastMessage.empty() && event.iRead != E_NO_MEMORY;

@@ -6,6 +6,9 @@
 
 namespace h265ps {
 
+/// Whether the parameter set was to be read and was not: a set of another layer is passed over instead.
+bool isNotRead(const h265_stream::ParameterSetEvent& event);
+
 /// Whether the parameter set was not read, or is not supported.
 bool isFailure(const h265_stream::ParameterSetEvent& event);
 

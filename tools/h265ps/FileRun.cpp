@@ -99,7 +99,7 @@ bool CFileRun::take(const ParameterSetEvent& event)
              fmt::format("{}{} {}: {}",
                          typeName(event.header.nal_unit_type),
                          uiId ? fmt::format(" {}", *uiId) : "",
-                         event.iRead != 0 ? "not read" : "not supported",
+                         isNotRead(event) ? "not read" : "not supported",
                          failureReason(event)));
     }
     return !m_output.failed();

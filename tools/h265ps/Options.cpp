@@ -23,6 +23,7 @@ Examples:
 Exit codes:
   0  every parameter set was read and is supported by the decoder
   1  one was not read or is not supported
+     (sets of nuh_layer_id above 0 are passed over and change nothing)
   2  wrong usage, a file that cannot be read or has no parameter set, or output that cannot be written
 
 An error is one line on standard error:

@@ -19,12 +19,10 @@ constexpr std::size_t MAX_WAITING = std::size_t{1} << 20;
 
 std::string resultOf(const ParameterSetEvent& event, const TextStyle& style)
 {
-    if (event.bPassedOver)
-        return event.header.forbidden_zero_bit
-                   ? "passed over: forbidden_zero_bit is set"
-                   : fmt::format("passed over: of layer {}, only layer 0 is read", event.header.nuh_layer_id);
-    if (event.iRead != 0)
+    if (isNotRead(event))
         return fmt::format("{}NOT READ: {}{}", style.pBad, failureReason(event), style.pEnd);
+    if (event.bPassedOver)
+        return fmt::format("passed over: of layer {}, only layer 0 is read", event.header.nuh_layer_id);
     if (event.iVerify != 0)
         return fmt::format("read, {}NOT SUPPORTED: {}{}", style.pBad, failureReason(event), style.pEnd);
     if (!event.logLines.empty())
