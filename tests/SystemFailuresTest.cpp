@@ -1,14 +1,14 @@
-// What the libraries do when the system refuses memory or input. The test stands between them and the
-// system: it brings its own operator new, and the linker sends aligned_alloc, read and poll here (--wrap).
+// What the libraries do when the system refuses memory or input: the linker sends their calls of
+// operator new, aligned_alloc, read and poll here (--wrap).
 
 #include <cerrno>
 #include <cstddef>
 #include <cstdint>
-#include <cstdlib>
 #include <deque>
 #include <memory>
 #include <new>
 #include <string>
+#include <vector>
 
 #include <poll.h>
 #include <unistd.h>
@@ -16,8 +16,10 @@
 #include <gtest/gtest.h>
 
 #include "ByteSource.h"
+#include "ModuleLog.h"
 #include "ParameterSetTables.h"
 #include "tq_util.h"
+#include "tqlog.h"
 
 namespace {
 
@@ -30,6 +32,7 @@ struct Failing
     bool comesNow() noexcept { return ++uiCalls == uiCall; }
 };
 
+Failing g_new;
 Failing g_nothrowNew;
 Failing g_alignedAlloc;
 bool g_bAlignedAllocFails = false; // each call
@@ -49,34 +52,25 @@ int nextOf(std::deque<int>& errors)
 
 } // namespace
 
-void* operator new(std::size_t uiSize)
-{
-    void* const pMem = std::malloc(uiSize != 0 ? uiSize : 1);
-    if (pMem == nullptr)
-        throw std::bad_alloc();
-    return pMem;
-}
-
-void* operator new(std::size_t uiSize, const std::nothrow_t&) noexcept
-{
-    return g_nothrowNew.comesNow() ? nullptr : std::malloc(uiSize != 0 ? uiSize : 1);
-}
-
-void operator delete(void* pMem) noexcept
-{
-    std::free(pMem);
-}
-
-void operator delete(void* pMem, std::size_t) noexcept
-{
-    std::free(pMem);
-}
-
-// The linker fixes these names.
+// The linker fixes these names: _Znwm and _ZnwmRKSt9nothrow_t are the two operators new.
 extern "C" {
+void* __real__Znwm(std::size_t uiSize);
+void* __real__ZnwmRKSt9nothrow_t(std::size_t uiSize, const std::nothrow_t& tag) noexcept;
 void* __real_aligned_alloc(std::size_t uiAlignment, std::size_t uiSize);
 ssize_t __real_read(int iFd, void* pTo, std::size_t uiSize);
 int __real_poll(pollfd* aFd, nfds_t ulCount, int iTimeout);
+
+void* __wrap__Znwm(std::size_t uiSize)
+{
+    if (g_new.comesNow())
+        throw std::bad_alloc();
+    return __real__Znwm(uiSize);
+}
+
+void* __wrap__ZnwmRKSt9nothrow_t(std::size_t uiSize, const std::nothrow_t& tag) noexcept
+{
+    return g_nothrowNew.comesNow() ? nullptr : __real__ZnwmRKSt9nothrow_t(uiSize, tag);
+}
 
 void* __wrap_aligned_alloc(std::size_t uiAlignment, std::size_t uiSize)
 {
@@ -113,6 +107,7 @@ class NoSystemMemory : public testing::Test
 protected:
     void TearDown() override
     {
+        g_new = {};
         g_nothrowNew = {};
         g_alignedAlloc = {};
         g_bAlignedAllocFails = false;
@@ -184,6 +179,20 @@ TEST_F(NoSystemMemory, ThrowsWhereThereAreNoTablesWithoutAPool)
 {
     g_nothrowNew = {.uiCall = 1};
     EXPECT_THROW(CParameterSetTables({}), std::bad_alloc);
+}
+
+// The module's functions are noexcept: a throw would end the process.
+TEST_F(NoSystemMemory, LosesALogLineAndNoMore)
+{
+    std::vector<std::string> lines;
+    std::string lastMessage;
+    const CModuleLogCapture capture(0, lines, lastMessage);
+    tqlog::CTQLog::m_pLogPrintf("a line too long to need no memory of its own\n");
+    g_new = {.uiCall = 1};
+    tqlog::CTQLog::m_pLogPrintf("another line too long to need no memory of its own\n");
+    EXPECT_GE(g_new.uiCalls, 1U);
+    tqlog::CTQLog::m_pLogPrintf("the line behind it\n");
+    EXPECT_EQ(lines, (std::vector<std::string>{"a line too long to need no memory of its own", "the line behind it"}));
 }
 
 // Standard input is a pipe with a few bytes in it and no writer.
