@@ -89,6 +89,9 @@ void writeRun(unsigned* pRun, std::size_t uiCount, unsigned uiFirst, const unsig
         return;
     }
     Entries4 entries = uiFirst + Entries4{0, 1, 2, 3} * STEP;
+#ifdef __clang__ // a tile's run has a few vectors: unrolled, 10x8 tiles take an eighth more time
+#pragma clang loop unroll(disable)
+#endif
     for (std::size_t x = 0; x < uiCount; x += 4, entries += 4 * STEP)
         std::memcpy(pRun + x, &entries, sizeof(entries));
 }
