@@ -1,9 +1,11 @@
-// What the libraries do when the system refuses memory or input: the linker sends their calls of
-// operator new, aligned_alloc, read and poll here (--wrap).
+// What the libraries do when the system refuses memory, input or formatting: the linker sends their calls
+// of operator new, aligned_alloc, read, poll and snprintf here (--wrap).
 
 #include <cerrno>
+#include <cstdarg>
 #include <cstddef>
 #include <cstdint>
+#include <cstdio>
 #include <deque>
 #include <memory>
 #include <new>
@@ -36,6 +38,7 @@ Failing g_new;
 Failing g_nothrowNew;
 Failing g_alignedAlloc;
 bool g_bAlignedAllocFails = false; // each call
+Failing g_snprintf;
 
 // What the next calls of read and poll give: an error, or 0 for the system's own answer.
 std::deque<int> g_readErrors;
@@ -86,6 +89,15 @@ ssize_t __wrap_read(int iFd, void* pTo, std::size_t uiSize)
         return __real_read(iFd, pTo, uiSize);
     errno = iErrno;
     return -1;
+}
+
+int __wrap_snprintf(char* pTo, std::size_t uiSize, const char* pFormat, ...)
+{
+    va_list arguments;
+    va_start(arguments, pFormat);
+    const int iPrinted = std::vsnprintf(pTo, uiSize, pFormat, arguments);
+    va_end(arguments);
+    return g_snprintf.comesNow() ? -1 : iPrinted;
 }
 
 int __wrap_poll(pollfd* aFd, nfds_t ulCount, int iTimeout)
@@ -193,6 +205,23 @@ TEST_F(NoSystemMemory, LosesALogLineAndNoMore)
     EXPECT_GE(g_new.uiCalls, 1U);
     tqlog::CTQLog::m_pLogPrintf("the line behind it\n");
     EXPECT_EQ(lines, (std::vector<std::string>{"a line too long to need no memory of its own", "the line behind it"}));
+}
+
+// As snprintf does with a text of more than INT_MAX characters, of which it has printed a part by then.
+TEST(NoFormatting, DropsTheText)
+{
+    char acLine[tqlog::LOG_BUFFER_SIZE];
+    tqlog::CStringStream stream(acLine);
+    stream << "in front, ";
+    g_snprintf = {.uiCall = 1};
+    stream << "in the middle, ";
+    const unsigned uiCalls = g_snprintf.uiCalls;
+    g_snprintf = {};
+    if (uiCalls == 0)
+        GTEST_SKIP() << "the compiler calls another function";
+    EXPECT_STREQ(acLine, "in front, ");
+    stream << "behind";
+    EXPECT_STREQ(acLine, "in front, behind");
 }
 
 // Standard input is a pipe with a few bytes in it and no writer.
