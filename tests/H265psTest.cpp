@@ -279,6 +279,27 @@ TEST_F(H265ps, RepeatsAreCountedAndShownWithAll)
     EXPECT_FALSE(contains(all.output, "repeats not shown"));
 }
 
+TEST_F(H265ps, RepeatsOfWhatIsNotReadAreCountedToo)
+{
+    const std::vector<std::string> good = parameterSetsOf("hm_ldb");
+    const std::string cut = good[1].substr(0, 17);
+    std::string otherLayer = good[0];
+    otherLayer[1] = '\x09'; // nuh_layer_id 1
+    const std::string file = make(
+        "again", streamOf({good[0], cut, otherLayer, good[2], cut, otherLayer, good[2], cut, good[1].substr(0, 12)}));
+    const ChildResult counted = h265ps({file});
+    EXPECT_EQ(counted.iExitCode, 1);
+    EXPECT_EQ(countOf(counted.output, "NOT READ"), 3U);
+    EXPECT_EQ(countOf(counted.output, "passed over"), 1U);
+    EXPECT_TRUE(contains(counted.output, "repeats not shown: VPS of layer 1 1x, SPS not read 2x, PPS not read 1x"))
+        << counted.output;
+    EXPECT_EQ(countOf(counted.error, "\n"), 3U) << counted.error;
+    const ChildResult all = h265ps({"--all", file});
+    EXPECT_EQ(countOf(all.output, "NOT READ"), 6U);
+    EXPECT_EQ(countOf(all.output, "(repeat)"), 4U);
+    EXPECT_EQ(Json::parse(h265ps({"--json", file}).output)["parameter_sets"].size(), 9U);
+}
+
 TEST_F(H265ps, FieldsThatHoldSomethingElseAreMarked)
 {
     const ChildResult vui = h265ps({"--type", "sps", "hm_vui_everything.hevc"});

@@ -267,6 +267,22 @@ TEST_F(ParameterSetTables, ReadAFailedSetEachTime)
     }
 }
 
+TEST_F(ParameterSetTables, TellWhetherAFailureCameBefore)
+{
+    const Bytes cut = {SPS_NUT << 1, 1, 0x01};
+    EXPECT_FALSE(m_tables.readNalUnit(cut).bSeenBefore);
+    EXPECT_TRUE(m_tables.readNalUnit(cut).bSeenBefore);
+    EXPECT_FALSE(m_tables.readNalUnit({cut.data(), 2}).bSeenBefore);
+    // A PPS that ends in front of what comes behind its ids: without its SPS it fails for another reason.
+    const Bytes pps = {PPS_NUT << 1, 1, 0xc0};
+    EXPECT_FALSE(m_tables.readNalUnit(pps).bSeenBefore);
+    EXPECT_FALSE(m_tables.readNalUnit(spsUnit()).bSeenBefore);
+    EXPECT_FALSE(m_tables.readNalUnit(pps).bSeenBefore);
+    EXPECT_TRUE(m_tables.readNalUnit(pps).bSeenBefore);
+    m_tables.clear();
+    EXPECT_FALSE(m_tables.readNalUnit(cut).bSeenBefore);
+}
+
 TEST_F(ParameterSetTables, ReadAPpsOnlyBehindItsSps)
 {
     const ParameterSetEvent early = m_tables.readNalUnit(ppsUnit());

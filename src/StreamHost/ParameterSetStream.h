@@ -42,7 +42,8 @@ struct ParameterSetEvent
     std::uint64_t ulOffset; // of the NAL unit header in the stream
     std::uint64_t ulSize;   // bytes, header included; neither start code nor trailing zero bytes
     bool bPassedOver;       // of another layer, or damaged (forbidden_zero_bit is set): not read
-    bool bRepeat; // the same bytes as the set in force under its id (of a PPS: and the same SPS): not read again
+    bool bRepeat;     // the same bytes as the set in force under its id (of a PPS: and the same SPS): not read again
+    bool bSeenBefore; // of one that did not come into force: the same bytes came to the same end before. Read again
     std::uint64_t ulReading;    // number of the reading that made the record: the same for its repeats, new for each
                                 // other one; 0 when passed over
     std::optional<int> iRead;   // result of readVPS, readSPS or readPPS; none when passed over

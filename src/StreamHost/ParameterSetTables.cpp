@@ -8,6 +8,7 @@
 #include <string>
 #include <string_view>
 #include <unordered_map>
+#include <unordered_set>
 #include <utility>
 #include <vector>
 
@@ -31,6 +32,9 @@ constexpr unsigned TABLE_SIZES[] = {16, 256, 256}; // VPS, SPS, PPS: what their 
 // Longer sets are read again each time instead of being kept to recognise their repeats, so that the
 // tables cannot be made to hold much beside their records.
 constexpr std::size_t MAX_KEPT_BYTES = std::size_t{64} << 10;
+
+// Different sets that did not come into force and are remembered; above it the memory starts anew.
+constexpr std::size_t MAX_SEEN_SETS = 4096;
 
 constexpr char VPS_POOL_TAG_PATH[] = "StreamHost/ParameterSetTables";
 
@@ -84,6 +88,17 @@ std::size_t hashOf(std::span<const unsigned char> bytes)
     return std::hash<std::string_view>()({reinterpret_cast<const char*>(bytes.data()), bytes.size()});
 }
 
+// Of the bytes and what became of them: a PPS can fail for want of its SPS first, then for another reason.
+std::size_t hashOf(std::span<const unsigned char> bytes, const ParameterSetEvent& event)
+{
+    std::size_t uiHash = hashOf(bytes);
+    const auto mix = [&uiHash](std::size_t uiValue) { uiHash = (uiHash ^ uiValue) * 0x9e3779b97f4a7c15U; };
+    mix(static_cast<std::size_t>(event.iRead.value_or(1)));
+    mix(static_cast<std::size_t>(event.iVerify.value_or(1)));
+    mix(std::hash<std::string_view>()(event.lastMessage));
+    return uiHash;
+}
+
 VPS* createVPS(tq_util::TMemPool* pMemPool) noexcept
 {
     void* const pBlock = tq_util::getMemBlock(sizeof(VPS), pMemPool, VPS_POOL_TAG_PATH, __LINE__);
@@ -116,6 +131,9 @@ public:
     [[nodiscard]] const tq_util::TMemPool* pool() const noexcept { return m_pPool.get(); }
 
 private:
+    void read(ParameterSetEvent& event, std::span<const unsigned char> nalUnit);
+    bool noteUnentered(const ParameterSetEvent& event, std::span<const unsigned char> nalUnit);
+
     template <class TRecord>
     using Table = std::vector<std::unique_ptr<Entry<TRecord>>>;
 
@@ -203,6 +221,10 @@ private:
     // By hash of the bytes: the id of an entry that may have them. Two sets with one hash take turns,
     // which costs a reading and no more.
     std::unordered_map<std::size_t, unsigned> m_idOfHash;
+
+    // Hashes of the sets that did not come into force. Two with one hash are taken for one: what is lost
+    // is a line of text about the second.
+    std::unordered_set<std::size_t> m_seen;
 };
 
 ParameterSetEvent CParameterSetTables::Impl::readNalUnit(std::span<const unsigned char> nalUnit)
@@ -217,17 +239,30 @@ ParameterSetEvent CParameterSetTables::Impl::readNalUnit(std::span<const unsigne
     event.ulSize = nalUnit.size();
     event.bPassedOver = event.header.forbidden_zero_bit || event.header.nuh_layer_id != 0 ||
                         !isParameterSet(event.header.nal_unit_type);
-    if (event.bPassedOver)
-        return event;
-
     nalUnit = nalUnit.first(std::min(nalUnit.size(), MAX_PARAMETER_SET_BYTES));
+    if (!event.bPassedOver)
+        read(event, nalUnit);
+    const bool bUnentered = event.bPassedOver || m_pUnenteredVps || m_pUnenteredSps || m_pUnenteredPps;
+    event.bSeenBefore = bUnentered && isParameterSet(event.header.nal_unit_type) && noteUnentered(event, nalUnit);
+    return event;
+}
+
+// Whether the same bytes came to the same end before.
+bool CParameterSetTables::Impl::noteUnentered(const ParameterSetEvent& event, std::span<const unsigned char> nalUnit)
+{
+    if (m_seen.size() >= MAX_SEEN_SETS)
+        m_seen.clear();
+    return !m_seen.insert(hashOf(nalUnit, event)).second;
+}
+
+void CParameterSetTables::Impl::read(ParameterSetEvent& event, std::span<const unsigned char> nalUnit)
+{
     if (event.header.nal_unit_type == VPS_NUT)
         take(event, m_vpsEntries, m_pUnenteredVps, nalUnit);
     else if (event.header.nal_unit_type == SPS_NUT)
         take(event, m_spsEntries, m_pUnenteredSps, nalUnit);
     else
         take(event, m_ppsEntries, m_pUnenteredPps, nalUnit);
-    return event;
 }
 
 // Reads the unit, or recognises it, and tells the event.
@@ -331,6 +366,7 @@ void CParameterSetTables::Impl::clear() noexcept
     m_pUnenteredSps.reset();
     m_pUnenteredPps.reset();
     m_idOfHash.clear();
+    m_seen.clear();
     m_ulReadings = 0;
 }
 

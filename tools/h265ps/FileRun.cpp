@@ -93,7 +93,7 @@ bool CFileRun::take(const ParameterSetEvent& event)
         m_report.begin(m_file, sizeOf(m_file));
     m_bBegun = true;
     m_report.add(event, m_options.shows(event));
-    if (isFailure(event) && !event.bRepeat) {
+    if (isFailure(event) && !event.bRepeat && !event.bSeenBefore) {
         const std::optional<unsigned> uiId = idOf(event);
         fail(event.ulOffset,
              fmt::format("{}{} {}: {}",

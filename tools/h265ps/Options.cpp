@@ -54,7 +54,8 @@ void declareOptions(CLI::App& app, Options& options)
     app.set_version_flag("--version", "h265ps " H265PS_VERSION);
     app.add_option("FILE", options.files, "Streams to read, one after another; - is standard input")->type_name("");
     app.add_flag("--json", options.bJson, "Write JSON, one document a line for each file");
-    app.add_flag("--all", options.bAll, "Show repeats of a parameter set too (JSON always has them)");
+    app.add_flag(
+        "--all", options.bAll, "Show repeats of a parameter set too instead of counting them (JSON always has them)");
     app.add_option_function<std::string>(
            "--type",
            [&options](const std::string& list) { addTypes(list, options.types); },

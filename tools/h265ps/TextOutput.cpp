@@ -44,6 +44,25 @@ std::string logOf(const ParameterSetEvent& event)
     return text;
 }
 
+// What repeats are counted under: sets that were read by their id, the others together.
+CTextReport::RepeatKey repeatKey(const ParameterSetEvent& event)
+{
+    if (const std::optional<unsigned> uiId = idOf(event))
+        return {event.header.nal_unit_type, CTextReport::ERepeats::OfId, *uiId};
+    if (isNotRead(event))
+        return {event.header.nal_unit_type, CTextReport::ERepeats::NotRead, 0U};
+    return {event.header.nal_unit_type, CTextReport::ERepeats::OfLayer, event.header.nuh_layer_id};
+}
+
+std::string repeatName(const CTextReport::RepeatKey& key)
+{
+    const auto& [nal_unit_type, eRepeats, uiNumber] = key;
+    if (eRepeats == CTextReport::ERepeats::NotRead)
+        return fmt::format("{} not read", typeName(nal_unit_type));
+    return fmt::format(
+        "{} {}{}", typeName(nal_unit_type), eRepeats == CTextReport::ERepeats::OfLayer ? "of layer " : "", uiNumber);
+}
+
 std::string recordOf(const ParameterSetEvent& event, const TextStyle& style)
 {
     if (event.vps != nullptr)
@@ -87,8 +106,8 @@ void CTextReport::add(const ParameterSetEvent& event, bool bShown)
     if (!bShown)
         return;
     ++m_ulShown;
-    if (event.bRepeat && !m_options.bShowRepeats) {
-        ++m_repeats[{event.header.nal_unit_type, idOf(event).value_or(0)}];
+    if ((event.bRepeat || event.bSeenBefore) && !m_options.bShowRepeats) {
+        ++m_repeats[repeatKey(event)];
         return;
     }
     show(block(event));
@@ -105,7 +124,7 @@ std::string CTextReport::block(const ParameterSetEvent& event) const
                                    event.ulOffset,
                                    event.ulSize,
                                    resultOf(event, m_options.style),
-                                   event.bRepeat ? " (repeat)" : "");
+                                   event.bRepeat || event.bSeenBefore ? " (repeat)" : "");
     if (event.header.nuh_temporal_id_plus1 != 1)
         text += fmt::format("  nuh_temporal_id_plus1 {}\n", event.header.nuh_temporal_id_plus1);
     return text + logOf(event) + recordOf(event, m_options.style);
@@ -138,7 +157,7 @@ void CTextReport::end(std::uint64_t /* ulBytes */)
         return;
     std::string repeats;
     for (const auto& [set, ulCount] : m_repeats)
-        repeats += fmt::format("{}{} {} {}x", repeats.empty() ? "" : ", ", typeName(set.first), set.second, ulCount);
+        repeats += fmt::format("{}{} {}x", repeats.empty() ? "" : ", ", repeatName(set), ulCount);
     m_output.append(fmt::format("\nrepeats not shown: {} (--all shows them)\n", repeats));
 }
 

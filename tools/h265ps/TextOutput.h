@@ -5,7 +5,7 @@
 #include "TextStyle.h"
 
 #include <map>
-#include <utility>
+#include <tuple>
 
 namespace h265ps {
 
@@ -19,6 +19,15 @@ public:
         bool bFileHeadings = false; // a line with the file's name in front of each stream
         TextStyle style;
     };
+
+    /// What repeats are counted under: a nal_unit_type, a kind, and an id or nuh_layer_id.
+    enum class ERepeats
+    {
+        OfId,
+        NotRead,
+        OfLayer
+    };
+    using RepeatKey = std::tuple<unsigned char, ERepeats, unsigned>;
 
     CTextReport(COutputStream& output, const Options& options) : m_output(output), m_options(options) {}
 
@@ -36,7 +45,7 @@ private:
     bool m_bFirstFile = true;
     bool m_bSummaryShown = false;
     std::string m_waiting; // blocks in front of the first SPS, which the summary line is made from
-    std::map<std::pair<unsigned char, unsigned>, std::uint64_t> m_repeats; // by type and id
+    std::map<RepeatKey, std::uint64_t> m_repeats;
     std::uint64_t m_ulShown = 0;
 };
 
