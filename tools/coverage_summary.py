@@ -57,45 +57,70 @@ def branch_counts(functions, name):
     return sides
 
 
+def ranges(numbers):
+    """3, 4, 5, 9 as "3-5, 9"."""
+    spans = []
+    for number in sorted(numbers):
+        if spans and spans[-1][1] == number - 1:
+            spans[-1][1] = number
+        else:
+            spans.append([number, number])
+    return ", ".join(str(first) if first == last else f"{first}-{last}" for first, last in spans)
+
+
+class Library:
+    """What was counted in the files of one library, and what was missed in each."""
+
+    def __init__(self):
+        self.lines = [0, 0]  # run, all
+        self.branches = [0, 0]  # sides taken, all
+        self.missed = []
+
+    def add(self, file, functions, path, name):
+        left_out = left_out_lines(path)
+        last_line = len(path.read_text(encoding="utf-8").splitlines())
+        not_run = []
+        for line, count in line_counts(file["segments"], last_line).items():
+            if line in left_out:
+                continue
+            self.lines[0] += count > 0
+            self.lines[1] += 1
+            if count == 0:
+                not_run.append(line)
+        if not_run:
+            self.missed.append(f"{name}: not run: {ranges(not_run)}")
+        for (line, column, _, _), both in sorted(branch_counts(functions, file["filename"]).items()):
+            if line in left_out:
+                continue
+            self.branches[0] += sum(count > 0 for count in both)
+            self.branches[1] += 2
+            never = [side for side, count in zip(("true", "false"), both) if count == 0]
+            if never:
+                self.missed.append(f"{name}:{line}:{column}: never {' nor '.join(never)}")
+
+
+def percent(counts):
+    return 100 * counts[0] / max(counts[1], 1)
+
+
 def main():
     export = json.loads(pathlib.Path(sys.argv[1]).read_text(encoding="utf-8"))["data"][0]
     root = pathlib.Path(sys.argv[2])
     failed = False
     print(f"{'library':<18} {'lines':>16} {'branches':>16}")
-    for library, (line_floor, branch_floor) in FLOORS.items():
-        lines = [0, 0]
-        branches = [0, 0]
-        missed = []
+    for directory, (line_floor, branch_floor) in FLOORS.items():
+        library = Library()
         for file in export["files"]:
             path = pathlib.Path(file["filename"])
-            if root / library not in path.parents:
-                continue
-            left_out = left_out_lines(path)
-            last_line = len(path.read_text(encoding="utf-8").splitlines())
-            for line, count in line_counts(file["segments"], last_line).items():
-                if line in left_out:
-                    continue
-                lines[0] += count > 0
-                lines[1] += 1
-                if count == 0:
-                    missed.append(f"{path.relative_to(root)}:{line}: line not run")
-            for (line, column, _, _), both in branch_counts(export["functions"], file["filename"]).items():
-                if line in left_out:
-                    continue
-                for side, count in zip(("true", "false"), both):
-                    branches[0] += count > 0
-                    branches[1] += 1
-                    if count == 0:
-                        missed.append(f"{path.relative_to(root)}:{line}:{column}: never {side}")
-        line_percent = 100 * lines[0] / max(lines[1], 1)
-        branch_percent = 100 * branches[0] / max(branches[1], 1)
-        print(f"{library:<18} {line_percent:6.2f} % of {lines[1]:5} {branch_percent:6.2f} % of {branches[1]:5}")
-        below = line_percent < line_floor or branch_percent < branch_floor
-        failed |= below
-        for entry in missed if below or "--missed" in sys.argv else missed[:20]:
+            if root / directory in path.parents:
+                library.add(file, export["functions"], path, path.relative_to(root))
+        lines, branches = percent(library.lines), percent(library.branches)
+        print(f"{directory:<18} {lines:6.2f} % of {library.lines[1]:5} {branches:6.2f} % of {library.branches[1]:5}")
+        for entry in library.missed:
             print("    " + entry)
-        if below:
+        if lines < line_floor or branches < branch_floor:
             print(f"    below {line_floor} % of lines or {branch_floor} % of branches")
+            failed = True
     return 1 if failed else 0
 
 
