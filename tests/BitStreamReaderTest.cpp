@@ -975,4 +975,66 @@ TYPED_TEST(BitReader, AgreesWithABitByBitReaderOnAnything)
     }
 }
 
+// A decoder may leave the public fields in any state: any count, uncounted bits behind the counted ones.
+template <class TReader>
+TReader inAnyState(const CPaddedPayload& payload, std::mt19937& random)
+{
+    TReader bs = payload.reader<TReader>();
+    bs.m_pCurPos = bs.m_pBufStart + random() % static_cast<std::size_t>(bs.m_pBufEnd - bs.m_pBufStart + 1);
+    bs.m_uiCachedBits = static_cast<unsigned>(random() % 4 == 0 ? random() % 65 : random() % 10);
+    bs.m_ulCache = (std::uint64_t{random()} << 32 | random()) >> random() % 64;
+    if (random() % 2 == 0)
+        bs.m_ulCache =
+            bs.m_uiCachedBits == 0 ? 0 : bs.m_ulCache >> (64 - bs.m_uiCachedBits) << (64 - bs.m_uiCachedBits);
+    if (random() % 8 == 0)
+        bs.m_ulTopBitMask = TOP_BIT >> random() % 64;
+    return bs;
+}
+
+TYPED_TEST(BitReader, AgreesWithABitByBitReaderFromAnyState)
+{
+    std::mt19937 random(21);
+    for (int iRound = 0; iRound < 20000; ++iRound) {
+        SCOPED_TRACE(iRound);
+        std::vector<unsigned char> bytes(random() % 20);
+        for (unsigned char& byte : bytes)
+            byte = static_cast<unsigned char>(random() % 4 == 0 ? random() : 0);
+        const CPaddedPayload payload(bytes);
+        TypeParam bs = inAnyState<TypeParam>(payload, random);
+        CSlowReader<std::is_same_v<TypeParam, CRbspReader>> slow{stateOf(bs), {}};
+        this->m_log.forget();
+        stepBoth(static_cast<unsigned>(random() % 7), static_cast<unsigned>(random() % 68), bs, slow);
+        ASSERT_EQ(stateOf(bs), slow.m_state);
+        ASSERT_EQ(this->m_log.lines(), slow.m_lines);
+    }
+}
+
+TYPED_TEST(BitReader, TakesBitsAcrossARefillAsReadBitsDoesOrNotAtAll)
+{
+    std::mt19937 random(22);
+    unsigned uiTaken = 0;
+    for (int iRound = 0; iRound < 20000; ++iRound) {
+        SCOPED_TRACE(iRound);
+        std::vector<unsigned char> bytes(random() % 20);
+        for (unsigned char& byte : bytes)
+            byte = static_cast<unsigned char>(random());
+        const CPaddedPayload payload(bytes);
+        TypeParam bs = inAnyState<TypeParam>(payload, random);
+        const State before = stateOf(bs);
+        const unsigned uiBitCount = static_cast<unsigned>(1 + random() % 63);
+        const TakenBits taken = bs.takeBitsAcrossRefill(uiBitCount);
+        if (!taken.bTaken) {
+            ASSERT_EQ(stateOf(bs), before);
+            continue;
+        }
+        ++uiTaken;
+        CSlowReader<std::is_same_v<TypeParam, CRbspReader>> slow{before, {}};
+        unsigned value = 0;
+        ASSERT_EQ(slow.readBits(uiBitCount, value), 0);
+        ASSERT_EQ(static_cast<unsigned>(taken.ulBits >> (64 - uiBitCount)), value);
+        ASSERT_EQ(stateOf(bs), slow.m_state);
+    }
+    EXPECT_GT(uiTaken, 1000U);
+}
+
 } // namespace
