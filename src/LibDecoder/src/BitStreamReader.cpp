@@ -1,9 +1,9 @@
 #include "BitStreamReader.h"
 
-#include "ModuleServices.h"
-
 #include <algorithm>
 #include <bit>
+
+#include "ModuleServices.h"
 
 namespace h265_codec {
 
@@ -109,7 +109,7 @@ UeCode CBitReaderBase<TReader>::readUeCode() noexcept
     }
 }
 
-// As the prefix is defined for any mask; only a mask other than bit 63 alone needs it.
+// The prefix for any top bit mask, bit by bit.
 template <class TReader>
 UeCode CBitReaderBase<TReader>::readUeBitByBit() noexcept
 {

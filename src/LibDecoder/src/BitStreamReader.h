@@ -57,13 +57,13 @@ struct TakenBits
     bool bTaken;
 };
 
-/// What the two bit readers share: their six fields and every operation. They differ in TReader's
-/// three constants and functions only: how a refill builds the cache word, and whether readBits
+/// What the two bit readers share: their six fields and every operation. They differ in
+/// TReader's constant and function only: how a refill builds the cache word, and whether readBits
 /// consumes the very last bits of a payload.
 ///
 /// A reader goes forward over one RBSP (emulation prevention removed, NAL unit header passed), most
 /// significant bit first. It does not own the payload, which must stay readable for eight bytes past
-/// its end. Every operation returns 0, or E_BS_NOT_ENOUGH_BITS after one ERROR line.
+/// its end. A read returns 0, or E_BS_NOT_ENOUGH_BITS after one ERROR line.
 template <class TReader>
 class CBitReaderBase
 {
@@ -86,7 +86,7 @@ public:
     }
 
     /// u(n), 7.2: the next uiBitCount bits (1 … 32; of 33 … 64 the last 32 are delivered, 0 gives 0).
-    /// On failure nothing is consumed and value holds the bits that were left, followed by zeros; a
+    /// On failure nothing is consumed and value holds the top bits of the cache word as they stand; a
     /// count above 64 fails with value 0.
     int readBits(unsigned uiBitCount, unsigned& value) noexcept;
 
@@ -141,18 +141,18 @@ public:
     /// The mask that m_ulTopBitMask is set up with.
     static constexpr std::uint64_t TOP_BIT = std::uint64_t{1} << 63;
 
-    /// Any ue(v), however it lies across refills.
+    /// For the module's own readers: any ue(v), however it lies across refills.
     UeCode readUeCode() noexcept;
 
-    /// uiBitCount (m_uiCachedBits … 63) bits that reach into the next refill, at the top of a word.
-    /// Takes none when they reach to the end of the payload or past it.
+    /// For the module's own readers: uiBitCount (m_uiCachedBits … 63) bits that reach into the next refill, at the top
+    /// of a word. Takes none when they reach to the end of the payload or past it.
     TakenBits takeBitsAcrossRefill(unsigned uiBitCount) noexcept;
 
 private:
     void refill() noexcept
     {
         const std::uint64_t ulLeft = static_cast<std::uint64_t>(m_pBufEnd - m_pCurPos);
-        if (ulLeft >= 8) { // by itself: with a constant count no mask is built
+        if (ulLeft >= 8) { // the usual case apart: its shifts are constants
             m_ulCache = TReader::loadWord(m_pCurPos, 8);
             m_pCurPos += 8;
             m_uiCachedBits = 64;
@@ -181,8 +181,8 @@ private:
 
 /// The decoder's own reader. Its refill puts the first four of eight bytes into the lower half of the
 /// cache word and passes over the other four, so a payload longer than one cache word is delivered
-/// with gaps; and readBits of exactly the last bits does not consume them. Both belong to its defined
-/// output. For streams as encoders write them use CRbspReader.
+/// with gaps; and readBits of exactly the last bits does not consume them. Decoders
+/// rely on both. For streams as encoders write them use CRbspReader.
 class CBitStreamReader : public CBitReaderBase<CBitStreamReader>
 {
 public:

@@ -1,11 +1,11 @@
 #pragma once
 
-#include "tq_util.h"
-#include "tqlog.h"
-
 #include <cstdint>
 #include <cstring>
 #include <limits>
+
+#include "tq_util.h"
+#include "tqlog.h"
 
 namespace h265_codec {
 

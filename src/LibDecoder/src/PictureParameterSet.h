@@ -1,11 +1,11 @@
 #pragma once
 
-#include "ScalingList.h"
-#include "tq_util.h"
-
 #include <cstddef>
 #include <cstdint>
 #include <type_traits>
+
+#include "ScalingList.h"
+#include "tq_util.h"
 
 namespace h265_codec {
 

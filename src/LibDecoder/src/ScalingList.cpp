@@ -1,5 +1,8 @@
 #include "ScalingList.h"
 
+#include <cstdint>
+#include <cstring>
+
 #include "SyntaxRead.h"
 
 namespace h265_codec {
@@ -43,15 +46,15 @@ template <class TReader>
         return pPlace;
     const std::int16_t* const pLast = pEnd - 1;
     unsigned uiUsed = 0;
-    while (pPlace < pLast && uiUsed <= 64 - SHORT_CODES_BITS) {
-        const ShortCodes codes = SHORT_CODE_RUNS.aCodes[ulBits >> (64 - SHORT_CODES_BITS)];
-        unsigned uiLength = codes.ucLength;
-        if (uiLength <= SHORT_CODES_BITS) [[likely]] {
+    while (pPlace < pLast && uiUsed <= 64 - SHORT_CODE_PAIR_BITS) {
+        const ShortCodePair pair = SHORT_CODE_PAIRS.aPair[ulBits >> (64 - SHORT_CODE_PAIR_BITS)];
+        unsigned uiLength = pair.ucLength;
+        if (uiLength <= SHORT_CODE_PAIR_BITS) [[likely]] {
             // Both places are written; the second is written again when there was one code only.
-            coded.aucCoef[pPlace[0]] = static_cast<unsigned char>(nextCoef + static_cast<unsigned>(codes.scFirst));
-            nextCoef += static_cast<unsigned>(codes.scSum);
+            coded.aucCoef[pPlace[0]] = static_cast<unsigned char>(nextCoef + static_cast<unsigned>(pair.scFirst));
+            nextCoef += static_cast<unsigned>(pair.scSum);
             coded.aucCoef[pPlace[1]] = static_cast<unsigned char>(nextCoef);
-            pPlace += codes.ucCount;
+            pPlace += pair.ucCount;
         } else {
             uiLength = lengthOfCode(ulBits);
             if (uiUsed + uiLength > 63)
@@ -74,7 +77,7 @@ int readCoefficients(CodedMatrix& coded, const std::int16_t* pScan, unsigned coe
     CBitWindow<TReader> bits(pBS);
     int iResult = 0;
     const std::int16_t* const pEnd = pScan + coefNum;
-    const std::int16_t* pPlace = pScan; // of the next coefficient; its index takes clang one register too many
+    const std::int16_t* pPlace = pScan; // of the next coefficient
     while (pPlace != pEnd) {
         const std::int16_t* const pBefore = pPlace;
         pPlace = readPeekedCoefficients(coded, pPlace, pEnd, nextCoef, bits);

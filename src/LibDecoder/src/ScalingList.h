@@ -1,9 +1,9 @@
 #pragma once
 
-#include "ScalingListTables.h"
-
 #include <cstddef>
 #include <type_traits>
+
+#include "ScalingListTables.h"
 
 namespace h265_codec {
 

@@ -1,8 +1,8 @@
 #include "ScalingListTables.h"
 
-#include "ScanTables.h"
-
 #include <cstddef>
+
+#include "ScanTables.h"
 
 namespace h265_codec {
 
@@ -40,7 +40,7 @@ struct Raster8x8
     unsigned char aCoef[64];
 };
 
-consteval Raster8x8 placeByScan(const unsigned char (&aCoded)[64])
+consteval Raster8x8 placeByScan(const unsigned char (&aCoded)[64]) noexcept
 {
     Raster8x8 matrix{};
     for (unsigned i = 0; i < 64; ++i)
@@ -53,7 +53,7 @@ constexpr Raster8x8 INTER_RASTER = placeByScan(INTER_8X8);
 
 // 7.4.5: coefficient i of the matrix in which every 8x8 coefficient is repeated RATIO times both ways.
 template <unsigned RATIO>
-consteval unsigned char upSampled(const Raster8x8& matrix, unsigned i)
+consteval unsigned char upSampled(const Raster8x8& matrix, unsigned i) noexcept
 {
     const unsigned y = i / (SIDE_8X8 * RATIO) / RATIO;
     const unsigned x = i % (SIDE_8X8 * RATIO) / RATIO;

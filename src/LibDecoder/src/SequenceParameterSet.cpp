@@ -1,9 +1,9 @@
 #include "SequenceParameterSet.h"
 
+#include <bit>
+
 #include "ModuleServices.h"
 #include "SyntaxRead.h"
-
-#include <bit>
 
 namespace h265_codec {
 

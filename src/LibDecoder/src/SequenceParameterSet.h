@@ -1,13 +1,13 @@
 #pragma once
 
+#include <cstddef>
+#include <cstdint>
+#include <type_traits>
+
 #include "ProfileTierLevel.h"
 #include "ScalingList.h"
 #include "ShortTermRefPicSet.h"
 #include "tq_util.h"
-
-#include <cstddef>
-#include <cstdint>
-#include <type_traits>
 
 namespace h265_codec {
 

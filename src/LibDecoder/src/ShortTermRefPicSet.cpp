@@ -1,5 +1,7 @@
 #include "ShortTermRefPicSet.h"
 
+#include <cstring>
+
 #include "SequenceParameterSet.h"
 #include "SyntaxRead.h"
 
@@ -9,15 +11,6 @@ using namespace syntax;
 
 namespace {
 
-// In halves, for which g++ makes stores and not a rep stos: 16 instructions of a set, and its start-up.
-void clear(ShortTermRefPicSet* strps) noexcept
-{
-    constexpr std::size_t HALF = offsetof(ShortTermRefPicSet, UsedByCurrPic);
-    unsigned char* const pBytes = reinterpret_cast<unsigned char*>(strps);
-    std::memset(pBytes, 0, HALF);
-    std::memset(pBytes + HALF, 0, sizeof(*strps) - HALF);
-}
-
 // 7.4.8: sums of POC deltas wrap in 32 bits.
 constexpr int addWrapping(int iLeft, int iRight) noexcept
 {
@@ -25,8 +18,7 @@ constexpr int addWrapping(int iLeft, int iRight) noexcept
 }
 
 // The reference set as it stands before the derivation, which may write over it, and the flags that
-// inter prediction codes for its entries: all 256 that a count can name. Where none was coded, the
-// flags of the entries that a set keeps are 0; the others are not looked at.
+// inter prediction codes for its entries: all 256 that a count can name, 0 where none was coded.
 struct InterPrediction
 {
     unsigned NumNegativePics;
@@ -139,9 +131,7 @@ int readPredicted(SPS* sps, ShortTermRefPicSet* strps, int stRpsIdx, CBitWindow<
 
     // delta_idx can wrap to 0: the set being read is then its own, empty, reference.
     const ShortTermRefPicSet& ref = RefRpsIdx == stRpsIdx ? *strps : sps->pShortTermRefPicSet[RefRpsIdx];
-    InterPrediction reference; // not cleared as a whole: with g++ that takes 77 instructions
-    std::memset(reference.used_by_curr_pic_flag, 0, MAX_REF_PICS);
-    std::memset(reference.use_delta_flag, 0, MAX_REF_PICS);
+    InterPrediction reference = {};
     reference.NumNegativePics = ref.NumNegativePics;
     reference.NumDeltaPocs = ref.NumDeltaPocs;
     std::memcpy(reference.DeltaPoc, ref.DeltaPoc, sizeof(reference.DeltaPoc));
@@ -209,7 +199,7 @@ int readExplicit(ShortTermRefPicSet* strps, CBitWindow<TReader>& bits) noexcept
 template <class TReader>
 int readShortTermRefPicSet(SPS* sps, ShortTermRefPicSet* strps, int stRpsIdx, TReader* pBS) noexcept
 {
-    clear(strps);
+    std::memset(strps, 0, sizeof(*strps));
     CBitWindow<TReader> bits(pBS);
     if (stRpsIdx != 0) {
         const int iResult = read(bits, flag(strps->inter_ref_pic_set_prediction_flag));

@@ -1,7 +1,5 @@
 #pragma once
 
-#include "BitStreamReader.h"
-
 #include <bit>
 #include <cstddef>
 #include <cstdint>
@@ -9,6 +7,9 @@
 #include <tuple>
 #include <type_traits>
 #include <utility>
+
+#include "BitStreamReader.h"
+#include "BitWindow.h"
 
 // The reading idiom: read(pBS, u(4, a), flag(b), ue(c)) reads a run of elements in the order of their
 // syntax table and stops at the first failure with its result. Not installed.
@@ -19,8 +20,6 @@
 // element at a time, and these alone decide about refills and failures.
 
 namespace h265_codec::syntax {
-
-#define H265_ALWAYS_INLINE [[gnu::always_inline]] inline
 
 /// u(n): the field is written even when the read fails, with what was left of the payload.
 template <class T>
@@ -202,211 +201,7 @@ constexpr Ue<TCode, T, TBase> uePlus(T& field, const TBase& base) noexcept
     return {field, base};
 }
 
-/// The short Exp-Golomb codes by their first eight bits: 256 entries that decode every code of up to
-/// 7 bits at once; longer ones have the length 255, which no count exceeds.
-struct alignas(4) ShortCode
-{
-    unsigned char ucLength;
-    unsigned char ucValue; // as ue(v)
-    signed char scSigned;  // as se(v)
-};
-struct ShortCodeTable
-{
-    ShortCode aCode[256];
-};
-
-consteval ShortCodeTable makeShortCodeTable()
-{
-    ShortCodeTable table{};
-    for (unsigned uiBits = 0; uiBits < 256; ++uiBits) {
-        const unsigned uiLength = 2 * static_cast<unsigned>(std::countl_zero(static_cast<unsigned char>(uiBits))) + 1;
-        const unsigned uiValue = uiLength <= 8 ? (uiBits >> (8 - uiLength)) - 1 : 0;
-        table.aCode[uiBits] = {static_cast<unsigned char>(uiLength <= 8 ? uiLength : 255),
-                               static_cast<unsigned char>(uiValue),
-                               static_cast<signed char>(signedOfCode(uiValue))};
-    }
-    return table;
-}
-
-inline constexpr ShortCodeTable SHORT_CODES = makeShortCodeTable();
-
-/// What the first ten bits of a word hold of se(v) codes: one or two of them. uiLength is 255 where
-/// not even one ends there. Buys half of the instructions of a coefficient list.
-struct alignas(4) ShortCodes
-{
-    unsigned char ucLength; // of all
-    unsigned char ucCount;  // 1 or 2
-    signed char scFirst;
-    signed char scSum; // of all
-};
-
-inline constexpr unsigned SHORT_CODES_BITS = 10;
-
-struct ShortCodesTable
-{
-    ShortCodes aCodes[1U << SHORT_CODES_BITS];
-};
-
-consteval ShortCodesTable makeShortCodesTable()
-{
-    ShortCodesTable table{};
-    for (unsigned uiBits = 0; uiBits < 1U << SHORT_CODES_BITS; ++uiBits) {
-        const unsigned uiFirst = lengthOfCode(std::uint64_t{uiBits} << (64 - SHORT_CODES_BITS));
-        ShortCodes& codes = table.aCodes[uiBits];
-        codes = {255, 1, 0, 0};
-        if (uiFirst > SHORT_CODES_BITS)
-            continue;
-        const std::uint64_t ulRest = std::uint64_t{uiBits} << (64 - SHORT_CODES_BITS) << uiFirst;
-        const int iFirst = signedOfCode((uiBits >> (SHORT_CODES_BITS - uiFirst)) - 1);
-        codes = {
-            static_cast<unsigned char>(uiFirst), 1, static_cast<signed char>(iFirst), static_cast<signed char>(iFirst)};
-        const unsigned uiBoth = uiFirst + lengthOfCode(ulRest);
-        if (uiBoth > SHORT_CODES_BITS)
-            continue;
-        const int iSecond = signedOfCode(valueOfCode(ulRest, uiBoth - uiFirst));
-        codes = {static_cast<unsigned char>(uiBoth),
-                 2,
-                 static_cast<signed char>(iFirst),
-                 static_cast<signed char>(iFirst + iSecond)};
-    }
-    return table;
-}
-
-inline constexpr ShortCodesTable SHORT_CODE_RUNS = makeShortCodesTable();
-
-/// The reader's cache word and count, in registers: a reader function opens a window over its reader,
-/// reads its runs through it, and must close it (end its scope) before it hands the reader on.
-///
-/// A count of 0 says that nothing was taken since the window last looked at the reader: it is at its
-/// end, or its top bit mask is not bit 63 and only its own operations know what to do.
-template <class TReader>
-class CBitWindow
-{
-public:
-    H265_ALWAYS_INLINE explicit CBitWindow(TReader* pBS) noexcept : m_pBS(pBS)
-    {
-        load();
-#ifdef __clang__
-        // Keeps clang from a second copy of the first run's way to the reader's own operations, for which
-        // it computes every field's address beforehand: 371 instructions for a PPS become 342.
-        __asm__("" : "+r"(m_uiCachedBits));
-#endif
-    }
-    H265_ALWAYS_INLINE ~CBitWindow()
-    {
-        giveBack();
-    }
-    CBitWindow(const CBitWindow&) = delete;
-    CBitWindow& operator=(const CBitWindow&) = delete;
-
-    /// Takes uiWidth (1 … 63) bits to the top of ulBits; false, with nothing taken, when that is left to
-    /// the reader's own operations.
-    H265_ALWAYS_INLINE bool take(unsigned uiWidth, std::uint64_t& ulBits) noexcept
-    {
-        if (uiWidth < m_uiCachedBits) [[likely]] {
-            ulBits = m_ulCache;
-            drop(uiWidth);
-            return true;
-        }
-        giveBack();
-        const TakenBits taken = m_pBS->takeBitsAcrossRefill(uiWidth);
-        load();
-        ulBits = taken.ulBits;
-        return taken.bTaken;
-    }
-
-    /// ue(v): a code that lies inside the counted bits is looked up, or found by its leading zeros; any
-    /// other is read by the reader.
-    H265_ALWAYS_INLINE UeCode takeUe() noexcept
-    {
-        const ShortCode code = SHORT_CODES.aCode[m_ulCache >> 56];
-        if (code.ucLength < m_uiCachedBits) [[likely]] {
-            drop(code.ucLength);
-            return {code.ucValue, 0};
-        }
-        return takeLongUe();
-    }
-
-    /// se(v) likewise; value is 0 on failure.
-    H265_ALWAYS_INLINE int takeSe(int& value) noexcept
-    {
-        const ShortCode code = SHORT_CODES.aCode[m_ulCache >> 56];
-        if (code.ucLength < m_uiCachedBits) [[likely]] {
-            drop(code.ucLength);
-            value = code.scSigned; // looked up: 8 instructions less than signedOfCode
-            return 0;
-        }
-        const UeCode longCode = takeLongUe();
-        value = longCode.iResult == 0 ? signedOfCode(longCode.uiValue) : 0;
-        return longCode.iResult;
-    }
-
-    /// The next 64 bits, across the coming refill, without taking them; false where fewer than 64
-    /// follow or that is left to the reader's own operations.
-    H265_ALWAYS_INLINE bool peek(std::uint64_t& ulBits) const noexcept
-    {
-        if (m_uiCachedBits == 0 || m_uiCachedBits == 64 || m_pBS->m_pBufEnd - m_pBS->m_pCurPos < 8 ||
-            m_ulCache << m_uiCachedBits != 0)
-            return false;
-        ulBits = m_ulCache | TReader::loadWord(m_pBS->m_pCurPos, 8) >> m_uiCachedBits;
-        return true;
-    }
-
-    /// Takes uiWidth (0 … 64) of the bits that peek showed.
-    H265_ALWAYS_INLINE void dropPeeked(unsigned uiWidth) noexcept
-    {
-        if (uiWidth < m_uiCachedBits) {
-            drop(uiWidth);
-            return;
-        }
-        const unsigned uiNeed = uiWidth - m_uiCachedBits;
-        m_ulCache = TReader::loadWord(m_pBS->m_pCurPos, 8) << uiNeed;
-        m_uiCachedBits = 64 - uiNeed;
-        m_pBS->m_pCurPos += 8;
-    }
-
-    /// Lets an element read itself with the reader's own operations.
-    template <class TElement>
-    H265_ALWAYS_INLINE int step(const TElement& element) noexcept
-    {
-        giveBack();
-        const int iResult = element.readStep(m_pBS);
-        load();
-        return iResult;
-    }
-
-private:
-    H265_ALWAYS_INLINE UeCode takeLongUe() noexcept
-    {
-        giveBack();
-        const UeCode code = m_pBS->readUeCode();
-        load();
-        return code;
-    }
-
-    H265_ALWAYS_INLINE void drop(unsigned uiWidth) noexcept
-    {
-        m_ulCache <<= uiWidth;
-        m_uiCachedBits -= uiWidth;
-    }
-    H265_ALWAYS_INLINE void load() noexcept
-    {
-        m_ulCache = m_pBS->m_ulCache;
-        m_uiCachedBits = m_pBS->m_ulTopBitMask == TReader::TOP_BIT ? m_pBS->m_uiCachedBits : 0;
-    }
-    H265_ALWAYS_INLINE void giveBack() noexcept
-    {
-        if (m_uiCachedBits == 0)
-            return;
-        m_pBS->m_ulCache = m_ulCache;
-        m_pBS->m_uiCachedBits = m_uiCachedBits;
-    }
-
-    TReader* m_pBS;
-    std::uint64_t m_ulCache;
-    unsigned m_uiCachedBits;
-};
-
+// Neighbours of fixed width: taken at once where they lie inside the counted bits or across one refill.
 template <class TReader, class... TElements>
 H265_ALWAYS_INLINE int readFixedWidth(CBitWindow<TReader>& window, const TElements&... elements) noexcept
 {
@@ -424,6 +219,7 @@ H265_ALWAYS_INLINE int readFixedWidth(CBitWindow<TReader>& window, const TElemen
     return 0;
 }
 
+// The neighbours I, I + 1, … of a run.
 template <std::size_t I, std::size_t... K, class TReader, class TTuple>
 H265_ALWAYS_INLINE int readNeighbours(CBitWindow<TReader>& window, const TTuple& elements,
                                       std::index_sequence<K...>) noexcept
@@ -451,7 +247,7 @@ H265_ALWAYS_INLINE int readCode(CBitWindow<TReader>& window, const Se<T>& elemen
 
 // One past the last of the neighbours of fixed width that begin at element I.
 template <std::size_t I, class TTuple>
-consteval std::size_t endOfFixedWidth()
+consteval std::size_t endOfFixedWidth() noexcept
 {
     if constexpr (I < std::tuple_size_v<TTuple>) {
         if constexpr (std::tuple_element_t<I, TTuple>::FIXED_WIDTH)
@@ -489,7 +285,7 @@ H265_ALWAYS_INLINE int read(TReader* pBS, const TElements&... elements) noexcept
     return read(bits, elements...);
 }
 
-/// Entry i of a record's array, or uiDropped where the array has none: the element is read either way.
+/// Entry i of a record's array, or dropped where the array has none: the element is read either way.
 template <class T, std::size_t N>
 constexpr T& entryOr(T (&aEntries)[N], unsigned i, T& dropped) noexcept
 {

@@ -1,11 +1,11 @@
 #include "TileGrid.h"
 
-#include "ModuleServices.h"
-#include "SyntaxRead.h"
-
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+
+#include "ModuleServices.h"
+#include "SyntaxRead.h"
 
 namespace h265_codec {
 

@@ -1,9 +1,9 @@
 #pragma once
 
-#include "ProfileTierLevel.h"
-
 #include <cstddef>
 #include <type_traits>
+
+#include "ProfileTierLevel.h"
 
 namespace h265_codec {
 
