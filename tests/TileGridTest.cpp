@@ -678,6 +678,31 @@ TEST(ReadTileGridAgain, KeepsInsideOldTablesBesideANewLargerOne)
     EXPECT_TRUE(std::equal(tileIds.begin(), tileIds.begin() + ROOM, expected.TileId.begin()));
 }
 
+// The host takes two tables of a small picture away; the next picture is larger.
+TEST(ReadTileGridAgain, KeepsInsideTheOneTableThatStayed)
+{
+    unsigned* PPS::*const apTables[] = {&PPS::CtbAddrTsToRs, &PPS::CtbAddrRsToTs, &PPS::TileId};
+    for (std::size_t uiKept = 0; uiKept < 3; ++uiKept) {
+        SCOPED_TRACE(uiKept);
+        CGrid grid(4, 3, 2, 1);
+        ASSERT_EQ(grid.read<CRbspReader>(), 0);
+        for (std::size_t i = 0; i < 3; ++i) {
+            if (i == uiKept)
+                continue;
+            grid.m_pool.release(grid.m_pps.*apTables[i], "test", 1);
+            grid.m_pps.*apTables[i] = nullptr;
+        }
+        grid.setPicture(8, 6);
+        grid.setTiles(2, 1, true);
+        ASSERT_EQ(grid.read<CRbspReader>(), 0);
+        const Tables expected = tablesOf(grid.columns(), grid.rows());
+        const Sizes aExpected[] = {expected.CtbAddrTsToRs, expected.CtbAddrRsToTs, expected.TileId};
+        const Sizes kept = grid.table(grid.m_pps.*apTables[uiKept]);
+        EXPECT_EQ(kept.size(), 13U);
+        EXPECT_TRUE(std::equal(kept.begin(), kept.end(), aExpected[uiKept].begin()));
+    }
+}
+
 TEST(ReadLongTileGrid, FollowsTheRefillsOfTheDecodersReader)
 {
     CNumbers numbers(23);
