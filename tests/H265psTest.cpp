@@ -1,5 +1,3 @@
-#include "H265psProgram.h"
-
 #include <algorithm>
 #include <filesystem>
 #include <fstream>
@@ -8,9 +6,12 @@
 #include <string>
 #include <vector>
 
+#include <unistd.h>
+
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
-#include <unistd.h>
+
+#include "H265psProgram.h"
 
 // The program as a person uses it: as a child process.
 
@@ -117,6 +118,12 @@ TEST_F(H265ps, WrongUsageIsOneLineOnStandardErrorAndEndsWith2)
         {"--reader", "fast", "hm_ldb.hevc"},
         {"--log-level", "4", "hm_ldb.hevc"},
         {"hm_ldb.hevc", "--id"},
+        {"hm_ldb.hevc", "--id", "1", "--id", "2"},
+        {"--json=3", "hm_ldb.hevc"},
+        {"--json=false", "hm_ldb.hevc"},
+        {"--all=true", "hm_ldb.hevc"},
+        {"--reader", "rbsp", "--reader", "rbsp", "hm_ldb.hevc"},
+        {"--log-level", "1", "--log-level", "2", "hm_ldb.hevc"},
     };
     for (const std::vector<std::string>& arguments : aCases) {
         SCOPED_TRACE(testing::PrintToString(arguments));
@@ -127,11 +134,23 @@ TEST_F(H265ps, WrongUsageIsOneLineOnStandardErrorAndEndsWith2)
     }
 }
 
+TEST_F(H265ps, AnOptionGivenTwiceIsNamed)
+{
+    EXPECT_EQ(h265ps({"--id", "1", "--id", "2", "hm_ldb.hevc"}).error,
+              "h265ps: error: --id: may be given once only (--help shows the usage)\n");
+    EXPECT_EQ(h265ps({"--json=3", "hm_ldb.hevc"}).error,
+              "h265ps: error: --json: takes no value (--help shows the usage)\n");
+}
+
 // -- errors of files
 
 TEST_F(H265ps, AFileThatIsNoStreamIsOneErrorLineThatSaysWhatItLooksLike)
 {
     const std::string packet = "\x47\x40\0\x10"s + std::string(184, '\xff');
+    const std::string checked = packet + std::string(16, '\xee');
+    std::string longH264;
+    for (unsigned i = 0; i < 2000; ++i)
+        longH264 += "\0\0\1\x41\x9a"s + std::to_string(i);
     const std::string h264 = "\0\0\0\1\x67\x64\0\x1f"s + std::string(20, 'x') + "\0\0\0\1\x68\xee\x3c\x80"s;
     const struct
     {
@@ -145,6 +164,22 @@ TEST_F(H265ps, AFileThatIsNoStreamIsOneErrorLineThatSaysWhatItLooksLike)
         {"ts", packet + packet + packet, "at byte 0: .*MPEG-TS"},
         {"h264", h264, "at byte 0: .*raw H\\.264"},
         {"h264 with unit delimiter", "\0\0\0\1\x09\xf0"s + h264, "at byte 0: .*raw H\\.264"},
+        {"h264 without parameter sets",
+         "\0\0\0\1\x09\x30\0\0\1\x06\x01\x04\0\0\1\x41\x9a\x24\0\0\1\x01\x9e\x45\0\0\1\x65\x88\x84"s,
+         "at byte 0: .*raw H\\.264"},
+        {"h264 slices alone", "\0\0\1\x61\xe0\1\0\0\1\x61\xe1\1"s, "at byte 0: .*raw H\\.264"},
+        {"long h264", longH264, "at byte 0: .*raw H\\.264"},
+        {"one ts packet", packet, "at byte 0: .*MPEG-TS"},
+        {"ts with check bytes", checked + checked, "at byte 0: .*MPEG-TS"},
+        {"one ts packet with check bytes", checked, "at byte 0: .*MPEG-TS"},
+        {"mp4 index", "\0\0\0\x18"s + "sidx" + std::string(40, '\0'), "at byte 0: .*MP4"},
+        {"lengths", "\0\0\0\3\x46\1\x50\0\0\0\4\x40\1\x0c\1"s, "at byte 0: .*lengths"},
+        {"utf-8", "Gr\xc3\xbc\xc3\x9f dich"s, "at byte 11: .*text file"},
+        {"latin-1",
+         "Sch\xf6ne Gr\xfc\xdf"
+         "e aus dem Norden"s,
+         "at byte 27: .*text file"},
+        {"high bytes", std::string(16, 'x') + std::string(84, '\xe9'), "at byte 100: .*no start code .00 00 01."},
         {"avi", "RIFF\1\1\1\1AVI LIST"s, "at byte 0: .*AVI"},
         {"text", "This is a text.\n", "at byte 16: .*text file"},
         {"noise", std::string(100, '\x80'), "at byte 100: .*no start code"},
@@ -163,6 +198,17 @@ TEST_F(H265ps, AFileThatIsNoStreamIsOneErrorLineThatSaysWhatItLooksLike)
             EXPECT_EQ(countOf(result.error, "\n"), 1U);
         }
     }
+}
+
+TEST_F(H265ps, AStreamThatBeginsLikeH264IsH265WhenASetOfLayer0Follows)
+{
+    // Of layer 32, and what H.264 begins its slices with.
+    std::vector<std::string> units = {"\x41\x02\x24", "\x01\x02\x45" + std::string(5000, 'x')};
+    for (const std::string& set : parameterSetsOf("hm_ldb"))
+        units.push_back(set);
+    const ChildResult result = h265ps({"--json", make("late", streamOf(units))});
+    EXPECT_EQ(result.iExitCode, 0) << result.error;
+    EXPECT_EQ(Json::parse(result.output)["parameter_sets"].size(), 4U);
 }
 
 TEST_F(H265ps, AFileThatCannotBeOpenedIsAnError)
@@ -328,6 +374,7 @@ TEST_F(H265ps, FiltersShowTheWantedSetsOnly)
     EXPECT_EQ(shown({}), "VSPP");
     EXPECT_EQ(shown({"--type", "pps"}), "PP");
     EXPECT_EQ(shown({"--type", "pps,vps"}), "VPP");
+    EXPECT_EQ(shown({"--type", "vps", "--type=pps"}), "VPP");
     EXPECT_EQ(shown({"--id", "15"}), "VS");
     EXPECT_EQ(shown({"--id", "63", "--type", "sps"}), "");
     // The summary line stays: everything is read all the same.

@@ -7,6 +7,7 @@
 #include "TextOutput.h"
 
 #include <cstdio>
+#include <utility>
 
 #include <fmt/format.h>
 
@@ -18,6 +19,9 @@ namespace h265ps {
 using namespace h265_stream;
 
 namespace {
+
+// So many slices of H.264 in the guise of parameter sets, and none of layer 0 among them, leave no doubt.
+constexpr std::size_t ENOUGH_HELD = 1000;
 
 // The size of a regular file; none for a pipe, and for files that are made up as they are read.
 std::optional<std::uint64_t> sizeOf(const std::string& file)
@@ -54,6 +58,7 @@ CFileRun::CFileRun(const Options& options, COutputStream& output, CReport& repor
 EExitCode CFileRun::run(const std::string& file)
 {
     m_file = file;
+    m_held.clear();
     m_bBegun = false;
     try {
         const std::unique_ptr<CByteSource> pSource = openByteSource(file);
@@ -63,7 +68,10 @@ EExitCode CFileRun::run(const std::string& file)
         if (const auto format = foreignFormat(head))
             return fail(0, fmt::format("not an Annex B byte stream: it looks like {}", *format));
         const bool bText = looksLikeText(head);
+        m_bHolding = resemblesH264(head);
         const StreamSummary summary = readStream(*pSource);
+        if (m_bHolding)
+            return fail(0, "not an Annex B byte stream of H.265: it looks like a raw H.264 stream");
         if (summary.ulParameterSets == 0)
             return fail(summary.ulBytes, emptyReason(summary, bText));
         return summary.ulNotRead + summary.ulNotSupported != 0 ? EXIT_SET_FAILED : EXIT_ALL_READ;
@@ -88,6 +96,18 @@ StreamSummary CFileRun::readStream(CByteSource& source)
 }
 
 bool CFileRun::take(const ParameterSetEvent& event)
+{
+    if (m_bHolding && event.bPassedOver) {
+        m_held.push_back(event);
+        return m_held.size() < ENOUGH_HELD;
+    }
+    m_bHolding = false;
+    for (const ParameterSetEvent& held : std::exchange(m_held, {}))
+        show(held);
+    return show(event);
+}
+
+bool CFileRun::show(const ParameterSetEvent& event)
 {
     if (!m_bBegun)
         m_report.begin(m_file, sizeOf(m_file));

@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace h265ps {
 
@@ -22,6 +23,7 @@ public:
 private:
     h265_stream::StreamSummary readStream(h265_stream::CByteSource& source);
     bool take(const h265_stream::ParameterSetEvent& event);
+    bool show(const h265_stream::ParameterSetEvent& event);
     EExitCode fail(std::uint64_t ulOffset, std::string_view reason);
 
     const Options& m_options;
@@ -30,6 +32,10 @@ private:
     h265_stream::CParameterSetStream m_stream;
     std::string m_file;
     bool m_bBegun = false; // the report has the stream
+
+    // What begins like H.264 is held back until a parameter set of layer 0 proves it to be H.265.
+    bool m_bHolding = false;
+    std::vector<h265_stream::ParameterSetEvent> m_held; // passed over: they point at nothing
 };
 
 /// Writes "h265ps: error: " and the message to standard error, on one line.

@@ -14,14 +14,17 @@ bool hasAt(Bytes head, std::size_t uiOffset, std::string_view mark)
     return head.size() >= uiOffset + mark.size() && std::memcmp(head.data() + uiOffset, mark.data(), mark.size()) == 0;
 }
 
-// A file of boxes: a size, then one of the types that such files begin with.
+// A file of boxes: a size, then one of the types that such files begin with. A small number in front of
+// one that is a word of English, so that no text is taken for it.
 bool isMp4(Bytes head)
 {
-    const std::string_view aTypes[] = {"ftyp", "styp", "moov", "moof", "mdat", "free", "skip", "wide"};
-    return std::any_of(std::begin(aTypes), std::end(aTypes), [&](auto type) { return hasAt(head, 4, type); });
+    const std::string_view aTypes[] = {
+        "ftyp", "styp", "prft", "moov", "moof", "mdat", "sidx", "emsg", "uuid", "pnot", "free", "skip", "wide"};
+    return head.size() >= 8 && head[0] < ' ' &&
+           std::any_of(std::begin(aTypes), std::end(aTypes), [&](auto type) { return hasAt(head, 4, type); });
 }
 
-// Sync bytes at the packet size, in every packet that the head has, two at least.
+// Sync bytes at the packet size, in every packet that the head has.
 bool hasSyncBytes(Bytes head, std::size_t uiFirst, std::size_t uiPacketSize)
 {
     std::size_t uiPackets = 0;
@@ -29,7 +32,60 @@ bool hasSyncBytes(Bytes head, std::size_t uiFirst, std::size_t uiPacketSize)
         if (head[i] != 0x47)
             return false;
     }
-    return uiPackets >= 2;
+    return uiPackets >= 2 || (uiPackets == 1 && head.size() == uiPacketSize);
+}
+
+// Packets as they are, behind a time stamp, or in front of check bytes.
+bool isTransportStream(Bytes head)
+{
+    return hasSyncBytes(head, 0, 188) || hasSyncBytes(head, 4, 192) || hasSyncBytes(head, 0, 204);
+}
+
+// NAL units of H.265 behind their lengths, as files with boxes keep them, instead of start codes: each
+// length leads to the next, and a parameter set or access unit delimiter of layer 0 is at the front.
+bool isLengthPrefixed(Bytes head)
+{
+    constexpr std::size_t LENGTH_BYTES = 4;
+    std::size_t uiUnits = 0;
+    for (std::size_t i = 0; i + LENGTH_BYTES + 2 <= head.size(); ++uiUnits) {
+        const std::size_t uiSize = static_cast<std::size_t>(head[i]) << 24 |
+                                   static_cast<std::size_t>(head[i + 1]) << 16 |
+                                   static_cast<std::size_t>(head[i + 2]) << 8 | head[i + 3];
+        const unsigned nal_unit_type = head[i + LENGTH_BYTES] >> 1;
+        const bool bLayer0 = (head[i + LENGTH_BYTES] & 1) == 0 && head[i + LENGTH_BYTES + 1] == 1;
+        if (uiSize < 3 || !bLayer0 || nal_unit_type > 40 ||
+            (uiUnits == 0 && (nal_unit_type < 32 || nal_unit_type > 35)))
+            return false;
+        i += LENGTH_BYTES + uiSize;
+    }
+    return uiUnits >= 2;
+}
+
+// The bytes of a UTF-8 sequence that begins with the byte; 0 when none does.
+std::size_t utf8Length(unsigned char ucByte)
+{
+    if (ucByte < 0x80)
+        return 1;
+    if (ucByte >= 0xc2 && ucByte < 0xe0)
+        return 2;
+    if (ucByte >= 0xe0 && ucByte < 0xf0)
+        return 3;
+    return ucByte >= 0xf0 && ucByte < 0xf5 ? 4 : 0;
+}
+
+// Whether the bytes are UTF-8; a sequence that the end cuts is.
+bool isUtf8(Bytes head)
+{
+    for (std::size_t i = 0; i < head.size();) {
+        const std::size_t uiLength = utf8Length(head[i]);
+        if (uiLength == 0)
+            return false;
+        const Bytes rest = head.subspan(i + 1, std::min(uiLength, head.size() - i) - 1);
+        if (std::any_of(rest.begin(), rest.end(), [](unsigned char c) { return (c & 0xc0) != 0x80; }))
+            return false;
+        i += uiLength;
+    }
+    return true;
 }
 
 // The NAL units that start codes announce: H.264 has a sequence parameter set of a known profile and
@@ -51,6 +107,14 @@ bool isRawH264(Bytes head)
     return false;
 }
 
+// First bytes of NAL units that streams of H.264 have plenty of: slices, delimiters, SEI, parameter sets.
+bool isUnitOfH264(unsigned char ucFirst)
+{
+    constexpr unsigned char aFirst[] = {
+        0x01, 0x06, 0x09, 0x0c, 0x21, 0x25, 0x27, 0x28, 0x41, 0x45, 0x47, 0x48, 0x61, 0x65, 0x67, 0x68};
+    return std::find(std::begin(aFirst), std::end(aFirst), ucFirst) != std::end(aFirst);
+}
+
 } // namespace
 
 std::optional<std::string_view> foreignFormat(Bytes head)
@@ -60,7 +124,7 @@ std::optional<std::string_view> foreignFormat(Bytes head)
         return "an MP4 or QuickTime file";
     if (hasAt(head, 0, "\x1a\x45\xdf\xa3"sv))
         return "a Matroska or WebM file";
-    if (hasSyncBytes(head, 0, 188) || hasSyncBytes(head, 4, 192))
+    if (isTransportStream(head))
         return "an MPEG transport stream (MPEG-TS)";
     if (hasAt(head, 0, "\0\0\1\xba"sv))
         return "an MPEG program stream";
@@ -72,16 +136,33 @@ std::optional<std::string_view> foreignFormat(Bytes head)
         return "an Ogg file";
     if (hasAt(head, 0, "DKIF"sv))
         return "an IVF file";
+    if (isLengthPrefixed(head))
+        return "NAL units behind their lengths, as in an MP4 file, without start codes";
     if (isRawH264(head))
         return "a raw H.264 stream";
     return std::nullopt;
 }
 
+bool resemblesH264(Bytes head)
+{
+    bool bOdd = false; // of H.265 it would be of layer 32 or above
+    for (std::size_t i = 0; i + 4 <= head.size(); ++i) {
+        if (head[i] != 0 || head[i + 1] != 0 || head[i + 2] != 1)
+            continue;
+        if (!isUnitOfH264(head[i + 3]))
+            return false;
+        bOdd = bOdd || head[i + 3] % 2 != 0;
+    }
+    return bOdd;
+}
+
 bool looksLikeText(Bytes head)
 {
-    return !head.empty() && std::all_of(head.begin(), head.end(), [](unsigned char ucByte) {
-        return ucByte >= 0x20 || ucByte == '\n' || ucByte == '\r' || ucByte == '\t';
-    });
+    const auto isControl = [](unsigned char c) { return (c < ' ' && (c < '\t' || c > '\r')) || c == 0x7f; };
+    if (head.empty() || std::any_of(head.begin(), head.end(), isControl))
+        return false;
+    const auto iAscii = std::count_if(head.begin(), head.end(), [](unsigned char c) { return c < 0x80; });
+    return isUtf8(head) || static_cast<std::size_t>(iAscii) >= head.size() - head.size() / 8;
 }
 
 } // namespace h265ps

@@ -10,7 +10,11 @@ namespace h265ps {
 /// none when it can be one.
 std::optional<std::string_view> foreignFormat(std::span<const unsigned char> head);
 
-/// Whether the first bytes read like text.
+/// Whether the NAL units of the first bytes are such as streams of H.264 have: they can be of H.265 only if
+/// parameter sets of layer 0 follow.
+bool resemblesH264(std::span<const unsigned char> head);
+
+/// Whether the first bytes read like text: UTF-8, or ASCII with a few bytes of another code.
 bool looksLikeText(std::span<const unsigned char> head);
 
 } // namespace h265ps
