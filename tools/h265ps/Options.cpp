@@ -1,11 +1,14 @@
 #include "Options.h"
 
-#include "SetNames.h"
-
 #include <algorithm>
+#include <memory>
+#include <span>
 #include <sstream>
+#include <string_view>
 
 #include <CLI/CLI.hpp>
+
+#include "SetNames.h"
 
 namespace h265ps {
 
@@ -48,6 +51,28 @@ void addTypes(const std::string& list, std::vector<unsigned char>& types)
         types.push_back(typeOf(name));
 }
 
+// Help without the dots that mark what may be given again.
+class CHelp : public CLI::Formatter
+{
+public:
+    std::string make_option_opts(const CLI::Option* pOption) const override
+    {
+        return pOption->get_positional() ? Formatter::make_option_opts(pOption) : " " + pOption->get_type_name();
+    }
+};
+
+// An option with a value that is used once.
+template <class T, class TUse>
+CLI::Option* addSingle(CLI::App& app, const std::string& name, const char* pHelp, TUse use)
+{
+    const auto useOne = [name, use](const std::vector<T>& values) {
+        if (values.size() != 1)
+            throw CLI::ValidationError(name, "may be given once only");
+        use(values.front());
+    };
+    return app.add_option_function<std::vector<T>>(name, useOne, pHelp)->allow_extra_args(false);
+}
+
 // The table of options: what is parsed and what --help shows.
 void declareOptions(CLI::App& app, Options& options)
 {
@@ -56,29 +81,52 @@ void declareOptions(CLI::App& app, Options& options)
     app.add_flag("--json", options.bJson, "Write JSON, one document a line for each file");
     app.add_flag(
         "--all", options.bAll, "Show repeats of a parameter set too instead of counting them (JSON always has them)");
-    app.add_option_function<std::string>(
+    app.add_option_function<std::vector<std::string>>(
            "--type",
-           [&options](const std::string& list) { addTypes(list, options.types); },
-           "Show these types only: vps, sps, pps, separated by commas")
+           [&options](const std::vector<std::string>& lists) {
+               for (const std::string& list : lists)
+                   addTypes(list, options.types);
+           },
+           "Show these types only: vps, sps, pps, separated by commas or each with its own --type")
+        ->allow_extra_args(false)
         ->type_name("TYPES");
-    app.add_option("--id", options.uiId, "Show sets of this id only (0 to 255)")
+    addSingle<unsigned>(
+        app, "--id", "Show sets of this id only (0 to 255)", [&options](unsigned uiId) { options.uiId = uiId; })
         ->check(CLI::Range(0, 255).description(""))
         ->type_name("N");
-    app.add_option_function<std::string>(
-           "--reader",
-           [&options](const std::string& name) {
-               options.stream.eReader =
-                   name == "rbsp" ? h265_stream::EBitReader::Rbsp : h265_stream::EBitReader::Decoder;
-           },
-           "rbsp reads every bit in order (the default), decoder as the decoder's own bit reader does")
+    addSingle<std::string>(app,
+                           "--reader",
+                           "rbsp reads every bit in order (the default), decoder as the decoder's own bit reader does: "
+                           "it delivers what is longer than its cache word with gaps",
+                           [&options](const std::string& name) {
+                               options.stream.eReader =
+                                   name == "rbsp" ? h265_stream::EBitReader::Rbsp : h265_stream::EBitReader::Decoder;
+                           })
         ->check(CLI::IsMember({"rbsp", "decoder"}).description(""))
         ->type_name("READER");
-    app.add_option("--log-level",
-                   options.stream.iLogLevel,
-                   "Messages of the module: 0 or 1 all (the default), 2 errors, 3 none")
+    addSingle<int>(app,
+                   "--log-level",
+                   "Messages of the module to show: 0 or 1 all (the default), 2 errors, 3 none",
+                   [&options](int iLevel) { options.stream.iLogLevel = iLevel; })
         ->check(CLI::Range(0, 3).description(""))
         ->type_name("N");
     app.footer(FOOTER);
+}
+
+// The name of a flag that is given a value; empty without one.
+std::string flagWithValue(const CLI::App& app, std::span<char* const> arguments)
+{
+    for (const std::string_view argument : arguments) {
+        if (argument == "--")
+            break;
+        const std::string name(argument.substr(0, argument.find('=')));
+        if (name.size() == argument.size() || !name.starts_with("--"))
+            continue;
+        const CLI::Option* const pOption = app.get_option_no_throw(name);
+        if (pOption != nullptr && pOption->get_items_expected_max() == 0)
+            return name;
+    }
+    return "";
 }
 
 } // namespace
@@ -93,7 +141,10 @@ bool Options::shows(const h265_stream::ParameterSetEvent& event) const
 std::optional<EarlyEnd> parseCommandLine(int argc, char** argv, Options& options)
 {
     CLI::App app(DESCRIPTION, "h265ps");
+    app.formatter(std::make_shared<CHelp>());
     declareOptions(app, options);
+    if (const std::string flag = flagWithValue(app, {argv, static_cast<std::size_t>(argc)}); !flag.empty())
+        return EarlyEnd{EXIT_FILE_ERROR, "", flag + ": takes no value (--help shows the usage)"};
     try {
         app.parse(argc, argv);
     } catch (const CLI::CallForHelp&) {
