@@ -105,7 +105,7 @@ private:
                 return static_cast<std::size_t>(iRead);
             }
             const int iErrno = errno;
-            if (iErrno == EAGAIN || iErrno == EWOULDBLOCK)
+            if (iErrno == EAGAIN || iErrno == EWOULDBLOCK) // coverage: one number with two names on Linux
                 waitForBytes();
             else if (iErrno != EINTR)
                 throw CSourceError(reasonOf(iErrno), m_ulOffset);

@@ -189,7 +189,7 @@ private:
     [[nodiscard]] std::uint64_t spsReading(const PPS& pps) const
     {
         const auto& pEntry = m_spsEntries[pps.pps_seq_parameter_set_id];
-        return pEntry != nullptr ? pEntry->ulReading : 0;
+        return pEntry != nullptr ? pEntry->ulReading : 0; // coverage: no PPS is read without its SPS
     }
 
     void noteSps(const VPS&) {}

@@ -163,6 +163,7 @@ struct Bytes
     {
         return {_mm512_set1_epi8(static_cast<char>(ucByte))};
     }
+    // coverage: only the removal of emulation prevention stores, and it goes by AVX2
     H265_SCAN_TARGET void store(unsigned char* p) const noexcept { _mm512_storeu_si512(p, v); }
     H265_SCAN_TARGET Bytes operator|(Bytes other) const noexcept { return {_mm512_or_si512(v, other.v)}; }
     H265_SCAN_TARGET Bytes operator^(Bytes other) const noexcept { return {_mm512_xor_si512(v, other.v)}; }
@@ -187,9 +188,9 @@ constexpr std::array FORMS = {
 
 std::size_t countAvailable() noexcept
 {
-    if (__builtin_cpu_supports("avx2") == 0)
+    if (__builtin_cpu_supports("avx2") == 0) // coverage: one processor goes one way
         return 2;
-    return __builtin_cpu_supports("avx512bw") == 0 ? 3 : 4;
+    return __builtin_cpu_supports("avx512bw") == 0 ? 3 : 4; // coverage: likewise
 }
 
 #elif defined(__aarch64__)
