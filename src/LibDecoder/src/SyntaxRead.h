@@ -117,7 +117,7 @@ struct Flags32
     H265_ALWAYS_INLINE void store8(std::uint64_t ulBits, unsigned j) const noexcept
     {
         std::uint64_t ulFlags = (ulBits * 0x8040201008040201 & 0x8080808080808080) >> 7;
-        if constexpr (std::endian::native == std::endian::big)
+        if constexpr (std::endian::native == std::endian::big) // coverage: on such processors only
             ulFlags = __builtin_bswap64(ulFlags);
         std::memcpy(aField + j, &ulFlags, sizeof(ulFlags));
     }
