@@ -216,6 +216,19 @@ TEST_F(ByteSource, ReadsStandardInputFromWhereItStands)
     EXPECT_EQ(readAll(*openByteSource("-")), (Bytes{3, 4, 5}));
 }
 
+TEST_F(ByteSource, TellsTheSizeOfWhatIsThereToBeRead)
+{
+    const std::string name = writeFile("file", patternOf(70000));
+    EXPECT_EQ(openByteSource(name)->size(), 70000U);
+    EXPECT_EQ(makeByteSource(patternOf(10))->size(), 10U);
+    EXPECT_EQ(openByteSource("/dev/null")->size(), std::nullopt);
+    EXPECT_EQ(openByteSource("/proc/self/status")->size(), std::nullopt);
+    const int iFd = ::open(name.c_str(), O_RDONLY);
+    ASSERT_EQ(::lseek(iFd, 65000, SEEK_SET), 65000);
+    const CStandardInput input(iFd);
+    EXPECT_EQ(openByteSource("-")->size(), 5000U);
+}
+
 TEST_F(ByteSource, ReadsANamedPipe)
 {
     const Bytes bytes = patternOf(100000);

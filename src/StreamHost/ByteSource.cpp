@@ -62,9 +62,16 @@ public:
             throw CSourceError(reasonOf(errno), 0);
         if (S_ISDIR(status.st_mode))
             throw CSourceError(reasonOf(EISDIR), 0);
-        if (S_ISREG(status.st_mode))
-            (void)::posix_fadvise(m_fd.get(), 0, 0, POSIX_FADV_SEQUENTIAL); // advice only
+        if (!S_ISREG(status.st_mode))
+            return;
+        // Standard input can stand anywhere.
+        const off_t iPosition = ::lseek(m_fd.get(), 0, SEEK_CUR);
+        if (iPosition >= 0 && status.st_size > iPosition)
+            m_ulSize = static_cast<std::uint64_t>(status.st_size - iPosition);
+        (void)::posix_fadvise(m_fd.get(), 0, 0, POSIX_FADV_SEQUENTIAL); // advice only
     }
+
+    [[nodiscard]] std::optional<std::uint64_t> size() const override { return m_ulSize; }
 
     std::span<const unsigned char> next() override
     {
@@ -122,6 +129,7 @@ private:
 
     CFileDescriptor m_fd;
     std::unique_ptr<unsigned char[]> m_pBuffer;
+    std::optional<std::uint64_t> m_ulSize;
     std::uint64_t m_ulOffset = 0; // bytes read
     std::size_t m_uiFirst = 0;    // bytes of the first piece
     bool m_bHeadRead = false;
@@ -137,6 +145,8 @@ public:
     std::span<const unsigned char> next() override { return std::exchange(m_left, {}); }
 
     std::span<const unsigned char> head() override { return m_bytes.first(std::min(m_bytes.size(), HEAD_BYTES)); }
+
+    [[nodiscard]] std::optional<std::uint64_t> size() const override { return m_bytes.size(); }
 
 private:
     const std::span<const unsigned char> m_bytes;

@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <span>
 #include <stdexcept>
 #include <string>
@@ -35,6 +36,10 @@ public:
     /// The first bytes of the stream (up to 4096, fewer only when the stream is shorter), to tell what
     /// it looks like. Does not move the source.
     virtual std::span<const unsigned char> head() = 0;
+
+    /// How many bytes there are to be read, as far as that is known in advance: not of a pipe, nor of a
+    /// file that is made up as it is read. The source can turn out shorter or longer all the same.
+    [[nodiscard]] virtual std::optional<std::uint64_t> size() const { return std::nullopt; }
 };
 
 /// Opens a file, "-" standing for standard input. Throws CSourceError for what cannot be opened or is
