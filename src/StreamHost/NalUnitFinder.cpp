@@ -126,6 +126,10 @@ void CNalUnitFinder::keepBytes(std::uint64_t ulEnd)
     const std::size_t uiCount =
         static_cast<std::size_t>(std::min<std::uint64_t>(ulEnd - ulBegin, MAX_PARAMETER_SET_BYTES - m_kept.size()));
     const auto bytes = m_piece.subspan(static_cast<std::size_t>(ulBegin - m_ulPieceOffset), uiCount);
+    // Doubled as vectors do, but never beyond what can be kept.
+    const std::size_t uiNeeded = m_kept.size() + uiCount;
+    if (uiNeeded > m_kept.capacity())
+        m_kept.reserve(std::min(std::max(uiNeeded, 2 * m_kept.capacity()), MAX_PARAMETER_SET_BYTES));
     m_kept.insert(m_kept.end(), bytes.begin(), bytes.end());
 }
 

@@ -11,7 +11,7 @@ std::span<const unsigned char> CRbspBuffer::extract(std::span<const unsigned cha
 {
     constexpr std::size_t SMALLEST_CAPACITY = 4096;
     if (m_uiCapacity < payload.size() + RBSP_PADDING) {
-        const std::size_t uiCapacity = std::max(payload.size() + payload.size() / 2 + RBSP_PADDING, SMALLEST_CAPACITY);
+        const std::size_t uiCapacity = std::max(payload.size() + RBSP_PADDING, SMALLEST_CAPACITY);
         m_uiCapacity = 0;
         m_pBuffer.reset(); // first, so that the two never stand side by side
         m_pBuffer = std::make_unique_for_overwrite<unsigned char[]>(uiCapacity);
