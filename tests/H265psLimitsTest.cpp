@@ -1,16 +1,18 @@
-#include "H265psProgram.h"
-#include "SyntaxWriters.h"
-
 #include <algorithm>
 #include <cstdio>
 #include <fstream>
 #include <regex>
+#include <sstream>
 #include <string>
 #include <vector>
 
+#include <unistd.h>
+
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
-#include <unistd.h>
+
+#include "H265psProgram.h"
+#include "SyntaxWriters.h"
 
 // What the program makes of sets that hold more than a record keeps, a screen shows or memory takes.
 
@@ -39,6 +41,13 @@ std::string unitOf(unsigned char nal_unit_type, const CBitWriter& rbsp)
 class CStreamFile
 {
 public:
+    explicit CStreamFile(const std::string& stream)
+    {
+        const int iFile = ::mkstemp(m_name.data());
+        if (iFile >= 0)
+            ::close(iFile);
+        std::ofstream(m_name, std::ios::binary) << stream;
+    }
     explicit CStreamFile(const SpsSyntax& sps) : CStreamFile(unitOf(33, write(sps))) {}
     CStreamFile(const SpsSyntax& sps, const PpsSyntax& pps)
         : CStreamFile(unitOf(33, write(sps)) + unitOf(34, write(pps)))
@@ -55,14 +64,6 @@ public:
     }
 
 private:
-    explicit CStreamFile(const std::string& stream)
-    {
-        const int iFile = ::mkstemp(m_name.data());
-        if (iFile >= 0)
-            ::close(iFile);
-        std::ofstream(m_name, std::ios::binary) << stream;
-    }
-
     std::string m_name = testing::TempDir() + "h265ps-XXXXXX";
 };
 
@@ -163,6 +164,54 @@ TEST(H265psLimits, TablesThatNeedTooMuchMemoryAreAnErrorOfTheSet)
     EXPECT_EQ(result.iExitCode, 1);
     EXPECT_TRUE(std::regex_search(result.error, std::regex("PPS not read: .*more memory"))) << result.error;
     EXPECT_TRUE(stream.lastRecord().is_null());
+}
+
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+constexpr bool LIMITED_MEMORY_RUNS = false; // the sanitizers want address space without end
+#else
+constexpr bool LIMITED_MEMORY_RUNS = true;
+#endif
+
+TEST(H265psLimits, AFileThatTakesAllMemoryIsAnErrorAndTheOthersAreRead)
+{
+    if (!LIMITED_MEMORY_RUNS)
+        GTEST_SKIP() << "no memory limit under this sanitizer";
+    const std::string small = unitOf(33, write(SpsSyntax{}));
+    const CStreamFile huge(small + std::string("\0\0\1\x42\1", 5) + std::string(15 << 20, 'x'));
+    const CStreamFile good(small);
+    ChildSetup setup;
+    setup.directory = CORPUS;
+    const std::string command = "ulimit -v 24000; exec " H265PS_PROGRAM " --json " + huge.name() + " " + good.name();
+    const ChildResult result = runChild("/bin/sh", {"-c", command}, setup);
+    EXPECT_EQ(result.iExitCode, 2);
+    EXPECT_TRUE(std::regex_match(result.error,
+                                 std::regex("h265ps: error: " + huge.name() + ": at byte [0-9]+: out of memory.*\n")))
+        << result.error;
+    std::istringstream lines(result.output);
+    for (const CStreamFile* pFile : {&huge, &good}) {
+        std::string line;
+        std::getline(lines, line);
+        const Json document = Json::parse(line);
+        EXPECT_EQ(document["file"], pFile->name());
+        EXPECT_EQ(document["parameter_sets"].size(), 1U);
+    }
+}
+
+TEST(H265psLimits, StandardOutputThatDoesNotBlockIsWaitedFor)
+{
+    const std::string command = "import os, subprocess, sys, time\n"
+                                "r, w = os.pipe()\n"
+                                "os.set_blocking(w, False)\n"
+                                "p = subprocess.Popen(sys.argv[1:], stdout=w)\n"
+                                "os.close(w)\n"
+                                "n = sum(len(b) for b in iter(lambda: os.read(r, 4096), b''))\n"
+                                "print(p.wait(), n)\n";
+    std::vector<std::string> arguments = {"-c", command, H265PS_PROGRAM, "--json"};
+    arguments.insert(arguments.end(), 100, "slist_explicit_444.hevc");
+    ChildSetup setup;
+    setup.directory = CORPUS;
+    const std::size_t uiDocument = h265ps({"--json", "slist_explicit_444.hevc"}).output.size();
+    EXPECT_EQ(runChild(H265PS_PYTHON, arguments, setup).output, "1 " + std::to_string(100 * uiDocument) + "\n");
 }
 
 } // namespace

@@ -1,18 +1,19 @@
 #include "FileRun.h"
 
+#include <cstdio>
+#include <exception>
+#include <new>
+#include <utility>
+
+#include <unistd.h>
+
+#include <fmt/format.h>
+
 #include "ByteSource.h"
 #include "FailureReason.h"
 #include "SetNames.h"
 #include "StreamLooks.h"
 #include "TextOutput.h"
-
-#include <cstdio>
-#include <utility>
-
-#include <fmt/format.h>
-
-#include <sys/stat.h>
-#include <unistd.h>
 
 namespace h265ps {
 
@@ -23,14 +24,24 @@ namespace {
 // So many slices of H.264 in the guise of parameter sets, and none of layer 0 among them, leave no doubt.
 constexpr std::size_t ENOUGH_HELD = 1000;
 
-// The size of a regular file; none for a pipe, and for files that are made up as they are read.
-std::optional<std::uint64_t> sizeOf(const std::string& file)
+// Passes a source on and counts what was taken from it.
+class CCountingSource : public CByteSource
 {
-    struct stat status = {};
-    if (file == "-" || ::stat(file.c_str(), &status) != 0 || !S_ISREG(status.st_mode) || status.st_size <= 0)
-        return std::nullopt;
-    return static_cast<std::uint64_t>(status.st_size);
-}
+public:
+    CCountingSource(CByteSource& source, std::uint64_t& ulTaken) : m_source(source), m_ulTaken(ulTaken) {}
+
+    std::span<const unsigned char> next() override
+    {
+        const std::span<const unsigned char> piece = m_source.next();
+        m_ulTaken += piece.size();
+        return piece;
+    }
+    std::span<const unsigned char> head() override { return m_source.head(); }
+
+private:
+    CByteSource& m_source;
+    std::uint64_t& m_ulTaken;
+};
 
 // Why a stream that was read to its end had no parameter set.
 std::string emptyReason(const StreamSummary& summary, bool bText)
@@ -59,38 +70,51 @@ EExitCode CFileRun::run(const std::string& file)
 {
     m_file = file;
     m_held.clear();
+    m_ulTaken = 0;
     m_bBegun = false;
     try {
-        const std::unique_ptr<CByteSource> pSource = openByteSource(file);
-        const std::span<const unsigned char> head = pSource->head();
-        if (head.empty())
-            return fail(0, "the file is empty");
-        if (const auto format = foreignFormat(head))
-            return fail(0, fmt::format("not an Annex B byte stream: it looks like {}", *format));
-        const bool bText = looksLikeText(head);
-        m_bHolding = resemblesH264(head);
-        const StreamSummary summary = readStream(*pSource);
-        if (m_bHolding)
-            return fail(0, "not an Annex B byte stream of H.265: it looks like a raw H.264 stream");
-        if (summary.ulParameterSets == 0)
-            return fail(summary.ulBytes, emptyReason(summary, bText));
-        return summary.ulNotRead + summary.ulNotSupported != 0 ? EXIT_SET_FAILED : EXIT_ALL_READ;
+        return readFile();
     } catch (const CSourceError& error) {
         return fail(error.offset(), error.what());
+    } catch (const std::bad_alloc&) {
+        return fail(m_ulTaken, "out of memory, what follows is not read");
+    } catch (const std::exception& error) {
+        return fail(m_ulTaken, error.what());
     }
 }
 
+EExitCode CFileRun::readFile()
+{
+    const std::unique_ptr<CByteSource> pSource = openByteSource(m_file);
+    const std::span<const unsigned char> head = pSource->head();
+    if (head.empty())
+        return fail(0, "the file is empty");
+    if (const auto format = foreignFormat(head))
+        return fail(0, fmt::format("not an Annex B byte stream: it looks like {}", *format));
+    const bool bText = looksLikeText(head);
+    m_bHolding = resemblesH264(head);
+    m_ulSize = pSource->size();
+    const StreamSummary summary = readStream(*pSource);
+    if (m_bHolding)
+        return fail(0, "not an Annex B byte stream of H.265: it looks like a raw H.264 stream");
+    if (summary.ulParameterSets == 0)
+        return fail(summary.ulBytes, emptyReason(summary, bText));
+    return summary.ulNotRead + summary.ulNotSupported != 0 ? EXIT_SET_FAILED : EXIT_ALL_READ;
+}
+
+// Whatever ends the reading, the report of what was read is closed.
 StreamSummary CFileRun::readStream(CByteSource& source)
 {
+    CCountingSource counting(source, m_ulTaken);
     try {
         const StreamSummary summary =
-            m_stream.read(source, [this](const ParameterSetEvent& event) { return take(event); });
+            m_stream.read(counting, [this](const ParameterSetEvent& event) { return take(event); });
         if (m_bBegun)
             m_report.end(summary.ulBytes);
         return summary;
-    } catch (const CSourceError& error) {
+    } catch (...) {
         if (m_bBegun)
-            m_report.end(error.offset());
+            m_report.end(m_ulTaken);
         throw;
     }
 }
@@ -110,7 +134,7 @@ bool CFileRun::take(const ParameterSetEvent& event)
 bool CFileRun::show(const ParameterSetEvent& event)
 {
     if (!m_bBegun)
-        m_report.begin(m_file, sizeOf(m_file));
+        m_report.begin(m_file, m_ulSize);
     m_bBegun = true;
     m_report.add(event, m_options.shows(event));
     if (isFailure(event) && !event.bRepeat && !event.bSeenBefore) {

@@ -1,13 +1,14 @@
 #pragma once
 
-#include "Options.h"
-#include "OutputStream.h"
-#include "Report.h"
-
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
+
+#include "Options.h"
+#include "OutputStream.h"
+#include "Report.h"
 
 namespace h265ps {
 
@@ -21,6 +22,7 @@ public:
     EExitCode run(const std::string& file);
 
 private:
+    EExitCode readFile();
     h265_stream::StreamSummary readStream(h265_stream::CByteSource& source);
     bool take(const h265_stream::ParameterSetEvent& event);
     bool show(const h265_stream::ParameterSetEvent& event);
@@ -31,7 +33,9 @@ private:
     CReport& m_report;
     h265_stream::CParameterSetStream m_stream;
     std::string m_file;
-    bool m_bBegun = false; // the report has the stream
+    std::optional<std::uint64_t> m_ulSize;
+    std::uint64_t m_ulTaken = 0; // bytes read
+    bool m_bBegun = false;       // the report has the stream
 
     // What begins like H.264 is held back until a parameter set of layer 0 proves it to be H.265.
     bool m_bHolding = false;

@@ -1,10 +1,10 @@
 #include "JsonOutput.h"
 
-#include "RecordFields.h"
-#include "SetNames.h"
-
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
+
+#include "RecordFields.h"
+#include "SetNames.h"
 
 namespace h265ps {
 
@@ -232,6 +232,8 @@ void CJsonReport::begin(const std::string& file, std::optional<std::uint64_t> ul
 {
     m_file = file;
     m_bFirst = true;
+    m_bCut = false;
+    m_spill = CSpillBuffer();
     m_rendered.clear();
     m_uiRenderedBytes = 0;
     m_pSink = ulBytes ? static_cast<CTextSink*>(&m_output) : &m_spill;
@@ -249,6 +251,7 @@ void CJsonReport::add(const ParameterSetEvent& event, bool bShown)
     if (!bShown)
         return;
     const std::vector<std::string> log(event.logLines.begin(), event.logLines.end());
+    m_bCut = true;
     m_pSink->append(fmt::format(R"({}{{"type":"{}","offset":{},"size":{},"nal_unit_type":{},"nuh_layer_id":{},)"
                                 R"("nuh_temporal_id_plus1":{},"read":{},"verify":{},"log":{},"record":)",
                                 m_bFirst ? "" : ",",
@@ -263,6 +266,7 @@ void CJsonReport::add(const ParameterSetEvent& event, bool bShown)
                                 dump(Json(log))));
     addRecord(event);
     m_pSink->append("}");
+    m_bCut = false;
     m_bFirst = false;
 }
 
@@ -298,6 +302,9 @@ void CJsonReport::addRecord(const ParameterSetEvent& event)
 
 void CJsonReport::end(std::uint64_t ulBytes)
 {
+    // Memory ran out in the middle of a record: the document is lost, those behind it are not.
+    if (m_bCut)
+        return m_output.append("\n");
     if (m_pSink == &m_spill) {
         addHead(ulBytes);
         m_spill.moveTo(m_output);

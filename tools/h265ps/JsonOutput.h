@@ -1,11 +1,11 @@
 #pragma once
 
-#include "OutputStream.h"
-#include "Report.h"
-
 #include <array>
 #include <map>
 #include <utility>
+
+#include "OutputStream.h"
+#include "Report.h"
 
 namespace h265ps {
 
@@ -35,6 +35,7 @@ private:
     CTextSink* m_pSink = nullptr; // the output, or the spill buffer while the stream's size is unknown
     std::string m_file;
     bool m_bFirst = true;
+    bool m_bCut = false; // the writing of a parameter set was not finished
     std::map<std::pair<unsigned char, unsigned>, Rendered> m_rendered; // by type and id
     std::size_t m_uiRenderedBytes = 0;
 };

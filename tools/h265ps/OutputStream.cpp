@@ -4,6 +4,7 @@
 #include <system_error>
 #include <vector>
 
+#include <poll.h>
 #include <unistd.h>
 
 namespace h265ps {
@@ -42,9 +43,19 @@ void COutputStream::write(std::string_view text)
         const ssize_t iWritten = ::write(m_iFile, text.data(), text.size());
         if (iWritten >= 0)
             text.remove_prefix(static_cast<std::size_t>(iWritten));
+        else if (errno == EAGAIN || errno == EWOULDBLOCK)
+            waitForRoom();
         else if (errno != EINTR)
             m_iError = errno;
     }
+}
+
+// Standard output may have been made non-blocking by whoever shares it.
+void COutputStream::waitForRoom()
+{
+    pollfd waiting = {.fd = m_iFile, .events = POLLOUT, .revents = 0};
+    if (::poll(&waiting, 1, -1) < 0 && errno != EINTR)
+        m_iError = errno;
 }
 
 void CSpillBuffer::append(std::string_view text)

@@ -33,6 +33,7 @@ public:
 
 private:
     void write(std::string_view text);
+    void waitForRoom();
 
     int m_iFile;
     int m_iError = 0;
