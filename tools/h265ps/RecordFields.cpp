@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <type_traits>
 
 namespace h265ps {
 
@@ -62,7 +63,15 @@ private:
 #define NUMBERS(RECORD, NAME, COUNT) #NAME, CNumbers((RECORD).NAME, COUNT)
 #define FLAGS(RECORD, NAME, COUNT) #NAME, cut((RECORD).NAME, COUNT)
 
-constexpr char ONLY_HIGHEST[] = "only the highest sub-layer's is coded";
+// What the arrays of the ordering information hold when they are not coded for every sub-layer.
+const char* orderingRemark(bool sub_layer_ordering_info_present_flag, unsigned uiSubLayers)
+{
+    constexpr unsigned RECORD_SUB_LAYERS = std::extent_v<decltype(SPS::sps_max_num_reorder_pics)>;
+    if (sub_layer_ordering_info_present_flag || uiSubLayers == 0)
+        return nullptr;
+    return uiSubLayers < RECORD_SUB_LAYERS ? "only the highest sub-layer's is coded"
+                                           : "only the highest sub-layer's is coded, which the record has no room for";
+}
 
 bool isDefaultTable(const unsigned char* pCoef)
 {
@@ -110,8 +119,8 @@ void listFields(const profile_tile_level& ptl, unsigned uiSubLayers, CRecordVisi
 void listFields(const VPS& vps, CRecordVisitor& v)
 {
     const unsigned uiSubLayers = vps.vps_max_sub_layers_minus1;
-    const bool bAllCoded = vps.vps_sub_layer_ordering_info_present_flag || uiSubLayers == 0;
-    const FieldNote ordering = {EPresence::Coded, bAllCoded ? nullptr : ONLY_HIGHEST};
+    const FieldNote ordering = {EPresence::Coded,
+                                orderingRemark(vps.vps_sub_layer_ordering_info_present_flag, uiSubLayers)};
     const FieldNote derivedOrdering = {EPresence::Derived, ordering.pRemark};
     const bool bLayerSets = vps.vps_num_layer_sets_minus1 != 0;
 
@@ -170,7 +179,14 @@ void listRefPics(const SPS& sps, CRecordVisitor& v)
     v.flag(FIELD(sps, long_term_ref_pics_present_flag));
     v.number(FIELD(sps, num_long_term_ref_pics_sps), longTerm);
     v.numbers(NUMBERS(sps, lt_ref_pic_poc_lsb_sps, uiLongTerm), longTerm);
-    v.numbers(NUMBERS(sps, used_by_curr_pic_lt_sps_flag, uiLongTerm), longTerm);
+    std::array<bool, std::extent_v<decltype(sps.used_by_curr_pic_lt_sps_flag)>> aUsed = {}; // the record has numbers
+    std::transform(std::begin(sps.used_by_curr_pic_lt_sps_flag),
+                   std::end(sps.used_by_curr_pic_lt_sps_flag),
+                   aUsed.begin(),
+                   [](unsigned char ucFlag) { return ucFlag != 0; });
+    v.flags("used_by_curr_pic_lt_sps_flag",
+            std::span<const bool>(aUsed).first(std::min<std::size_t>(uiLongTerm, aUsed.size())),
+            longTerm);
 }
 
 void listPicture(const SPS& sps, CRecordVisitor& v)
@@ -191,8 +207,8 @@ void listPicture(const SPS& sps, CRecordVisitor& v)
 void listSubLayers(const SPS& sps, CRecordVisitor& v)
 {
     const unsigned uiSubLayers = sps.sps_max_sub_layers_minus1;
-    const bool bAllCoded = sps.sps_sub_layer_ordering_info_present_flag || uiSubLayers == 0;
-    const FieldNote ordering = holdsIf(!bAllCoded, ONLY_HIGHEST);
+    const FieldNote ordering = {EPresence::Coded,
+                                orderingRemark(sps.sps_sub_layer_ordering_info_present_flag, uiSubLayers)};
     v.group(EGroup::SubLayers);
     v.number(FIELD(sps, log2_max_pic_order_cnt_lsb), DERIVED);
     v.flag(FIELD(sps, sps_sub_layer_ordering_info_present_flag));

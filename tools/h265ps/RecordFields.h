@@ -1,9 +1,9 @@
 #pragma once
 
-#include "DecParameterSetReader.h"
-
 #include <cstdint>
 #include <span>
+
+#include "DecParameterSetReader.h"
 
 namespace h265ps {
 
