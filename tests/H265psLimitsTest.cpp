@@ -85,6 +85,40 @@ TEST(H265psLimits, SubLayerArraysEndWithTheSubLayersThatTheRecordKeeps)
     }
 }
 
+TEST(H265psLimits, TheOnlyCodedSubLayerCanHaveNoRoom)
+{
+    SpsSyntax sps;
+    sps.sps_sub_layer_ordering_info_present_flag = false;
+    sps.sps_max_sub_layers_minus1 = 4;
+    const std::string remark = "! only the highest sub-layer's is coded";
+    const std::string withRoom = h265ps({CStreamFile(sps).name()}).output;
+    EXPECT_TRUE(contains(withRoom, remark + "\n")) << withRoom;
+    sps.sps_max_sub_layers_minus1 = 5;
+    EXPECT_TRUE(contains(h265ps({CStreamFile(sps).name()}).output, remark + ", which the record has no room for\n"));
+}
+
+TEST(H265psLimits, APpsSaysWhatTheSpsMakesOfItsScalingLists)
+{
+    SpsSyntax sps;
+    PpsSyntax pps;
+    EXPECT_TRUE(contains(h265ps({CStreamFile(sps, pps).name()}).output, "scaling lists: off in the SPS\n"));
+    sps.scaling_list_enabled_flag = true;
+    EXPECT_TRUE(contains(h265ps({CStreamFile(sps, pps).name()}).output, "scaling lists: those of the SPS\n"));
+}
+
+TEST(H265psLimits, OneOfAThingIsNotCalledMany)
+{
+    SpsSyntax sps;
+    PpsSyntax pps;
+    pps.entropy_coding_sync_enabled_flag = true;
+    EXPECT_TRUE(contains(h265ps({CStreamFile(sps, pps).name()}).output, "wavefronts: no tiles; wavefronts on\n"));
+    pps.tiles = TilesSyntax();
+    pps.tiles->num_tile_columns_minus1 = 1;
+    pps.tiles->num_tile_rows_minus1 = 0;
+    EXPECT_TRUE(contains(h265ps({CStreamFile(sps, pps).name()}).output, ": 2 columns x 1 row, "));
+    EXPECT_TRUE(contains(h265ps({CStreamFile(std::string("\0\0\1\x42", 4)).name()}).output, ", 1 byte: NOT READ"));
+}
+
 TEST(H265psLimits, LongTermArraysEndWith16Pictures)
 {
     SpsSyntax sps;
@@ -95,7 +129,7 @@ TEST(H265psLimits, LongTermArraysEndWith16Pictures)
         const Json record = CStreamFile(sps).lastRecord();
         EXPECT_EQ(record["num_long_term_ref_pics_sps"], uiPictures);
         EXPECT_EQ(record["lt_ref_pic_poc_lsb_sps"].size(), std::min(uiPictures, 16U));
-        EXPECT_EQ(record["used_by_curr_pic_lt_sps_flag"].size(), std::min(uiPictures, 16U));
+        EXPECT_EQ(record["used_by_curr_pic_lt_sps_flag"], Json(std::vector<bool>(std::min(uiPictures, 16U), true)));
     }
 }
 

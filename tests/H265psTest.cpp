@@ -230,6 +230,13 @@ TEST_F(H265ps, AFileThatCannotBeOpenedIsAnError)
 
 TEST_F(H265ps, ANameCannotForgeLines)
 {
+    EXPECT_TRUE(contains(h265ps({"a\xc2\x9b"
+                                 "31m\x9b"
+                                 "b\xc3\x9b"
+                                 "c\xe2\x82\x9d"})
+                             .error,
+                         "error: a?31m?b\xc3\x9b"
+                         "c\xe2\x82\x9d: "));
     const ChildResult result = h265ps({"no\nh265ps: \x1b[1mfile"});
     EXPECT_EQ(result.iExitCode, 2);
     EXPECT_EQ(countOf(result.error, "\n"), 1U);
@@ -356,6 +363,24 @@ TEST_F(H265ps, FieldsThatHoldSomethingElseAreMarked)
     EXPECT_EQ(countOf(timing.output, "  ! "), 1U);
     const ChildResult layerSets = h265ps({"--type", "vps", "hm_5_layers_subptl_hrd.hevc"});
     EXPECT_EQ(countOf(layerSets.output, "  ! "), 2U);
+}
+
+TEST_F(H265ps, AnSpsOfAnotherFormatSaysItsOwn)
+{
+    const ChildResult result = h265ps({"joined_cif_then_qcif.hevc"});
+    EXPECT_TRUE(result.output.starts_with("352x288, ")) << result.output.substr(0, 80);
+    EXPECT_TRUE(
+        std::regex_search(result.output, std::regex("\nSPS 0 at byte [0-9]+, .*\n  176x144, 8-bit 4:2:0, Main")));
+    EXPECT_EQ(countOf(result.output, "\n  352x288, "), 0U);
+}
+
+TEST_F(H265ps, TheDecodersReaderIsNamedWhereItsGapsCanBeTheCause)
+{
+    const ChildResult gaps = h265ps({"--reader", "decoder", "hm_ldb.hevc"});
+    EXPECT_EQ(gaps.iExitCode, 1);
+    EXPECT_TRUE(contains(gaps.error, "; --reader decoder delivers payloads longer than 8 bytes with gaps"))
+        << gaps.error;
+    EXPECT_FALSE(contains(h265ps({"malformed_rps_in_sps.hevc"}).error, "--reader"));
 }
 
 // -- options

@@ -1,12 +1,13 @@
 #include "FailureReason.h"
 
-#include "DecParameterSetReader.h"
-
 #include <string_view>
+
+#include "DecParameterSetReader.h"
 
 namespace h265ps {
 
 using namespace h265_codec;
+using h265_stream::EBitReader;
 using h265_stream::ParameterSetEvent;
 
 namespace {
@@ -49,16 +50,20 @@ bool isFailure(const ParameterSetEvent& event)
     return isNotRead(event) || event.iVerify.value_or(0) != 0;
 }
 
-std::string failureReason(const ParameterSetEvent& event)
+std::string failureReason(const ParameterSetEvent& event, EBitReader eReader)
 {
+    constexpr std::uint64_t NAL_UNIT_HEADER_BYTES = 2;
+    constexpr std::uint64_t CACHE_WORD_BYTES = 8;
     if (event.header.forbidden_zero_bit)
         return "forbidden_zero_bit is set: damaged";
     const std::string_view explanation = meaning(event);
     // Running out of memory and contradictions have no message: the last one is of something else.
     const bool bOwnMessage = !event.lastMessage.empty() && event.iRead != E_NO_MEMORY;
-    if (!bOwnMessage)
-        return std::string(explanation);
-    return std::string(event.lastMessage) + " (" + std::string(explanation) + ")";
+    std::string reason =
+        bOwnMessage ? std::string(event.lastMessage) + " (" + std::string(explanation) + ")" : std::string(explanation);
+    if (eReader == EBitReader::Decoder && event.ulSize > NAL_UNIT_HEADER_BYTES + CACHE_WORD_BYTES)
+        reason += "; --reader decoder delivers payloads longer than 8 bytes with gaps, --reader rbsp does not";
+    return reason;
 }
 
 } // namespace h265ps

@@ -1,8 +1,8 @@
 #pragma once
 
-#include "ParameterSetStream.h"
-
 #include <string>
+
+#include "ParameterSetStream.h"
 
 namespace h265ps {
 
@@ -13,6 +13,7 @@ bool isNotRead(const h265_stream::ParameterSetEvent& event);
 bool isFailure(const h265_stream::ParameterSetEvent& event);
 
 /// Why, in words: the module's own message and what it means. Of a failure only.
-std::string failureReason(const h265_stream::ParameterSetEvent& event);
+/// With a reader that leaves gaps these can be the cause.
+std::string failureReason(const h265_stream::ParameterSetEvent& event, h265_stream::EBitReader eReader);
 
 } // namespace h265ps

@@ -144,7 +144,7 @@ bool CFileRun::show(const ParameterSetEvent& event)
                          typeName(event.header.nal_unit_type),
                          uiId ? fmt::format(" {}", *uiId) : "",
                          isNotRead(event) ? "not read" : "not supported",
-                         failureReason(event)));
+                         failureReason(event, m_options.stream.eReader)));
     }
     return !m_output.failed();
 }

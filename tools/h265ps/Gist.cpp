@@ -1,10 +1,10 @@
 #include "Gist.h"
 
-#include "TextRecord.h"
-
 #include <cstdint>
 
 #include <fmt/format.h>
+
+#include "TextRecord.h"
 
 namespace h265ps {
 
@@ -122,6 +122,21 @@ std::string pictureSize(const SPS& sps)
     return fmt::format("{}x{} (coded {}x{})", iOutputWidth, iOutputHeight, iWidth, iHeight);
 }
 
+std::string counted(std::uint64_t ulCount, const char* pNoun)
+{
+    return fmt::format("{} {}{}", ulCount, pNoun, ulCount == 1 ? "" : "s");
+}
+
+std::string tiles(const PPS& pps)
+{
+    if (!pps.tiles_enabled_flag)
+        return "no tiles";
+    return fmt::format("{} x {}, {} spacing",
+                       counted(std::uint64_t{pps.num_tile_columns_minus1} + 1, "column"),
+                       counted(std::uint64_t{pps.num_tile_rows_minus1} + 1, "row"),
+                       pps.uniform_spacing_flag ? "uniform" : "explicit");
+}
+
 std::string side(unsigned uiLog2)
 {
     return uiLog2 < 32 ? fmt::to_string(1U << uiLog2) : fmt::format("2^{}", uiLog2);
@@ -144,10 +159,10 @@ GroupGist CGist::of(EGroup eGroup) const
 {
     if (eGroup == EGroup::ProfileTierLevel)
         return {titleOf(eGroup), profileTierLevel()};
-    if (m_pSps != nullptr)
-        return {titleOf(eGroup), ofSps(eGroup)};
     if (m_pPps != nullptr)
         return {titleOf(eGroup), ofPps(eGroup)};
+    if (m_pSps != nullptr)
+        return {titleOf(eGroup), ofSps(eGroup)};
     return {titleOf(eGroup), ""};
 }
 
@@ -194,22 +209,25 @@ std::string CGist::ofSps(EGroup eGroup) const
     }
 }
 
+// The SPS can switch off what the PPS codes.
+std::string CGist::ofPpsScalingLists() const
+{
+    const bool bOff = m_pSps != nullptr && !m_pSps->scaling_list_enabled_flag;
+    if (m_pPps->pps_scaling_list_data_present_flag)
+        return bOff ? "coded here, but off in the SPS" : "coded here";
+    return bOff ? "off in the SPS" : "those of the SPS";
+}
+
 std::string CGist::ofPps(EGroup eGroup) const
 {
     const PPS& pps = *m_pPps;
     switch (eGroup) {
     case EGroup::Tiles:
-        return fmt::format("{}{}",
-                           pps.tiles_enabled_flag ? fmt::format("{} columns x {} rows, {} spacing",
-                                                                std::uint64_t{pps.num_tile_columns_minus1} + 1,
-                                                                std::uint64_t{pps.num_tile_rows_minus1} + 1,
-                                                                pps.uniform_spacing_flag ? "uniform" : "explicit")
-                                                  : "no tiles",
-                           pps.entropy_coding_sync_enabled_flag ? ", wavefronts" : "");
+        return tiles(pps) + (pps.entropy_coding_sync_enabled_flag ? "; wavefronts on" : "");
     case EGroup::Quantisation:
         return fmt::format("initial QP {}", 26 + pps.init_qp_minus26);
     case EGroup::ScalingLists:
-        return pps.pps_scaling_list_data_present_flag ? "coded here" : "those of the SPS";
+        return ofPpsScalingLists();
     case EGroup::LoopFilters:
         return pps.pps_deblocking_filter_disabled_flag ? "deblocking off" : "deblocking on";
     default:

@@ -1,8 +1,8 @@
 #pragma once
 
-#include "RecordFields.h"
-
 #include <string>
+
+#include "RecordFields.h"
 
 namespace h265ps {
 
@@ -19,7 +19,8 @@ class CGist
 public:
     explicit CGist(const h265_codec::VPS& vps) : m_pVps(&vps) {}
     explicit CGist(const h265_codec::SPS& sps) : m_pSps(&sps) {}
-    explicit CGist(const h265_codec::PPS& pps) : m_pPps(&pps) {}
+    /// spsOfPps can be null.
+    CGist(const h265_codec::PPS& pps, const h265_codec::SPS* spsOfPps) : m_pSps(spsOfPps), m_pPps(&pps) {}
 
     [[nodiscard]] GroupGist of(EGroup eGroup) const;
 
@@ -27,6 +28,7 @@ private:
     [[nodiscard]] std::string profileTierLevel() const;
     [[nodiscard]] std::string ofSps(EGroup eGroup) const;
     [[nodiscard]] std::string ofPps(EGroup eGroup) const;
+    [[nodiscard]] std::string ofPpsScalingLists() const;
 
     const h265_codec::VPS* m_pVps = nullptr;
     const h265_codec::SPS* m_pSps = nullptr;

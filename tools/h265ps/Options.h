@@ -1,10 +1,10 @@
 #pragma once
 
-#include "ParameterSetStream.h"
-
 #include <optional>
 #include <string>
 #include <vector>
+
+#include "ParameterSetStream.h"
 
 namespace h265ps {
 

@@ -1,10 +1,10 @@
 #pragma once
 
-#include "ParameterSetStream.h"
-
 #include <cstdint>
 #include <optional>
 #include <string>
+
+#include "ParameterSetStream.h"
 
 namespace h265ps {
 

@@ -1,10 +1,10 @@
 #include "ScalingListText.h"
 
-#include "RecordFields.h"
-
 #include <algorithm>
 
 #include <fmt/format.h>
+
+#include "RecordFields.h"
 
 namespace h265ps {
 

@@ -1,8 +1,8 @@
 #pragma once
 
-#include "ScalingList.h"
-
 #include <string>
+
+#include "ScalingList.h"
 
 namespace h265ps {
 

@@ -1,9 +1,9 @@
 #pragma once
 
+#include <optional>
+
 #include "DecParameterSetReader.h"
 #include "ParameterSetStream.h"
-
-#include <optional>
 
 namespace h265ps {
 

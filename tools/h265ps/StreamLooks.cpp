@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cstring>
 
+#include "Utf8.h"
+
 namespace h265ps {
 
 namespace {
@@ -61,18 +63,6 @@ bool isLengthPrefixed(Bytes head)
     return uiUnits >= 2;
 }
 
-// The bytes of a UTF-8 sequence that begins with the byte; 0 when none does.
-std::size_t utf8Length(unsigned char ucByte)
-{
-    if (ucByte < 0x80)
-        return 1;
-    if (ucByte >= 0xc2 && ucByte < 0xe0)
-        return 2;
-    if (ucByte >= 0xe0 && ucByte < 0xf0)
-        return 3;
-    return ucByte >= 0xf0 && ucByte < 0xf5 ? 4 : 0;
-}
-
 // Whether the bytes are UTF-8; a sequence that the end cuts is.
 bool isUtf8(Bytes head)
 {
@@ -81,7 +71,7 @@ bool isUtf8(Bytes head)
         if (uiLength == 0)
             return false;
         const Bytes rest = head.subspan(i + 1, std::min(uiLength, head.size() - i) - 1);
-        if (std::any_of(rest.begin(), rest.end(), [](unsigned char c) { return (c & 0xc0) != 0x80; }))
+        if (std::any_of(rest.begin(), rest.end(), [](unsigned char c) { return !isUtf8Continuation(c); }))
             return false;
         i += uiLength;
     }

@@ -1,12 +1,13 @@
 #include "TextOutput.h"
 
-#include "FailureReason.h"
-#include "SetNames.h"
-#include "TextRecord.h"
-
 #include <algorithm>
 
 #include <fmt/format.h>
+
+#include "FailureReason.h"
+#include "SetNames.h"
+#include "TextRecord.h"
+#include "Utf8.h"
 
 namespace h265ps {
 
@@ -17,14 +18,14 @@ namespace {
 // A stream can have any number of sets in front of its first SPS.
 constexpr std::size_t MAX_WAITING = std::size_t{1} << 20;
 
-std::string resultOf(const ParameterSetEvent& event, const TextStyle& style)
+std::string resultOf(const ParameterSetEvent& event, h265_stream::EBitReader eReader, const TextStyle& style)
 {
     if (isNotRead(event))
-        return fmt::format("{}NOT READ: {}{}", style.pBad, failureReason(event), style.pEnd);
+        return fmt::format("{}NOT READ: {}{}", style.pBad, failureReason(event, eReader), style.pEnd);
     if (event.bPassedOver)
         return fmt::format("passed over: of layer {}, only layer 0 is read", event.header.nuh_layer_id);
     if (event.iVerify != 0)
-        return fmt::format("read, {}NOT SUPPORTED: {}{}", style.pBad, failureReason(event), style.pEnd);
+        return fmt::format("read, {}NOT SUPPORTED: {}{}", style.pBad, failureReason(event, eReader), style.pEnd);
     if (!event.logLines.empty())
         return fmt::format(
             "read, supported, {}but with the messages below: values can be wrong{}", style.pBad, style.pEnd);
@@ -70,7 +71,7 @@ std::string recordOf(const ParameterSetEvent& event, const TextStyle& style)
     if (event.sps != nullptr)
         return textOf(*event.sps, style);
     if (event.pps != nullptr)
-        return textOf(*event.pps, style);
+        return textOf(*event.pps, event.spsOfPps, style);
     return "";
 }
 
@@ -78,9 +79,22 @@ std::string recordOf(const ParameterSetEvent& event, const TextStyle& style)
 
 std::string printable(const std::string& name)
 {
-    std::string text = name;
-    std::replace_if(
-        text.begin(), text.end(), [](char c) { return (c >= 0 && c < ' ') || c == '\x7f'; }, '?');
+    const auto isControl = [](unsigned char c) { return c < ' ' || (c >= 0x7f && c < 0xa0); };
+    std::string text;
+    for (std::size_t i = 0; i < name.size();) {
+        const std::size_t uiLength = utf8Length(static_cast<unsigned char>(name[i]));
+        const std::string_view rest = std::string_view(name).substr(i + 1);
+        const bool bSequence = uiLength > 1 && rest.size() + 1 >= uiLength &&
+                               std::all_of(rest.begin(),
+                                           rest.begin() + static_cast<std::ptrdiff_t>(uiLength - 1),
+                                           [](char c) { return isUtf8Continuation(static_cast<unsigned char>(c)); });
+        const std::string_view piece = std::string_view(name).substr(i, bSequence ? uiLength : 1);
+        // C1 controls are the sequences C2 80 to C2 9F.
+        const bool bControl = bSequence ? piece[0] == '\xc2' && isControl(static_cast<unsigned char>(piece[1]))
+                                        : isControl(static_cast<unsigned char>(piece[0]));
+        text += bControl ? std::string_view("?") : piece;
+        i += piece.size();
+    }
     return text;
 }
 
@@ -94,6 +108,7 @@ void CTextReport::begin(const std::string& file, std::optional<std::uint64_t> /*
                                     m_options.style.pEnd));
     m_bFirstFile = false;
     m_bSummaryShown = false;
+    m_summary.clear();
     m_waiting.clear();
     m_repeats.clear();
     m_ulShown = 0;
@@ -116,17 +131,20 @@ void CTextReport::add(const ParameterSetEvent& event, bool bShown)
 std::string CTextReport::block(const ParameterSetEvent& event) const
 {
     const std::optional<unsigned> uiId = idOf(event);
-    std::string text = fmt::format("\n{}{}{}{} at byte {}, {} bytes: {}{}\n",
+    std::string text = fmt::format("\n{}{}{}{} at byte {}, {} byte{}: {}{}\n",
                                    m_options.style.pHeading,
                                    typeName(event.header.nal_unit_type),
                                    uiId ? fmt::format(" {}", *uiId) : "",
                                    m_options.style.pEnd,
                                    event.ulOffset,
                                    event.ulSize,
-                                   resultOf(event, m_options.style),
+                                   event.ulSize == 1 ? "" : "s",
+                                   resultOf(event, m_options.eReader, m_options.style),
                                    event.bRepeat || event.bSeenBefore ? " (repeat)" : "");
     if (event.header.nuh_temporal_id_plus1 != 1)
         text += fmt::format("  nuh_temporal_id_plus1 {}\n", event.header.nuh_temporal_id_plus1);
+    if (event.sps != nullptr && summaryOf(*event.sps) != m_summary)
+        text += fmt::format("  {}{}{}\n", m_options.style.pHeading, summaryOf(*event.sps), m_options.style.pEnd);
     return text + logOf(event) + recordOf(event, m_options.style);
 }
 
@@ -135,6 +153,7 @@ void CTextReport::showSummary(const std::string& summary)
     m_output.append(fmt::format("{}{}{}\n", m_options.style.pHeading, summary, m_options.style.pEnd));
     m_output.append(m_waiting);
     m_waiting.clear();
+    m_summary = summary;
     m_bSummaryShown = true;
 }
 
@@ -144,7 +163,7 @@ void CTextReport::show(const std::string& block)
         return m_output.append(block);
     m_waiting += block;
     if (m_waiting.size() > MAX_WAITING)
-        showSummary("no SPS at the start of the stream");
+        showSummary("no SPS among the first parameter sets: one that comes later says its size itself");
 }
 
 void CTextReport::end(std::uint64_t /* ulBytes */)

@@ -1,11 +1,11 @@
 #pragma once
 
+#include <map>
+#include <tuple>
+
 #include "OutputStream.h"
 #include "Report.h"
 #include "TextStyle.h"
-
-#include <map>
-#include <tuple>
 
 namespace h265ps {
 
@@ -17,6 +17,7 @@ public:
     {
         bool bShowRepeats = false;
         bool bFileHeadings = false; // a line with the file's name in front of each stream
+        h265_stream::EBitReader eReader = h265_stream::EBitReader::Rbsp; // that the parameter sets are read with
         TextStyle style;
     };
 
@@ -44,12 +45,13 @@ private:
     Options m_options;
     bool m_bFirstFile = true;
     bool m_bSummaryShown = false;
+    std::string m_summary; // the line above the blocks
     std::string m_waiting; // blocks in front of the first SPS, which the summary line is made from
     std::map<RepeatKey, std::uint64_t> m_repeats;
     std::uint64_t m_ulShown = 0;
 };
 
-/// A name for a line of text: control characters, which could forge lines or colours, as '?'.
+/// A name for a line of text: control characters (C0 and C1), which could forge lines or colours, as '?'.
 std::string printable(const std::string& name);
 
 } // namespace h265ps

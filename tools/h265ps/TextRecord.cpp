@@ -1,13 +1,13 @@
 #include "TextRecord.h"
 
-#include "Gist.h"
-#include "ScalingListText.h"
-#include "TileDrawing.h"
-
 #include <algorithm>
 #include <vector>
 
 #include <fmt/format.h>
+
+#include "Gist.h"
+#include "ScalingListText.h"
+#include "TileDrawing.h"
 
 namespace h265ps {
 
@@ -17,9 +17,10 @@ namespace {
 
 constexpr unsigned VALUE_COLUMN = 49;
 constexpr unsigned FIELD_INDENT = 4;
+constexpr std::size_t LINE_WIDTH = 100; // of lists of names
 constexpr std::size_t MAX_TABLE_ENTRIES = 16;
 
-// Writes a record. Neighbouring fields that the stream does not carry share one faint line.
+// Writes a record. Neighbouring fields that the stream does not carry share a faint paragraph.
 class CTextRecord : public CRecordVisitor
 {
 public:
@@ -130,11 +131,17 @@ void CTextRecord::endRun()
 {
     if (m_notCoded.empty())
         return;
-    print("{:{}}{}not coded: ", "", m_uiIndent, m_style.pFaint);
-    if (m_notCoded.size() <= 2)
-        print("{}", fmt::join(m_notCoded, ", "));
-    else
-        print("{} ... {} ({} fields)", m_notCoded.front(), m_notCoded.back(), m_notCoded.size());
+    const std::string_view label = "not coded: ";
+    print("{:{}}{}{}", "", m_uiIndent, m_style.pFaint, label);
+    std::size_t uiColumn = m_uiIndent + label.size();
+    for (const std::string_view name : m_notCoded) {
+        const bool bFirst = name.data() == m_notCoded.front();
+        const bool bWrapped = !bFirst && uiColumn + 2 + name.size() > LINE_WIDTH;
+        if (!bFirst)
+            print(",{:{}}", bWrapped ? "\n" : "", bWrapped ? m_uiIndent + label.size() + 1 : 1);
+        print("{}", name);
+        uiColumn = (bWrapped ? m_uiIndent + label.size() : uiColumn + (bFirst ? 0 : 2)) + name.size();
+    }
     print("{}\n", m_style.pEnd);
     m_notCoded.clear();
 }
@@ -220,9 +227,8 @@ void CTextRecord::scalingLists(const char* pName, const ScalingListData* pLists)
 }
 
 template <class TRecord>
-std::string text(const TRecord& record, const TextStyle& style)
+std::string text(const TRecord& record, const CGist& gist, const TextStyle& style)
 {
-    const CGist gist(record);
     CTextRecord visitor(gist, style);
     listFields(record, visitor);
     return visitor.take();
@@ -232,17 +238,17 @@ std::string text(const TRecord& record, const TextStyle& style)
 
 std::string textOf(const VPS& vps, const TextStyle& style)
 {
-    return text(vps, style);
+    return text(vps, CGist(vps), style);
 }
 
 std::string textOf(const SPS& sps, const TextStyle& style)
 {
-    return text(sps, style);
+    return text(sps, CGist(sps), style);
 }
 
-std::string textOf(const PPS& pps, const TextStyle& style)
+std::string textOf(const PPS& pps, const SPS* spsOfPps, const TextStyle& style)
 {
-    return text(pps, style);
+    return text(pps, CGist(pps, spsOfPps), style);
 }
 
 } // namespace h265ps

@@ -1,9 +1,3 @@
-#include "FileRun.h"
-#include "JsonOutput.h"
-#include "Options.h"
-#include "OutputStream.h"
-#include "TextOutput.h"
-
 #include <algorithm>
 #include <cerrno>
 #include <csignal>
@@ -14,6 +8,12 @@
 #include <string_view>
 
 #include <unistd.h>
+
+#include "FileRun.h"
+#include "JsonOutput.h"
+#include "Options.h"
+#include "OutputStream.h"
+#include "TextOutput.h"
 
 namespace h265ps {
 
@@ -32,7 +32,9 @@ std::unique_ptr<CReport> makeReport(const Options& options, COutputStream& outpu
     if (options.bJson)
         return std::make_unique<CJsonReport>(output);
     return std::make_unique<CTextReport>(
-        output, CTextReport::Options{options.bAll, options.files.size() > 1, wantsColour() ? COLOURED : TextStyle{}});
+        output,
+        CTextReport::Options{
+            options.bAll, options.files.size() > 1, options.stream.eReader, wantsColour() ? COLOURED : TextStyle{}});
 }
 
 // Writes what is left. A reader that has gone away is no error; anything else is.
