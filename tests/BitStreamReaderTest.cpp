@@ -1,10 +1,10 @@
 #include "BitStreamReader.h"
 
-#include <gtest/gtest.h>
-
 #include <algorithm>
 #include <random>
 #include <type_traits>
+
+#include <gtest/gtest.h>
 
 #include "BitWriter.h"
 #include "TestHost.h"

@@ -1,11 +1,6 @@
 // The tables recognise repeats by a hash that whoever makes a stream can compute and aim at: sets that
 // share a hash must still be told apart.
 
-#include "ParameterSetTables.h"
-
-#include "NalUnitWriter.h"
-#include "SyntaxWriters.h"
-
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -15,6 +10,9 @@
 #include <gtest/gtest.h>
 
 #include "DecParameterSetReader.h"
+#include "NalUnitWriter.h"
+#include "ParameterSetTables.h"
+#include "SyntaxWriters.h"
 
 using namespace h265_codec;
 using namespace h265_stream;

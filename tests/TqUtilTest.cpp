@@ -1,7 +1,3 @@
-#include "tq_util.h"
-
-#include <gtest/gtest.h>
-
 #include <algorithm>
 #include <array>
 #include <cstddef>
@@ -12,6 +8,10 @@
 #include <thread>
 #include <type_traits>
 #include <vector>
+
+#include <gtest/gtest.h>
+
+#include "tq_util.h"
 
 namespace {
 
