@@ -37,7 +37,7 @@ Payload pad(const CBitWriter& rbsp)
     return pad(rbsp.bytes());
 }
 
-class CParameterSetCollector : public h265_stream::INalUnitSink
+class CParameterSetCollector : public h265_stream::CNalUnitSink
 {
 public:
     bool onNalUnit(const h265_stream::NalUnit& unit) override

@@ -101,7 +101,7 @@ void emulationPrevention(benchmark::State& state)
     state.SetBytesProcessed(state.iterations() * static_cast<std::int64_t>(payload.size()));
 }
 
-class CCountingSink : public h265_stream::INalUnitSink
+class CCountingSink : public h265_stream::CNalUnitSink
 {
 public:
     bool onNalUnit(const h265_stream::NalUnit& unit) override

@@ -32,7 +32,7 @@ struct Unit
     return out << unit.ulSize << " bytes at " << unit.ulOffset << ", kept " << unit.bytes.size();
 }
 
-class CUnitList : public INalUnitSink
+class CUnitList : public CNalUnitSink
 {
 public:
     bool onNalUnit(const NalUnit& unit) override

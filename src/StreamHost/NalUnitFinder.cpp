@@ -11,7 +11,7 @@ void CNalUnitFinder::reset()
     *this = CNalUnitFinder();
 }
 
-bool CNalUnitFinder::feed(std::span<const unsigned char> piece, INalUnitSink& sink)
+bool CNalUnitFinder::feed(std::span<const unsigned char> piece, CNalUnitSink& sink)
 {
     m_piece = piece;
     m_uiPosition = 0;
@@ -23,14 +23,14 @@ bool CNalUnitFinder::feed(std::span<const unsigned char> piece, INalUnitSink& si
     return true;
 }
 
-bool CNalUnitFinder::finish(INalUnitSink& sink)
+bool CNalUnitFinder::finish(CNalUnitSink& sink)
 {
     // 00 00 00 would have ended the unit: no more than two trailing zero bytes are left to take off.
     return !m_bInUnit || closeUnit(m_ulPieceOffset - m_uiZeros, sink);
 }
 
 // Byte by byte while the zeros in front lie in an earlier piece: at most two steps.
-bool CNalUnitFinder::feedBehindZeros(INalUnitSink& sink)
+bool CNalUnitFinder::feedBehindZeros(CNalUnitSink& sink)
 {
     while (m_uiZeros > m_uiPosition && m_uiPosition < m_piece.size()) {
         const unsigned char ucByte = m_piece[m_uiPosition++];
@@ -47,7 +47,7 @@ bool CNalUnitFinder::feedBehindZeros(INalUnitSink& sink)
 }
 
 // The rest by vector scans; the zeros in front, if any, lie in this piece.
-bool CNalUnitFinder::feedRest(INalUnitSink& sink)
+bool CNalUnitFinder::feedRest(CNalUnitSink& sink)
 {
     if (m_uiPosition == m_piece.size())
         return true;
@@ -81,7 +81,7 @@ void CNalUnitFinder::openUnit(std::size_t uiPosition)
     m_kept.clear();
 }
 
-bool CNalUnitFinder::closeUnit(std::uint64_t ulEnd, INalUnitSink& sink)
+bool CNalUnitFinder::closeUnit(std::uint64_t ulEnd, CNalUnitSink& sink)
 {
     m_bInUnit = false;
     const std::uint64_t ulSize = ulEnd - m_ulUnitOffset;

@@ -30,10 +30,10 @@ struct NalUnit
 };
 
 /// Receives the NAL units of a stream.
-class INalUnitSink
+class CNalUnitSink
 {
 public:
-    virtual ~INalUnitSink() = default;
+    virtual ~CNalUnitSink() = default;
 
     /// One NAL unit, valid during the call; false ends the search.
     virtual bool onNalUnit(const NalUnit& unit) = 0;
@@ -48,19 +48,19 @@ class CNalUnitFinder
 {
 public:
     /// The next piece. False when the sink ended the search: nothing but reset may follow.
-    bool feed(std::span<const unsigned char> piece, INalUnitSink& sink);
+    bool feed(std::span<const unsigned char> piece, CNalUnitSink& sink);
 
     /// The end of the stream: reports the unit that it cuts. False when the sink said so.
-    bool finish(INalUnitSink& sink);
+    bool finish(CNalUnitSink& sink);
 
     /// Makes ready for another stream.
     void reset();
 
 private:
-    bool feedBehindZeros(INalUnitSink& sink);
-    bool feedRest(INalUnitSink& sink);
+    bool feedBehindZeros(CNalUnitSink& sink);
+    bool feedRest(CNalUnitSink& sink);
     void openUnit(std::size_t uiPosition);
-    bool closeUnit(std::uint64_t ulEnd, INalUnitSink& sink);
+    bool closeUnit(std::uint64_t ulEnd, CNalUnitSink& sink);
     void keepOpenUnit();
     void keepBytes(std::uint64_t ulEnd);
     [[nodiscard]] unsigned char headerByte(std::uint64_t ulOffset) const;

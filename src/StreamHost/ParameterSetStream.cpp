@@ -9,7 +9,7 @@ namespace h265_stream {
 namespace {
 
 // Hands the parameter sets of one stream to the tables, and what became of them to the sink.
-class CStreamReading : public INalUnitSink
+class CStreamReading : public CNalUnitSink
 {
 public:
     CStreamReading(CParameterSetTables& tables, const ParameterSetSink& sink) : m_tables(tables), m_sink(sink) {}

@@ -21,7 +21,7 @@ namespace {
 constexpr std::size_t HEADER_BYTES = 2;
 
 // Collects the parameter sets of one stream after another.
-class CCollector : public INalUnitSink
+class CCollector : public CNalUnitSink
 {
 public:
     void beginStream(std::string stream)
