@@ -1,14 +1,14 @@
 #pragma once
 
+#include <cstring>
+#include <stdexcept>
+#include <type_traits>
+
 #include "DecParameterSetReader.h"
 #include "Inputs.h"
 #include "NaiveReader.h"
 #include "NalUnit.h"
 #include "tq_util.h"
-
-#include <cstring>
-#include <stdexcept>
-#include <type_traits>
 
 namespace h265_bench {
 

@@ -1,18 +1,17 @@
 #include "Inputs.h"
 
-#include "DecParameterSetReader.h"
-#include "NalUnitFinder.h"
-#include "Rbsp.h"
-#include "ScanTables.h"
-#include "tq_util.h"
-
-#include "NalUnitWriter.h"
-#include "SyntaxWriters.h"
-
 #include <fstream>
 #include <iterator>
 #include <memory>
 #include <stdexcept>
+
+#include "DecParameterSetReader.h"
+#include "NalUnitFinder.h"
+#include "NalUnitWriter.h"
+#include "Rbsp.h"
+#include "ScanTables.h"
+#include "SyntaxWriters.h"
+#include "tq_util.h"
 
 namespace h265_bench {
 

@@ -1,17 +1,16 @@
 #pragma once
 
-#include "PictureParameterSet.h"
-#include "ScalingList.h"
-#include "SequenceParameterSet.h"
-#include "ShortTermRefPicSet.h"
-#include "VideoParameterSet.h"
-
-#include "BitStreamReader.h"
-#include "ScanTables.h"
-
 #include <algorithm>
 #include <cstdint>
 #include <cstring>
+
+#include "BitStreamReader.h"
+#include "PictureParameterSet.h"
+#include "ScalingList.h"
+#include "ScanTables.h"
+#include "SequenceParameterSet.h"
+#include "ShortTermRefPicSet.h"
+#include "VideoParameterSet.h"
 
 // The baseline that the module is measured against, within the same run: the syntax written down
 // straight, one bit after the other, every result tested, every table filled entry by entry. It reads

@@ -1,16 +1,15 @@
 // instructions CASE READER N: reads one parameter set N times. bench/run counts the instructions of N
 // and 2N, so that the set-up drops out. "instructions cases" lists the cases.
 
-#include "CaseRecords.h"
-
-#include "ScalingList.h"
-#include "tqlog.h"
-
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <exception>
 #include <string>
+
+#include "CaseRecords.h"
+#include "ScalingList.h"
+#include "tqlog.h"
 
 using namespace h265_bench;
 

@@ -2,13 +2,13 @@
 // spread over it, to standard output. The sets are those of corpus files, repeated as encoders repeat
 // them; between them stand NAL units of pseudo-random slice data.
 
-#include "Inputs.h"
-
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
 #include <string>
 #include <vector>
+
+#include "Inputs.h"
 
 using namespace h265_bench;
 

@@ -1,19 +1,18 @@
 // The rows that are times: each has a name that bench/run looks for, and the baseline of its ratio runs
 // in the same process.
 
-#include "CaseRecords.h"
+#include <cstring>
+#include <string>
+
+#include <benchmark/benchmark.h>
 
 #include "ByteSource.h"
+#include "CaseRecords.h"
 #include "NalUnitFinder.h"
 #include "ParameterSetStream.h"
 #include "Rbsp.h"
 #include "TileGrid.h"
 #include "tqlog.h"
-
-#include <benchmark/benchmark.h>
-
-#include <cstring>
-#include <string>
 
 using namespace h265_bench;
 

@@ -1,13 +1,13 @@
 #pragma once
 
-#include "ByteSource.h"
-#include "FuzzInput.h"
-#include "ParameterSetStream.h"
-
 #include <optional>
 #include <span>
 #include <string>
 #include <vector>
+
+#include "ByteSource.h"
+#include "FuzzInput.h"
+#include "ParameterSetStream.h"
 
 namespace h265_fuzz {
 

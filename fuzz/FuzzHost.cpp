@@ -1,8 +1,8 @@
 #include "FuzzHost.h"
 
-#include "tqlog.h"
-
 #include <cstring>
+
+#include "tqlog.h"
 
 namespace h265_fuzz {
 

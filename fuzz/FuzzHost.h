@@ -1,10 +1,9 @@
 #pragma once
 
-#include "FuzzInput.h"
-
-#include "tq_util.h"
-
 #include <vector>
+
+#include "FuzzInput.h"
+#include "tq_util.h"
 
 namespace h265_fuzz {
 

@@ -1,13 +1,13 @@
 #pragma once
 
-#include "BitStreamReader.h"
-#include "BitWriter.h"
-
 #include <algorithm>
 #include <cstddef>
 #include <cstdio>
 #include <cstdlib>
 #include <vector>
+
+#include "BitStreamReader.h"
+#include "BitWriter.h"
 
 namespace h265_fuzz {
 

@@ -1,8 +1,8 @@
-#include "FuzzHost.h"
-#include "FuzzRecords.h"
-
 #include <cstring>
 #include <memory>
+
+#include "FuzzHost.h"
+#include "FuzzRecords.h"
 
 using namespace h265_codec;
 using namespace h265_fuzz;

@@ -1,7 +1,7 @@
+#include <cstring>
+
 #include "FuzzHost.h"
 #include "FuzzRecords.h"
-
-#include <cstring>
 
 using namespace h265_codec;
 using namespace h265_fuzz;

@@ -1,9 +1,9 @@
+#include <cstring>
+#include <memory>
+
 #include "FuzzHost.h"
 #include "FuzzRecords.h"
 #include "SameRecord.h"
-
-#include <cstring>
-#include <memory>
 
 using namespace h265_codec;
 using namespace h265_fuzz;

@@ -1,8 +1,8 @@
+#include <cstring>
+
 #include "FuzzHost.h"
 #include "FuzzRecords.h"
 #include "SameRecord.h"
-
-#include <cstring>
 
 using namespace h265_codec;
 using namespace h265_fuzz;

@@ -1,10 +1,6 @@
 // Every call of the pool fails once, for every parameter set of the corpus and for sets that need more
 // blocks than those do: the right result, nothing lost, and the record readable again.
 
-#include "CorpusSets.h"
-#include "SetRecord.h"
-#include "SyntaxWriters.h"
-
 #include <algorithm>
 #include <iterator>
 #include <string>
@@ -12,7 +8,10 @@
 
 #include <gtest/gtest.h>
 
+#include "CorpusSets.h"
 #include "DecParameterSetReader.h"
+#include "SetRecord.h"
+#include "SyntaxWriters.h"
 
 using namespace h265_codec;
 using namespace h265_stream;

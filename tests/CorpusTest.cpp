@@ -1,12 +1,6 @@
 // Streams of encoders, read as a whole and compared with the values that an independent syntax trace
 // found in them (corpus/MANIFEST.md).
 
-#include "ByteSource.h"
-#include "HeldElements.h"
-#include "ParameterSetStream.h"
-#include "Rbsp.h"
-#include "Sha1.h"
-
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
@@ -22,7 +16,12 @@
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
+#include "ByteSource.h"
 #include "DecParameterSetReader.h"
+#include "HeldElements.h"
+#include "ParameterSetStream.h"
+#include "Rbsp.h"
+#include "Sha1.h"
 
 using namespace h265_codec;
 using namespace h265_stream;

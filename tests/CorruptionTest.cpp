@@ -1,14 +1,14 @@
 // Every parameter set of the corpus, cut at every bit and with every single bit turned: whatever comes
 // out, it is one of the defined results, and nothing is lost or touched that is not the module's.
 
-#include "CorpusSets.h"
-#include "ExactBits.h"
-#include "SetRecord.h"
-
 #include <string>
 #include <vector>
 
 #include <gtest/gtest.h>
+
+#include "CorpusSets.h"
+#include "ExactBits.h"
+#include "SetRecord.h"
 
 using namespace h265_codec;
 using namespace h265_test;

@@ -1,11 +1,11 @@
 #include "ProfileTierLevel.h"
 
-#include <gtest/gtest.h>
-
 #include <algorithm>
 #include <cstring>
 #include <random>
 #include <span>
+
+#include <gtest/gtest.h>
 
 #include "BitStreamReader.h"
 #include "ElementWalk.h"

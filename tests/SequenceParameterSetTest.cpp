@@ -1,10 +1,10 @@
 #include "SequenceParameterSet.h"
 
-#include <gtest/gtest.h>
-
 #include <algorithm>
 #include <cstring>
 #include <random>
+
+#include <gtest/gtest.h>
 
 #include "BitStreamReader.h"
 #include "ElementWalk.h"

@@ -1,13 +1,6 @@
 // Many threads with one pool, each with readers and records of its own. What they read is compared with
 // what one thread read; races are for the thread sanitizer to find.
 
-#include "CorpusSets.h"
-#include "NalUnit.h"
-#include "SameRecord.h"
-#include "SyntaxWriters.h"
-#include "tq_util.h"
-#include "tqlog.h"
-
 #include <atomic>
 #include <cstring>
 #include <functional>
@@ -17,7 +10,13 @@
 
 #include <gtest/gtest.h>
 
+#include "CorpusSets.h"
 #include "DecParameterSetReader.h"
+#include "NalUnit.h"
+#include "SameRecord.h"
+#include "SyntaxWriters.h"
+#include "tq_util.h"
+#include "tqlog.h"
 
 using namespace h265_codec;
 using namespace h265_stream;

@@ -1,11 +1,11 @@
 #include "tqlog.h"
 
-#include <gtest/gtest.h>
-
 #include <cstring>
 #include <string>
 #include <type_traits>
 #include <vector>
+
+#include <gtest/gtest.h>
 
 #include "ModuleServices.h"
 

@@ -1,9 +1,9 @@
 #include "VideoParameterSet.h"
 
-#include <gtest/gtest.h>
-
 #include <cstring>
 #include <random>
+
+#include <gtest/gtest.h>
 
 #include "BitStreamReader.h"
 #include "ElementWalk.h"

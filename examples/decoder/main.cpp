@@ -1,11 +1,11 @@
 // What a decoder does with the three parameter sets at the head of a stream.
 
+#include <cstdio>
+#include <cstring>
+
 #include "DecParameterSetReader.h"
 #include "tq_util.h"
 #include "tqlog.h"
-
-#include <cstdio>
-#include <cstring>
 
 namespace {
 

@@ -1,12 +1,11 @@
 #pragma once
 
-#include "ModelPictureParameterSet.h"
-
 #include <map>
 #include <string>
 #include <vector>
 
 #include "DecParameterSetReader.h"
+#include "ModelPictureParameterSet.h"
 #include "TestHost.h"
 
 namespace h265_model {

@@ -1,10 +1,10 @@
 #include "DifferentialCases.h"
 
+#include <type_traits>
+
 #include "ParameterSetGenerator.h"
 #include "SubStructureCases.h"
 #include "Twins.h"
-
-#include <type_traits>
 
 namespace h265_model {
 

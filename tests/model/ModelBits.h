@@ -1,8 +1,8 @@
 #pragma once
 
-#include "ModelHost.h"
-
 #include <vector>
+
+#include "ModelHost.h"
 
 namespace h265_model {
 

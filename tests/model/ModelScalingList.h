@@ -1,9 +1,9 @@
 #pragma once
 
-#include "ModelBits.h"
-
 #include <array>
 #include <vector>
+
+#include "ModelBits.h"
 
 namespace h265_model {
 

@@ -1,6 +1,6 @@
-#include "ModelPictureParameterSet.h"
-
 #include <algorithm>
+
+#include "ModelPictureParameterSet.h"
 
 namespace h265_model {
 

@@ -1,8 +1,8 @@
 #pragma once
 
-#include "ModelBits.h"
-
 #include <array>
+
+#include "ModelBits.h"
 
 namespace h265_model {
 

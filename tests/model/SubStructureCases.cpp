@@ -1,8 +1,8 @@
 #include "SubStructureCases.h"
 
-#include "ParameterSetGenerator.h"
-
 #include <memory>
+
+#include "ParameterSetGenerator.h"
 
 namespace h265_model {
 

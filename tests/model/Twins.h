@@ -1,11 +1,10 @@
 #pragma once
 
-#include "Compare.h"
-#include "PayloadWriter.h"
-
 #include <cstring>
 
 #include "BitWriter.h"
+#include "Compare.h"
+#include "PayloadWriter.h"
 
 namespace h265_model {
 

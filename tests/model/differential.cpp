@@ -1,12 +1,12 @@
 // differential: runs module and model against each other and tells the first cases that differ.
 
-#include "DifferentialCases.h"
-
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <string_view>
 #include <vector>
+
+#include "DifferentialCases.h"
 
 namespace {
 

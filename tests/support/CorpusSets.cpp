@@ -1,8 +1,5 @@
 #include "CorpusSets.h"
 
-#include "NalUnitFinder.h"
-#include "Rbsp.h"
-
 #include <algorithm>
 #include <filesystem>
 #include <fstream>
@@ -11,6 +8,9 @@
 #include <span>
 #include <stdexcept>
 #include <utility>
+
+#include "NalUnitFinder.h"
+#include "Rbsp.h"
 
 using namespace h265_stream;
 

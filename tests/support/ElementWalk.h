@@ -1,14 +1,13 @@
 #pragma once
 
-#include "BitStreamReader.h"
-
-#include <gtest/gtest.h>
-
 #include <cstdint>
 #include <cstring>
 #include <string>
 #include <vector>
 
+#include <gtest/gtest.h>
+
+#include "BitStreamReader.h"
 #include "BitWriter.h"
 
 namespace h265_test {

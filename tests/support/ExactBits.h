@@ -1,10 +1,10 @@
 #pragma once
 
-#include "BitStreamReader.h"
-#include "BitWriter.h"
-
 #include <cstddef>
 #include <cstdint>
+
+#include "BitStreamReader.h"
+#include "BitWriter.h"
 
 namespace h265_test {
 

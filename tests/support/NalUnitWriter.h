@@ -1,10 +1,10 @@
 #pragma once
 
-#include "BitWriter.h"
-
 #include <cstddef>
 #include <initializer_list>
 #include <vector>
+
+#include "BitWriter.h"
 
 namespace h265_test {
 

@@ -1,15 +1,14 @@
 #pragma once
 
-#include "BitWriter.h"
-#include "CorpusSets.h"
-#include "NalUnit.h"
-#include "SameRecord.h"
-#include "TestHost.h"
-
 #include <cstring>
 #include <vector>
 
+#include "BitWriter.h"
+#include "CorpusSets.h"
 #include "DecParameterSetReader.h"
+#include "NalUnit.h"
+#include "SameRecord.h"
+#include "TestHost.h"
 
 namespace h265_test {
 

@@ -1,11 +1,11 @@
 #pragma once
 
-#include "BitWriter.h"
-
 #include <array>
 #include <cstdint>
 #include <optional>
 #include <vector>
+
+#include "BitWriter.h"
 
 // The syntax structures of 7.3 as plain values and as bits. Every default is valid: a test takes the
 // defaults, changes one value, writes the structure and expects one thing. What is written follows the

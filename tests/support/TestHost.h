@@ -1,12 +1,12 @@
 #pragma once
 
-#include "tq_util.h"
-#include "tqlog.h"
-
 #include <cstddef>
 #include <string>
 #include <unordered_map>
 #include <vector>
+
+#include "tq_util.h"
+#include "tqlog.h"
 
 namespace h265_test {
 
