@@ -1,8 +1,8 @@
 #include "NalUnitFinder.h"
 
-#include "StartCodeScan.h"
-
 #include <algorithm>
+
+#include "StartCodeScan.h"
 
 namespace h265_stream {
 

@@ -1,11 +1,11 @@
 #pragma once
 
-#include "NalUnit.h"
-
 #include <cstddef>
 #include <cstdint>
 #include <span>
 #include <vector>
+
+#include "NalUnit.h"
 
 namespace h265_stream {
 

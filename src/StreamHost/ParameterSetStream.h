@@ -1,7 +1,5 @@
 #pragma once
 
-#include "NalUnit.h"
-
 #include <cstddef>
 #include <cstdint>
 #include <functional>
@@ -10,6 +8,8 @@
 #include <span>
 #include <string>
 #include <string_view>
+
+#include "NalUnit.h"
 
 namespace h265_codec {
 struct VPS;

@@ -1,11 +1,11 @@
 #pragma once
 
-#include "ParameterSetStream.h"
-
 #include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <span>
+
+#include "ParameterSetStream.h"
 
 namespace h265_stream {
 

@@ -1,9 +1,9 @@
 #include "Rbsp.h"
 
-#include "StartCodeScan.h"
-
 #include <algorithm>
 #include <cstring>
+
+#include "StartCodeScan.h"
 
 namespace h265_stream {
 
