@@ -184,17 +184,17 @@ private:
     static unsigned idOf(const SPS& sps) { return sps.sps_seq_parameter_set_id; }
     static unsigned idOf(const PPS& pps) { return pps.pps_pic_parameter_set_id; }
 
-    [[nodiscard]] std::uint64_t spsReading(const VPS&) const { return 0; }
-    [[nodiscard]] std::uint64_t spsReading(const SPS&) const { return 0; }
+    static std::uint64_t spsReading(const VPS&) { return 0; }
+    static std::uint64_t spsReading(const SPS&) { return 0; }
     [[nodiscard]] std::uint64_t spsReading(const PPS& pps) const
     {
         const auto& pEntry = m_spsEntries[pps.pps_seq_parameter_set_id];
         return pEntry != nullptr ? pEntry->ulReading : 0; // coverage: no PPS is read without its SPS
     }
 
-    void noteSps(const VPS&) {}
+    static void noteSps(const VPS&) {}
     void noteSps(SPS& sps) { m_apSps[sps.sps_seq_parameter_set_id] = &sps; }
-    void noteSps(const PPS&) {}
+    static void noteSps(const PPS&) {}
 
     static void show(ParameterSetEvent& event, const VPS& vps, SPS* const*) { event.vps = &vps; }
     static void show(ParameterSetEvent& event, const SPS& sps, SPS* const*) { event.sps = &sps; }

@@ -119,7 +119,7 @@ std::string flagWithValue(const CLI::App& app, std::span<char* const> arguments)
     for (const std::string_view argument : arguments) {
         if (argument == "--")
             break;
-        const std::string name(argument.substr(0, argument.find('=')));
+        std::string name(argument.substr(0, argument.find('='))); // not const: it is moved out
         if (name.size() == argument.size() || !name.starts_with("--"))
             continue;
         const CLI::Option* const pOption = app.get_option_no_throw(name);
