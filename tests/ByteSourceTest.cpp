@@ -1,9 +1,5 @@
 #include "ByteSource.h"
 
-#include "NalUnitWriter.h"
-#include "ParameterSetStream.h"
-#include "SyntaxWriters.h"
-
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
@@ -20,6 +16,10 @@
 #include <unistd.h>
 
 #include <gtest/gtest.h>
+
+#include "NalUnitWriter.h"
+#include "ParameterSetStream.h"
+#include "SyntaxWriters.h"
 
 using namespace h265_stream;
 using namespace h265_test;

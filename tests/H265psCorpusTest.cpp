@@ -1,5 +1,3 @@
-#include "H265psProgram.h"
-
 #include <filesystem>
 #include <regex>
 #include <string>
@@ -7,6 +5,8 @@
 
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
+
+#include "H265psProgram.h"
 
 // The program's JSON of every stream of the corpus against the stream's independent trace.
 

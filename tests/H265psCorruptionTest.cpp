@@ -1,7 +1,5 @@
 // The program with damaged streams: it ends by itself, with one of its three exit codes.
 
-#include "H265psProgram.h"
-
 #include <algorithm>
 #include <filesystem>
 #include <fstream>
@@ -9,8 +7,11 @@
 #include <string>
 #include <vector>
 
-#include <gtest/gtest.h>
 #include <unistd.h>
+
+#include <gtest/gtest.h>
+
+#include "H265psProgram.h"
 
 namespace {
 

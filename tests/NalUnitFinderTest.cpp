@@ -1,7 +1,5 @@
 #include "NalUnitFinder.h"
 
-#include "NalUnitWriter.h"
-
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
@@ -12,6 +10,8 @@
 #include <vector>
 
 #include <gtest/gtest.h>
+
+#include "NalUnitWriter.h"
 
 using namespace h265_stream;
 using h265_test::Bytes;

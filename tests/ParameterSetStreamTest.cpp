@@ -1,9 +1,5 @@
 #include "ParameterSetStream.h"
 
-#include "ByteSource.h"
-#include "NalUnitWriter.h"
-#include "SyntaxWriters.h"
-
 #include <cstddef>
 #include <cstdint>
 #include <span>
@@ -12,7 +8,10 @@
 
 #include <gtest/gtest.h>
 
+#include "ByteSource.h"
 #include "DecParameterSetReader.h"
+#include "NalUnitWriter.h"
+#include "SyntaxWriters.h"
 
 using namespace h265_codec;
 using namespace h265_stream;

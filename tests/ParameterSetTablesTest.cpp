@@ -1,8 +1,5 @@
 #include "ParameterSetTables.h"
 
-#include "NalUnitWriter.h"
-#include "SyntaxWriters.h"
-
 #include <algorithm>
 #include <cstddef>
 #include <cstring>
@@ -12,6 +9,8 @@
 #include <gtest/gtest.h>
 
 #include "DecParameterSetReader.h"
+#include "NalUnitWriter.h"
+#include "SyntaxWriters.h"
 #include "tqlog.h"
 
 using namespace h265_codec;

@@ -1,12 +1,12 @@
 #pragma once
 
-#include "ChildProcess.h"
-
 #include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <string>
 #include <vector>
+
+#include "ChildProcess.h"
 
 /// The streams that the tests read.
 inline const std::filesystem::path CORPUS = H265PS_CORPUS;
