@@ -1028,6 +1028,8 @@ TYPED_TEST(BitReader, TakesBitsAcrossARefillAsReadBitsDoesOrNotAtAll)
             continue;
         }
         ++uiTaken;
+        // A run stores several fields from the bits: none that the cache word did not count may be among them.
+        ASSERT_EQ(before.ulCache << before.uiCachedBits, 0U);
         CSlowReader<std::is_same_v<TypeParam, CRbspReader>> slow{before, {}};
         unsigned value = 0;
         ASSERT_EQ(slow.readBits(uiBitCount, value), 0);
