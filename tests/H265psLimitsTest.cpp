@@ -1,5 +1,7 @@
 #include <algorithm>
+#include <cstdint>
 #include <cstdio>
+#include <filesystem>
 #include <fstream>
 #include <regex>
 #include <sstream>
@@ -200,11 +202,27 @@ TEST(H265psLimits, TablesThatNeedTooMuchMemoryAreAnErrorOfTheSet)
     EXPECT_TRUE(stream.lastRecord().is_null());
 }
 
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+#ifdef H265PS_SANITIZED
 constexpr bool LIMITED_MEMORY_RUNS = false; // the sanitizers want address space without end
 #else
 constexpr bool LIMITED_MEMORY_RUNS = true;
 #endif
+
+TEST(H265psLimits, MemoryDoesNotGrowWithTheFile)
+{
+    if (!LIMITED_MEMORY_RUNS)
+        GTEST_SKIP() << "no memory limit under this sanitizer";
+    const std::string sps = unitOf(33, write(SpsSyntax{}));
+    const CStreamFile large(sps);
+    std::filesystem::resize_file(large.name(), std::uintmax_t{256} << 20); // zeros take no room
+    std::ofstream(large.name(), std::ios::binary | std::ios::app) << sps;
+    for (const std::string& reading : {" " + large.name(), " - < " + large.name(), " --json " + large.name()}) {
+        SCOPED_TRACE(reading);
+        const ChildResult result = runChild("/bin/sh", {"-c", "ulimit -v 24000; exec " H265PS_PROGRAM + reading});
+        EXPECT_EQ(result.iExitCode, 0);
+        EXPECT_TRUE(std::regex_search(result.output, std::regex("SPS"))) << result.output;
+    }
+}
 
 TEST(H265psLimits, AFileThatTakesAllMemoryIsAnErrorAndTheOthersAreRead)
 {
