@@ -1,14 +1,18 @@
 // The most expensive payloads known of each kind. WorstCase NAME COUNT reads one of them COUNT times and
-// prints its size and the picture it is for; without arguments the names are printed. fuzz/worst-case
-// counts the instructions.
+// prints its size, the CTBs of the picture it is for and its tiles; without arguments the names are
+// printed. WorstCase KIND READER COUNT HEX does the same with any payload: KIND is vps, sps or pps (for a
+// picture of one CTB), with -logged behind it when every line is to be logged, READER rbsp or decoder.
+// fuzz/worst-case counts the instructions.
 
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <iterator>
+#include <optional>
+#include <string_view>
 #include <vector>
 
 #include "DecParameterSetReader.h"
+#include "HexBytes.h"
 #include "SyntaxWriters.h"
 #include "tq_util.h"
 #include "tqlog.h"
@@ -105,45 +109,112 @@ CPaddedPayload payloadOf(const CBitWriter& writer, std::optional<std::size_t> cu
     return CPaddedPayload(std::move(bytes));
 }
 
-SPS* read(const CPaddedPayload& payload, tq_util::TMemPool* pMemPool)
+// Reads payloads, of a PPS against one SPS. Any reading may fail: what counts is what it costs.
+class CReaders
 {
-    SPS* const sps = createSPS(pMemPool);
-    auto bs = payload.reader<CRbspReader>();
-    (void)readSPS(sps, &bs, pMemPool); // may be made to fail
-    return sps;
+public:
+    explicit CReaders(const CPaddedPayload& sps) { readInto<CRbspReader>(m_sps, sps); }
+    ~CReaders()
+    {
+        destroySPS(m_sps);
+        tq_util::destroyMemPool(m_pMemPool);
+    }
+    CReaders(const CReaders&) = delete;
+    CReaders& operator=(const CReaders&) = delete;
+
+    template <class TReader>
+    void read(std::string_view kind, const CPaddedPayload& payload)
+    {
+        if (kind == "vps")
+            readVps<TReader>(payload);
+        else if (kind == "sps")
+            readSps<TReader>(payload);
+        else
+            readPps<TReader>(payload);
+    }
+
+    [[nodiscard]] unsigned long long ctbs() const { return static_cast<unsigned long long>(m_sps->PicSizeInCtbsY); }
+    [[nodiscard]] unsigned long long tiles() const { return m_ullTiles; }
+
+private:
+    template <class TReader>
+    void readVps(const CPaddedPayload& payload)
+    {
+        VPS vps = {};
+        auto bs = payload.reader<TReader>();
+        (void)readVPS(&vps, &bs);
+    }
+
+    template <class TReader>
+    void readSps(const CPaddedPayload& payload)
+    {
+        SPS* const sps = createSPS(m_pMemPool);
+        readInto<TReader>(sps, payload);
+        destroySPS(sps);
+    }
+
+    template <class TReader>
+    void readPps(const CPaddedPayload& payload)
+    {
+        PPS* const pps = createPPS(m_pMemPool);
+        auto bs = payload.reader<TReader>();
+        (void)readPPS(pps, m_apTable, &bs, m_pMemPool);
+        if (pps->tiles_enabled_flag)
+            m_ullTiles = (pps->num_tile_columns_minus1 + 1ULL) * (pps->num_tile_rows_minus1 + 1ULL);
+        destroyPPS(pps);
+    }
+
+    template <class TReader>
+    void readInto(SPS* sps, const CPaddedPayload& payload)
+    {
+        auto bs = payload.reader<TReader>();
+        (void)readSPS(sps, &bs, m_pMemPool);
+    }
+
+    tq_util::TMemPool* m_pMemPool = tq_util::createMemPool();
+    SPS* m_sps = createSPS(m_pMemPool);
+    SPS* m_apTable[256] = {m_sps};
+    unsigned long long m_ullTiles = 0;
+};
+
+template <class TReader>
+void run(CReaders& readers, std::string_view kind, const CPaddedPayload& payload, unsigned long ulCount)
+{
+    for (unsigned long i = 0; i < ulCount; ++i)
+        readers.read<TReader>(kind, payload);
+    std::printf("%u %llu %llu\n", payload.size(), kind == "pps" ? readers.ctbs() : 0, readers.tiles());
 }
 
 void run(const WorstCase& worst, unsigned long ulCount)
 {
     tqlog::CTQLog::m_iLogLevel = worst.iLogLevel;
-    tqlog::CTQLog::m_pLogPrintf = [](const char*) {};
-    tq_util::TMemPool* const pMemPool = tq_util::createMemPool();
-    const CPaddedPayload spsPayload = payloadOf(write(worst.sps), worst.cut);
-    const CPaddedPayload payload = worst.pps ? payloadOf(write(*worst.pps), worst.cut) : spsPayload;
-    SPS* const sps = read(spsPayload, pMemPool);
-    SPS* apTable[256] = {sps};
-    for (unsigned long i = 0; i < ulCount; ++i) {
-        if (!worst.pps) {
-            destroySPS(read(payload, pMemPool));
-            continue;
-        }
-        PPS* const pps = createPPS(pMemPool);
-        auto bs = payload.reader<CRbspReader>();
-        (void)readPPS(pps, apTable, &bs, pMemPool);
-        destroyPPS(pps);
-    }
-    const std::uint64_t ulTiles =
-        worst.pps ? (worst.pps->tiles->num_tile_columns_minus1 + 1) * (worst.pps->tiles->num_tile_rows_minus1 + 1) : 0;
-    std::printf("%u %d %llu\n", payload.size(), sps->PicSizeInCtbsY, static_cast<unsigned long long>(ulTiles));
-    destroySPS(sps);
-    tq_util::destroyMemPool(pMemPool);
+    const CPaddedPayload sps = payloadOf(write(worst.sps), worst.cut);
+    CReaders readers(sps);
+    if (worst.pps)
+        run<CRbspReader>(readers, "pps", payloadOf(write(*worst.pps), worst.cut), ulCount);
+    else
+        run<CRbspReader>(readers, "sps", sps, ulCount);
+}
+
+void run(std::string_view kind, std::string_view reader, unsigned long ulCount, std::string_view hex)
+{
+    CReaders readers(payloadOf(write(pictureOf(64, 64)), {}));
+    tqlog::CTQLog::m_iLogLevel = kind.ends_with("-logged") ? 0 : 3;
+    kind = kind.substr(0, 3);
+    if (reader == "decoder")
+        run<CBitStreamReader>(readers, kind, CPaddedPayload(h265_fuzz::bytesOfHex(hex)), ulCount);
+    else
+        run<CRbspReader>(readers, kind, CPaddedPayload(h265_fuzz::bytesOfHex(hex)), ulCount);
 }
 
 } // namespace
 
 int main(int argc, char** argv)
 {
-    for (const WorstCase& worst : worstCases()) {
+    tqlog::CTQLog::m_pLogPrintf = [](const char*) {};
+    if (argc == 5)
+        run(argv[1], argv[2], std::strtoul(argv[3], nullptr, 10), argv[4]);
+    for (const WorstCase& worst : argc == 5 ? std::vector<WorstCase>() : worstCases()) {
         if (argc != 3)
             std::printf("%s\n", worst.pName);
         else if (std::strcmp(worst.pName, argv[1]) == 0)
