@@ -1028,6 +1028,7 @@ TYPED_TEST(BitReader, TakesBitsAcrossARefillAsReadBitsDoesOrNotAtAll)
             continue;
         }
         ++uiTaken;
+        ASSERT_NE(before.uiCachedBits, 0U); // where a flag fails
         // A run stores several fields from the bits: none that the cache word did not count may be among them.
         ASSERT_EQ(before.ulCache << before.uiCachedBits, 0U);
         CSlowReader<std::is_same_v<TypeParam, CRbspReader>> slow{before, {}};

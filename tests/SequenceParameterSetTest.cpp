@@ -951,6 +951,22 @@ TEST_F(ReadSPSBlocks, TrustsAnArrayThatTheHostPutThere)
     EXPECT_TRUE(m_pool.calls().empty());
 }
 
+TEST_F(ReadSPSBlocks, TrustsAnArrayThatTheHostPutThereAfterARefusal)
+{
+    SpsSyntax syntax;
+    syntax.st_ref_pic_set.resize(2);
+    EXPECT_EQ(read(syntax), 0);
+    syntax.st_ref_pic_set.resize(3);
+    m_pool.failTake(1);
+    EXPECT_EQ(read(syntax), E_NO_MEMORY);
+    m_sps->pShortTermRefPicSet = static_cast<ShortTermRefPicSet*>(
+        tq_util::getMemBlock(4 * sizeof(ShortTermRefPicSet), m_pool.pool(), "host", 1));
+    m_pool.forgetCalls();
+    syntax.st_ref_pic_set.resize(4);
+    EXPECT_EQ(read(syntax), 0);
+    EXPECT_TRUE(m_pool.calls().empty());
+}
+
 TEST_F(ReadSPSBlocks, ClearsANewArrayOfSets)
 {
     SpsSyntax syntax;

@@ -678,6 +678,17 @@ TEST(ReadTileGridAgain, KeepsInsideOldTablesBesideANewLargerOne)
     EXPECT_TRUE(std::equal(tileIds.begin(), tileIds.begin() + ROOM, expected.TileId.begin()));
 }
 
+// Three rows in a picture of one CTB leave two of no height; then one row's height is read and no more.
+TEST(ReadTileGridAgain, FailsWhereAHeightIsMissingThoughWhatStoodThereAddsUp)
+{
+    CGrid grid(1, 1, 1, 3);
+    ASSERT_EQ(grid.read<CRbspReader>(), 0);
+    ASSERT_EQ(grid.rows(), (Sizes{0, 0, 1}));
+    grid.m_pps.uniform_spacing_flag = false;
+    EXPECT_EQ(grid.read<CRbspReader>(CBitWriter().ue(0)), E_BS_NOT_ENOUGH_BITS);
+    EXPECT_EQ(grid.rows(), (Sizes{1, 0, 0}));
+}
+
 // The host takes two tables of a small picture away; the next picture is larger.
 TEST(ReadTileGridAgain, KeepsInsideTheOneTableThatStayed)
 {
