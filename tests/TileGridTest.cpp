@@ -491,6 +491,8 @@ TYPED_TEST(ReadTileGrid, RefusesCountsAboveTheLimitOnItsOwn)
         {0, 0xffffffff},
         {0xffffffff, 0xffffffff},
         {0xffff, 0xffff}, // 2^32 tiles
+        {1U << 20, 4095}, // 2^32 and 4096
+        {4095, 1U << 20},
     };
     for (const Case& c : aCases) {
         SCOPED_TRACE(testing::Message() << c.num_tile_columns_minus1 << ' ' << c.num_tile_rows_minus1);
