@@ -126,4 +126,18 @@ TEST_F(HashCollision, KeepsSetsOfTwoTypesApart)
     }
 }
 
+// Two sets with forbidden_zero_bit: an error line is told once for each, not for their repeats.
+TEST_F(HashCollision, KeepsFailedSetsApart)
+{
+    Bytes one = spsUnit(0, 640);
+    one[0] |= 0x80;
+    Bytes other = spsUnit(0, 320);
+    other[0] |= 0x80;
+    other = withHash(other, hashOf(one));
+    EXPECT_FALSE(m_tables.readNalUnit(one).bSeenBefore);
+    EXPECT_FALSE(m_tables.readNalUnit(other).bSeenBefore);
+    EXPECT_TRUE(m_tables.readNalUnit(one).bSeenBefore);
+    EXPECT_TRUE(m_tables.readNalUnit(other).bSeenBefore);
+}
+
 } // namespace

@@ -282,6 +282,38 @@ TEST_F(ParameterSetTables, TellWhetherAFailureCameBefore)
     EXPECT_FALSE(m_tables.readNalUnit(cut).bSeenBefore);
 }
 
+// SPSs that cannot be read, each with other bytes behind what is looked at.
+Bytes unreadable(unsigned uiNumber, std::size_t uiSize)
+{
+    Bytes unit(uiSize);
+    unit[0] = (SPS_NUT << 1) | 0x80; // forbidden_zero_bit
+    unit[1] = 1;
+    unit[2] = static_cast<unsigned char>(uiNumber >> 8);
+    unit[3] = static_cast<unsigned char>(uiNumber);
+    return unit;
+}
+
+TEST_F(ParameterSetTables, RememberSoManyFailures)
+{
+    for (unsigned i = 0; i < 4096; ++i)
+        EXPECT_FALSE(m_tables.readNalUnit(unreadable(i, 4)).bSeenBefore);
+    EXPECT_FALSE(m_tables.readNalUnit(unreadable(4096, 4)).bSeenBefore); // forgets the others
+    EXPECT_FALSE(m_tables.readNalUnit(unreadable(0, 4)).bSeenBefore);
+    EXPECT_TRUE(m_tables.readNalUnit(unreadable(4096, 4)).bSeenBefore);
+}
+
+TEST_F(ParameterSetTables, RememberSoManyBytesOfFailures)
+{
+    constexpr std::size_t SIZE = 60000; // 17 of them in a mebibyte
+    for (unsigned i = 0; i < 17; ++i)
+        EXPECT_FALSE(m_tables.readNalUnit(unreadable(i, SIZE)).bSeenBefore);
+    EXPECT_TRUE(m_tables.readNalUnit(unreadable(0, SIZE)).bSeenBefore);
+    EXPECT_FALSE(m_tables.readNalUnit(unreadable(17, SIZE)).bSeenBefore); // forgets the others
+    EXPECT_FALSE(m_tables.readNalUnit(unreadable(0, SIZE)).bSeenBefore);
+    for (unsigned i = 0; i < 2; ++i) // too long to be remembered
+        EXPECT_FALSE(m_tables.readNalUnit(unreadable(0, 70000)).bSeenBefore);
+}
+
 TEST_F(ParameterSetTables, ReadAPpsOnlyBehindItsSps)
 {
     const ParameterSetEvent early = m_tables.readNalUnit(ppsUnit());

@@ -5,10 +5,10 @@
 #include <cstring>
 #include <functional>
 #include <new>
+#include <set>
 #include <string>
 #include <string_view>
 #include <unordered_map>
-#include <unordered_set>
 #include <utility>
 #include <vector>
 
@@ -33,8 +33,10 @@ constexpr unsigned TABLE_SIZES[] = {16, 256, 256}; // VPS, SPS, PPS: what their 
 // tables cannot be made to hold much beside their records.
 constexpr std::size_t MAX_KEPT_BYTES = std::size_t{64} << 10;
 
-// Different sets that did not come into force and are remembered; above it the memory starts anew.
+// Different sets that did not come into force are remembered, up to so many and so many bytes of them; above
+// that the memory starts anew.
 constexpr std::size_t MAX_SEEN_SETS = 4096;
+constexpr std::size_t MAX_SEEN_BYTES = std::size_t{1} << 20;
 
 constexpr char VPS_POOL_TAG_PATH[] = "StreamHost/ParameterSetTables";
 
@@ -88,15 +90,13 @@ std::size_t hashOf(std::span<const unsigned char> bytes)
     return std::hash<std::string_view>()({reinterpret_cast<const char*>(bytes.data()), bytes.size()});
 }
 
-// Of the bytes and what became of them: a PPS can fail for want of its SPS first, then for another reason.
-std::size_t hashOf(std::span<const unsigned char> bytes, const ParameterSetEvent& event)
+// What became of a set, and its bytes: a PPS can fail for want of its SPS first, then for another reason.
+std::string outcomeOf(const ParameterSetEvent& event, std::span<const unsigned char> bytes)
 {
-    std::size_t uiHash = hashOf(bytes);
-    const auto mix = [&uiHash](std::size_t uiValue) { uiHash = (uiHash ^ uiValue) * 0x9e3779b97f4a7c15U; };
-    mix(static_cast<std::size_t>(event.iRead.value_or(1)));
-    mix(static_cast<std::size_t>(event.iVerify.value_or(1)));
-    mix(std::hash<std::string_view>()(event.lastMessage));
-    return uiHash;
+    std::string outcome = std::to_string(event.iRead.value_or(1)) + ' ' + std::to_string(event.iVerify.value_or(1));
+    outcome.append(1, ' ').append(event.lastMessage).append(1, '\n');
+    outcome.append(reinterpret_cast<const char*>(bytes.data()), bytes.size());
+    return outcome;
 }
 
 VPS* createVPS(tq_util::TMemPool* pMemPool) noexcept
@@ -222,9 +222,10 @@ private:
     // which costs a reading and no more.
     std::unordered_map<std::size_t, unsigned> m_idOfHash;
 
-    // Hashes of the sets that did not come into force. Two with one hash are taken for one: what is lost
-    // is a line of text about the second.
-    std::unordered_set<std::size_t> m_seen;
+    // Outcomes of the sets that did not come into force, whole and in order: whoever makes a stream can aim
+    // at a hash.
+    std::set<std::string> m_seen;
+    std::size_t m_uiSeenBytes = 0;
 };
 
 ParameterSetEvent CParameterSetTables::Impl::readNalUnit(std::span<const unsigned char> nalUnit)
@@ -250,9 +251,18 @@ ParameterSetEvent CParameterSetTables::Impl::readNalUnit(std::span<const unsigne
 // Whether the same bytes came to the same end before.
 bool CParameterSetTables::Impl::noteUnentered(const ParameterSetEvent& event, std::span<const unsigned char> nalUnit)
 {
-    if (m_seen.size() >= MAX_SEEN_SETS)
+    std::string outcome = outcomeOf(event, nalUnit);
+    if (m_seen.contains(outcome))
+        return true;
+    if (outcome.size() > MAX_KEPT_BYTES)
+        return false;
+    if (m_seen.size() >= MAX_SEEN_SETS || m_uiSeenBytes + outcome.size() > MAX_SEEN_BYTES) {
         m_seen.clear();
-    return !m_seen.insert(hashOf(nalUnit, event)).second;
+        m_uiSeenBytes = 0;
+    }
+    m_uiSeenBytes += outcome.size();
+    m_seen.insert(std::move(outcome));
+    return false;
 }
 
 void CParameterSetTables::Impl::read(ParameterSetEvent& event, std::span<const unsigned char> nalUnit)
@@ -367,6 +377,7 @@ void CParameterSetTables::Impl::clear() noexcept
     m_pUnenteredPps.reset();
     m_idOfHash.clear();
     m_seen.clear();
+    m_uiSeenBytes = 0;
     m_ulReadings = 0;
 }
 
