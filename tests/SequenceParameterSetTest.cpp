@@ -636,6 +636,29 @@ TEST_F(ReadSPS, KeepsTheLast32BitsOfWiderPocLsbs)
     }
 }
 
+// A picture's two elements are 64 bits; so many sets of three bits put them at every place of a cache word.
+TEST_F(ReadSPS, ReadsLongTermPicturesOf64BitsWhereverTheyBegin)
+{
+    SpsSyntax syntax;
+    syntax.log2_max_pic_order_cnt_lsb_minus4 = 59;
+    for (unsigned uiSets = 63; uiSets < 63 + 64; ++uiSets) {
+        SCOPED_TRACE(uiSets);
+        syntax.st_ref_pic_set.assign(uiSets, {});
+        CBitWriter bits = writeSpsFormat(syntax);
+        bits.append(writeSpsCodingTools(syntax)).ue(uiSets);
+        for (unsigned i = 0; i < uiSets; ++i)
+            bits.append(write(syntax.st_ref_pic_set[i], i, uiSets));
+        bits.flag(true).ue(2).u(63, 0).flag(false).u(63, 0x12345678).flag(true);
+        EXPECT_EQ(read(bits.flag(false).flag(true).flag(false).flag(true).trailing()), 0);
+        EXPECT_EQ(m_sps->lt_ref_pic_poc_lsb_sps[0], 0U);
+        EXPECT_EQ(m_sps->lt_ref_pic_poc_lsb_sps[1], 0x12345678U);
+        EXPECT_EQ(m_sps->used_by_curr_pic_lt_sps_flag[0], 0);
+        EXPECT_EQ(m_sps->used_by_curr_pic_lt_sps_flag[1], 1);
+        EXPECT_TRUE(m_sps->strong_intra_smoothing_enabled_flag);
+        EXPECT_TRUE(m_sps->sps_extension_present_flag);
+    }
+}
+
 TEST_F(ReadSPS, FailsAtPocLsbsOfMoreThan64Bits)
 {
     for (const std::uint64_t ulMinus4 : {61U, 1000U, 0xfffffffbU}) {
