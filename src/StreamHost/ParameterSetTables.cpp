@@ -5,7 +5,6 @@
 #include <cstring>
 #include <functional>
 #include <new>
-#include <set>
 #include <string>
 #include <string_view>
 #include <unordered_map>
@@ -16,6 +15,7 @@
 #include "ModuleLog.h"
 #include "NalUnitFinder.h"
 #include "Rbsp.h"
+#include "SeenFailures.h"
 #include "tq_util.h"
 
 namespace h265_stream {
@@ -32,11 +32,6 @@ constexpr unsigned TABLE_SIZES[] = {16, 256, 256}; // VPS, SPS, PPS: what their 
 // Longer sets are read again each time instead of being kept to recognise their repeats, so that the
 // tables cannot be made to hold much beside their records.
 constexpr std::size_t MAX_KEPT_BYTES = std::size_t{64} << 10;
-
-// Different sets that did not come into force are remembered, up to so many and so many bytes of them; above
-// that the memory starts anew.
-constexpr std::size_t MAX_SEEN_SETS = 4096;
-constexpr std::size_t MAX_SEEN_BYTES = std::size_t{1} << 20;
 
 constexpr char VPS_POOL_TAG_PATH[] = "StreamHost/ParameterSetTables";
 
@@ -90,15 +85,6 @@ std::size_t hashOf(std::span<const unsigned char> bytes)
     return std::hash<std::string_view>()({reinterpret_cast<const char*>(bytes.data()), bytes.size()});
 }
 
-// What became of a set, and its bytes: a PPS can fail for want of its SPS first, then for another reason.
-std::string outcomeOf(const ParameterSetEvent& event, std::span<const unsigned char> bytes)
-{
-    std::string outcome = std::to_string(event.iRead.value_or(1)) + ' ' + std::to_string(event.iVerify.value_or(1));
-    outcome.append(1, ' ').append(event.lastMessage).append(1, '\n');
-    outcome.append(reinterpret_cast<const char*>(bytes.data()), bytes.size());
-    return outcome;
-}
-
 VPS* createVPS(tq_util::TMemPool* pMemPool) noexcept
 {
     void* const pBlock = tq_util::getMemBlock(sizeof(VPS), pMemPool, VPS_POOL_TAG_PATH, __LINE__);
@@ -132,7 +118,6 @@ public:
 
 private:
     void read(ParameterSetEvent& event, std::span<const unsigned char> nalUnit);
-    bool noteUnentered(const ParameterSetEvent& event, std::span<const unsigned char> nalUnit);
 
     template <class TRecord>
     using Table = std::vector<std::unique_ptr<Entry<TRecord>>>;
@@ -222,10 +207,7 @@ private:
     // which costs a reading and no more.
     std::unordered_map<std::size_t, unsigned> m_idOfHash;
 
-    // Outcomes of the sets that did not come into force, whole and in order: whoever makes a stream can aim
-    // at a hash.
-    std::set<std::string> m_seen;
-    std::size_t m_uiSeenBytes = 0;
+    CSeenFailures m_seenFailures;
 };
 
 ParameterSetEvent CParameterSetTables::Impl::readNalUnit(std::span<const unsigned char> nalUnit)
@@ -244,25 +226,8 @@ ParameterSetEvent CParameterSetTables::Impl::readNalUnit(std::span<const unsigne
     if (!event.bPassedOver)
         read(event, nalUnit);
     const bool bUnentered = event.bPassedOver || m_pUnenteredVps || m_pUnenteredSps || m_pUnenteredPps;
-    event.bSeenBefore = bUnentered && isParameterSet(event.header.nal_unit_type) && noteUnentered(event, nalUnit);
+    event.bSeenBefore = bUnentered && isParameterSet(event.header.nal_unit_type) && m_seenFailures.note(event, nalUnit);
     return event;
-}
-
-// Whether the same bytes came to the same end before.
-bool CParameterSetTables::Impl::noteUnentered(const ParameterSetEvent& event, std::span<const unsigned char> nalUnit)
-{
-    std::string outcome = outcomeOf(event, nalUnit);
-    if (m_seen.contains(outcome))
-        return true;
-    if (outcome.size() > MAX_KEPT_BYTES)
-        return false;
-    if (m_seen.size() >= MAX_SEEN_SETS || m_uiSeenBytes + outcome.size() > MAX_SEEN_BYTES) {
-        m_seen.clear();
-        m_uiSeenBytes = 0;
-    }
-    m_uiSeenBytes += outcome.size();
-    m_seen.insert(std::move(outcome));
-    return false;
 }
 
 void CParameterSetTables::Impl::read(ParameterSetEvent& event, std::span<const unsigned char> nalUnit)
@@ -376,8 +341,7 @@ void CParameterSetTables::Impl::clear() noexcept
     m_pUnenteredSps.reset();
     m_pUnenteredPps.reset();
     m_idOfHash.clear();
-    m_seen.clear();
-    m_uiSeenBytes = 0;
+    m_seenFailures.clear();
     m_ulReadings = 0;
 }
 
