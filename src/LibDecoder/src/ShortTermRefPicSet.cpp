@@ -28,8 +28,8 @@ constexpr int addWrapping(int iLeft, int iRight) noexcept
 }
 
 // The reference set as it stands before the derivation, which may write over it, and the flags that
-// inter prediction codes for its entries: all 256 that a count can name. Where none was coded,
-// use_delta_flag of the entries that a set keeps is 0, and no other flag is looked at.
+// inter prediction codes for its entries: all 256 that a count can name. Where none was coded, those of
+// the entries that a set keeps are 0 and the others are not looked at.
 struct InterPrediction
 {
     unsigned NumNegativePics;
@@ -142,7 +142,8 @@ int readPredicted(SPS* sps, ShortTermRefPicSet* strps, int stRpsIdx, CBitWindow<
 
     // delta_idx can wrap to 0: the set being read is then its own, empty, reference.
     const ShortTermRefPicSet& ref = RefRpsIdx == stRpsIdx ? *strps : sps->pShortTermRefPicSet[RefRpsIdx];
-    InterPrediction reference; // of the flags only use_delta_flag of stored entries is looked at uncoded
+    InterPrediction reference; // of the flags only those of stored entries are looked at uncoded
+    std::memset(reference.used_by_curr_pic_flag, 0, MAX_REF_PICS);
     std::memset(reference.use_delta_flag, 0, MAX_REF_PICS);
     reference.NumNegativePics = ref.NumNegativePics;
     reference.NumDeltaPocs = ref.NumDeltaPocs;
