@@ -68,6 +68,16 @@ protected:
         return readSPS(m_sps, &bs, m_pool.pool());
     }
 
+    // Reads two sets, then is refused room for three.
+    void refuseLargerSets(SpsSyntax& syntax)
+    {
+        syntax.st_ref_pic_set.resize(2);
+        EXPECT_EQ(read(syntax), 0);
+        syntax.st_ref_pic_set.resize(3);
+        m_pool.failTake(1);
+        EXPECT_EQ(read(syntax), E_NO_MEMORY);
+    }
+
     CTestPool m_pool;
     CLogCatcher m_log;
     SPS* m_sps;
@@ -948,11 +958,7 @@ TEST_F(ReadSPSBlocks, ReplacesTheSetsWhenTheyGrow)
 TEST_F(ReadSPSBlocks, StaysWholeWhenTheLargerSetsAreRefused)
 {
     SpsSyntax syntax;
-    syntax.st_ref_pic_set.resize(2);
-    EXPECT_EQ(read(syntax), 0);
-    syntax.st_ref_pic_set.resize(3);
-    m_pool.failTake(1);
-    EXPECT_EQ(read(syntax), E_NO_MEMORY);
+    refuseLargerSets(syntax);
     EXPECT_EQ(m_sps->pShortTermRefPicSet, nullptr);
     EXPECT_TRUE(m_log.lines().empty());
     m_pool.forgetCalls();
@@ -977,11 +983,7 @@ TEST_F(ReadSPSBlocks, TrustsAnArrayThatTheHostPutThere)
 TEST_F(ReadSPSBlocks, TrustsAnArrayThatTheHostPutThereAfterARefusal)
 {
     SpsSyntax syntax;
-    syntax.st_ref_pic_set.resize(2);
-    EXPECT_EQ(read(syntax), 0);
-    syntax.st_ref_pic_set.resize(3);
-    m_pool.failTake(1);
-    EXPECT_EQ(read(syntax), E_NO_MEMORY);
+    refuseLargerSets(syntax);
     m_sps->pShortTermRefPicSet = static_cast<ShortTermRefPicSet*>(
         tq_util::getMemBlock(4 * sizeof(ShortTermRefPicSet), m_pool.pool(), "host", 1));
     m_pool.forgetCalls();
