@@ -40,6 +40,9 @@ public:
     /// How many bytes there are to be read, as far as that is known in advance: not of a pipe, nor of a
     /// file that is made up as it is read. The source can turn out shorter or longer all the same.
     [[nodiscard]] virtual std::optional<std::uint64_t> size() const { return std::nullopt; }
+
+    /// Whether the next piece has to be waited for: a pipe that has no bytes at the moment.
+    [[nodiscard]] virtual bool stalls() { return false; }
 };
 
 /// Opens a file, "-" standing for standard input. Throws CSourceError for what cannot be opened or is

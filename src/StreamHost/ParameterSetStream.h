@@ -4,68 +4,35 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
-#include <optional>
-#include <span>
-#include <string>
-#include <string_view>
+#include <vector>
 
-#include "NalUnit.h"
-
-namespace h265_codec {
-struct VPS;
-struct SPS;
-struct PPS;
-} // namespace h265_codec
+#include "ParameterSetEvent.h"
+#include "StreamOptions.h"
 
 namespace h265_stream {
 
-/// Which of the module's bit readers reads the payloads.
-enum class EBitReader
+/// An SPS was replaced, and PPSs that were read against the old one were not sent again.
+struct StalePps
 {
-    Rbsp,   // CRbspReader: every bit in order, for streams as encoders write them
-    Decoder // CBitStreamReader: the decoder's own, its refill included
-};
-
-/// How parameter sets are read and kept.
-struct StreamOptions
-{
-    EBitReader eReader = EBitReader::Rbsp;
-    int iLogLevel = 0;            // of the lines that events have: 0 and 1 all, 2 errors, 3 none
-    bool bEnterUnverified = true; // enter sets that the decoder does not support into the tables too
-    std::uint64_t ulPoolBytes = std::uint64_t{256} << 20; // budget of the records' pool, 0: none
-};
-
-/// One VPS, SPS or PPS NAL unit, in stream order, and what became of it. Valid during the call only.
-struct ParameterSetEvent
-{
-    NalUnitHeader header;   // nal_unit_type is VPS_NUT, SPS_NUT or PPS_NUT
-    std::uint64_t ulOffset; // of the NAL unit header in the stream
-    std::uint64_t ulSize;   // bytes, header included; neither start code nor trailing zero bytes
-    bool bPassedOver;       // of another layer, or damaged (forbidden_zero_bit is set): not read
-    bool bRepeat;     // the same bytes as the set in force under its id (of a PPS: and the same SPS): not read again
-    bool bSeenBefore; // of one that did not come into force: the same bytes came to the same end before. Read again
-    std::uint64_t ulReading;    // number of the reading that made the record: the same for its repeats, new for each
-                                // other one; 0 when passed over
-    std::optional<int> iRead;   // result of readVPS, readSPS or readPPS; none when passed over
-    std::optional<int> iVerify; // result of verify…; none unless iRead is 0
-    std::span<const std::string> logLines; // of the module, without their newlines; a repeat's are those of its reading
-    std::string_view lastMessage; // the module's last line without its level, whatever the log level; empty without any
-    const h265_codec::VPS* vps;   // the record of the matching type when iRead is 0, else all null
-    const h265_codec::SPS* sps;
-    const h265_codec::PPS* pps;
-    const h265_codec::SPS* spsOfPps; // of a PPS: the SPS that it was read against
+    unsigned uiSpsId;
+    std::uint64_t ulSpsOffset;    // of the SPS that took the place
+    std::vector<unsigned> ppsIds; // ascending; their tile tables are of the old picture
 };
 
 /// What a stream held, after its end.
 struct StreamSummary
 {
-    std::uint64_t ulBytes = 0;         // of the whole stream
+    std::uint64_t ulBytes = 0;         // how far the stream was gone through
     std::uint64_t ulNalUnits = 0;      // of any type
     std::uint64_t ulParameterSets = 0; // events delivered
-    std::uint64_t ulPassedOver = 0;    // of another layer
-    std::uint64_t ulNotRead = 0;       // iRead is not 0, or forbidden_zero_bit is set
-    std::uint64_t ulNotSupported = 0;  // iRead is 0, iVerify is not
-    bool bStopped = false;             // the sink asked for an end
+    std::uint64_t ulVps = 0;           // of layer 0 and sound NAL unit header, read or not
+    std::uint64_t ulSps = 0;
+    std::uint64_t ulPps = 0;
+    std::uint64_t ulPassedOver = 0;   // of another layer
+    std::uint64_t ulNotRead = 0;      // iRead is not 0, refused, cut off, or forbidden_zero_bit is set
+    std::uint64_t ulNotSupported = 0; // iRead is 0, iVerify is not
+    bool bStopped = false;            // the sink asked for an end
+    std::vector<StalePps> stale;      // in stream order of the SPSs
 };
 
 /// Receives the parameter sets of a stream; false ends the reading.

@@ -5,7 +5,8 @@
 #include <memory>
 #include <span>
 
-#include "ParameterSetStream.h"
+#include "ParameterSetEvent.h"
+#include "StreamOptions.h"
 
 namespace h265_stream {
 

@@ -5,7 +5,7 @@
 #include <span>
 #include <string>
 
-#include "ParameterSetStream.h"
+#include "ParameterSetEvent.h"
 
 namespace h265_stream {
 
