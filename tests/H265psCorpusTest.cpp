@@ -22,9 +22,13 @@ void compareSyntax(const Json& syntax, const Json& record, const std::string& ty
     const bool bLayerSets = type == "VPS" && record["vps_num_layer_sets_minus1"] != 0;
     const bool bTiming = type == "VPS" && record["vps_timing_info_present_flag"] == true;
     const bool bVui = type == "SPS" && record["vui_parameters_present_flag"] == true;
+    bool bExtension = false; // of a VPS, with profiles of its own
     const std::regex indexed("([A-Za-z0-9_]+)\\[([0-9]+)\\]");
     for (const Json& element : syntax) {
         const std::string name = element[0];
+        if (bExtension)
+            break;
+        bExtension = name == "vps_extension_flag";
         if ((bLayerSets && name == "vps_timing_info_present_flag") ||
             ((bLayerSets || bTiming) && name == "vps_extension_flag") || (bVui && name == "sps_extension_present_flag"))
             continue;
@@ -34,6 +38,10 @@ void compareSyntax(const Json& syntax, const Json& record, const std::string& ty
         const Json& owner = record.contains("ptl") && record["ptl"].contains(field) ? record["ptl"] : record;
         if (!owner.contains(field))
             continue;
+        if (bIndexed && std::stoul(match[2].str()) >= owner[field].size()) {
+            EXPECT_EQ(owner[field].size(), 5U) << name; // sub-layers that the record drops
+            continue;
+        }
         const Json value = bIndexed ? owner[field].at(std::stoul(match[2].str())) : owner[field];
         if (value.is_object() || value.is_array())
             continue;
@@ -99,7 +107,7 @@ TEST(H265psCorpus, JsonAgreesWithTheTraceOfEveryStream)
         if (entry.path().extension() == ".hevc")
             names.push_back(entry.path().stem());
     }
-    ASSERT_GT(names.size(), 100U);
+    ASSERT_EQ(names.size(), 147U);
     std::size_t uiLists = 0;
     for (const std::string& name : names) {
         SCOPED_TRACE(name);
@@ -116,7 +124,7 @@ TEST(H265psCorpus, JsonAgreesWithTheTraceOfEveryStream)
             for (const char* pField : {"offset", "size", "nal_unit_type", "nuh_layer_id"})
                 EXPECT_EQ(set[pField], traced[pField]) << pField;
             EXPECT_EQ(set["nuh_temporal_id_plus1"], traced["temporal_id"].get<int>() + 1);
-            if (traced["trace"] != "full")
+            if (traced["trace"] != "full" || traced["nuh_layer_id"] != 0)
                 continue;
             ASSERT_EQ(set["read"], 0);
             compareSyntax(traced["syntax"], set["record"], set["type"]);

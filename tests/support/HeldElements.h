@@ -4,6 +4,7 @@
 #include <map>
 #include <set>
 #include <string>
+#include <string_view>
 
 #include "DecParameterSetReader.h"
 
@@ -42,26 +43,45 @@ using FieldMap = std::map<std::string, Field<TRecord>, std::less<>>;
         HELD_AS(TRecord, "general_level_idc", r.ptl.general_level_idc),                                                \
         HELD_AS(TRecord, "sub_layer_profile_present_flag", r.ptl.sub_layer_profile_present_flag[i]),                   \
         HELD_AS(TRecord, "sub_layer_level_present_flag", r.ptl.sub_layer_level_present_flag[i]),                       \
+        HELD_AS(TRecord, "sub_layer_profile_space", r.ptl.sub_layer_profile_space[i]),                                 \
+        HELD_AS(TRecord, "sub_layer_tier_flag", r.ptl.sub_layer_tier_flag[i]),                                         \
+        HELD_AS(TRecord, "sub_layer_profile_idc", r.ptl.sub_layer_profile_idc[i]),                                     \
+        HELD_AS(TRecord, "sub_layer_progressive_source_flag", r.ptl.sub_layer_progressive_source_flag[i]),             \
+        HELD_AS(TRecord, "sub_layer_interlaced_source_flag", r.ptl.sub_layer_interlaced_source_flag[i]),               \
+        HELD_AS(TRecord, "sub_layer_non_packed_constraint_flag", r.ptl.sub_layer_non_packed_constraint_flag[i]),       \
+        HELD_AS(TRecord, "sub_layer_frame_only_constraint_flag", r.ptl.sub_layer_frame_only_constraint_flag[i]),       \
         HELD_AS(TRecord, "sub_layer_level_idc", r.ptl.sub_layer_level_idc[i])
 
-// Elements of 7.3.3 that the records do not hold.
+// Elements of 7.3.3 that the records do not hold, without the "general_" or "sub_layer_" before them.
 inline const std::set<std::string, std::less<>> NOT_HELD = {
-    "general_max_12bit_constraint_flag",
-    "general_max_10bit_constraint_flag",
-    "general_max_8bit_constraint_flag",
-    "general_max_422chroma_constraint_flag",
-    "general_max_420chroma_constraint_flag",
-    "general_max_monochrome_constraint_flag",
-    "general_intra_constraint_flag",
-    "general_one_picture_only_constraint_flag",
-    "general_lower_bit_rate_constraint_flag",
-    "general_inbld_flag",
-    "general_reserved_zero_7bits",
-    "general_reserved_zero_34bits",
-    "general_reserved_zero_35bits",
-    "general_reserved_zero_43bits",
+    "max_14bit_constraint_flag",
+    "max_12bit_constraint_flag",
+    "max_10bit_constraint_flag",
+    "max_8bit_constraint_flag",
+    "max_422chroma_constraint_flag",
+    "max_420chroma_constraint_flag",
+    "max_monochrome_constraint_flag",
+    "intra_constraint_flag",
+    "one_picture_only_constraint_flag",
+    "lower_bit_rate_constraint_flag",
+    "inbld_flag",
+    "reserved_zero_7bits",
+    "reserved_zero_33bits",
+    "reserved_zero_34bits",
+    "reserved_zero_35bits",
+    "reserved_zero_43bits",
+    "reserved_zero_bit",
     "reserved_zero_2bits",
 };
+
+inline bool isNotHeld(std::string_view name)
+{
+    for (const std::string_view front : {"general_", "sub_layer_"}) {
+        if (name.starts_with(front) && NOT_HELD.contains(name.substr(front.size())))
+            return true;
+    }
+    return name == "reserved_zero_2bits";
+}
 
 // Elements that are compared by what becomes of them, the scaling matrices.
 inline const std::set<std::string, std::less<>> COMPARED_AS_MATRICES = {
