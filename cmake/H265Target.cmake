@@ -1,33 +1,41 @@
 # What every target of the project has in common, in one interface target linked PRIVATE.
 
-add_library(H265BuildFlags INTERFACE)
-target_compile_features(H265BuildFlags INTERFACE cxx_std_20)
-target_compile_options(H265BuildFlags INTERFACE -Wall -Wextra -Wpedantic -Wconversion -Wshadow)
+add_library(h265ps_BuildFlags INTERFACE)
+add_library(H265ParameterSets::BuildFlags ALIAS h265ps_BuildFlags)
+target_compile_features(h265ps_BuildFlags INTERFACE cxx_std_20)
+target_compile_options(h265ps_BuildFlags INTERFACE -Wall -Wextra -Wpedantic -Wconversion -Wshadow)
 if(H265PS_WARNINGS_AS_ERRORS)
-    target_compile_options(H265BuildFlags INTERFACE -Werror)
+    target_compile_options(h265ps_BuildFlags INTERFACE -Werror)
 endif()
 if(H265PS_SANITIZE)
-    target_compile_options(H265BuildFlags INTERFACE
+    target_compile_options(h265ps_BuildFlags INTERFACE
         -fsanitize=${H265PS_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
-    target_link_options(H265BuildFlags INTERFACE -fsanitize=${H265PS_SANITIZE})
+    target_link_options(h265ps_BuildFlags INTERFACE -fsanitize=${H265PS_SANITIZE})
 endif()
 if(H265PS_COVERAGE)
-    target_compile_options(H265BuildFlags INTERFACE -fprofile-instr-generate -fcoverage-mapping)
-    target_link_options(H265BuildFlags INTERFACE -fprofile-instr-generate)
+    target_compile_options(h265ps_BuildFlags INTERFACE -fprofile-instr-generate -fcoverage-mapping)
+    target_link_options(h265ps_BuildFlags INTERFACE -fprofile-instr-generate)
 endif()
 
 set(H265PS_LIBRARIES "" CACHE INTERNAL "libraries to install")
 
-# h265_add_library(NAME SOURCES ... PUBLIC_HEADERS ... [LINK ...])
-# A static library with the name H265ParameterSets::NAME inside and outside the project.
+# h265_add_library(NAME SOURCES ... PUBLIC_HEADERS ... [LINK ...] [OUTPUT_NAME ...])
+# A static library with the name H265ParameterSets::NAME inside and outside the project. The real target is
+# h265ps_NAME, so that it clashes with no target of a parent project, and the file is libh265ps-NAME, with
+# NAME in lower case and its words apart (or OUTPUT_NAME).
 function(h265_add_library NAME)
-    cmake_parse_arguments(PARSE_ARGV 1 ARG "" "" "SOURCES;PUBLIC_HEADERS;LINK")
-    add_library(${NAME} STATIC ${ARG_SOURCES})
-    add_library(H265ParameterSets::${NAME} ALIAS ${NAME})
-    target_sources(${NAME} PUBLIC FILE_SET HEADERS FILES ${ARG_PUBLIC_HEADERS})
-    target_compile_features(${NAME} PUBLIC cxx_std_20)
-    target_link_libraries(${NAME} PUBLIC ${ARG_LINK} PRIVATE $<BUILD_INTERFACE:H265BuildFlags>)
-    set_target_properties(${NAME} PROPERTIES CXX_EXTENSIONS OFF VERIFY_INTERFACE_HEADER_SETS ON
-        POSITION_INDEPENDENT_CODE ON)
-    set(H265PS_LIBRARIES ${H265PS_LIBRARIES} ${NAME} CACHE INTERNAL "libraries to install")
+    cmake_parse_arguments(PARSE_ARGV 1 ARG "" "OUTPUT_NAME" "SOURCES;PUBLIC_HEADERS;LINK")
+    if(NOT ARG_OUTPUT_NAME)
+        string(REGEX REPLACE "([a-z0-9])([A-Z])" "\\1-\\2" ARG_OUTPUT_NAME "${NAME}")
+        string(TOLOWER "${ARG_OUTPUT_NAME}" ARG_OUTPUT_NAME)
+    endif()
+    set(TARGET h265ps_${NAME})
+    add_library(${TARGET} STATIC ${ARG_SOURCES})
+    add_library(H265ParameterSets::${NAME} ALIAS ${TARGET})
+    target_sources(${TARGET} PUBLIC FILE_SET HEADERS FILES ${ARG_PUBLIC_HEADERS})
+    target_compile_features(${TARGET} PUBLIC cxx_std_20)
+    target_link_libraries(${TARGET} PUBLIC ${ARG_LINK} PRIVATE $<BUILD_INTERFACE:h265ps_BuildFlags>)
+    set_target_properties(${TARGET} PROPERTIES CXX_EXTENSIONS OFF VERIFY_INTERFACE_HEADER_SETS ON
+        POSITION_INDEPENDENT_CODE ON EXPORT_NAME ${NAME} OUTPUT_NAME h265ps-${ARG_OUTPUT_NAME})
+    set(H265PS_LIBRARIES ${H265PS_LIBRARIES} ${TARGET} CACHE INTERNAL "libraries to install")
 endfunction()
