@@ -6,7 +6,10 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <memory>
+#include <optional>
 #include <string>
+#include <system_error>
 #include <thread>
 #include <vector>
 
@@ -189,11 +192,129 @@ TEST_F(ByteSource, ReadsStandardInputFromAPipe)
         const CStandardInput input(aiPipe[0]);
         std::thread writer(writeInPieces, aiPipe[1], std::cref(bytes), uiPiece);
         const auto pSource = openByteSource("-");
+        while (pSource->growHead()) {
+        }
         const auto head = pSource->head();
         EXPECT_TRUE(std::ranges::equal(head, std::span(bytes).first(4096)));
         EXPECT_EQ(readAll(*pSource), bytes);
         writer.join();
     }
+}
+
+// A pipe that is standard input, and that the test writes to.
+class StalledPipe : public testing::Test
+{
+protected:
+    void SetUp() override
+    {
+        int aiPipe[2] = {};
+        ASSERT_EQ(::pipe(aiPipe), 0);
+        m_pInput.reset();
+        m_pInput.emplace(aiPipe[0]);
+        m_iOurEnd = aiPipe[1];
+        m_pSource = openByteSource("-");
+    }
+    void TearDown() override { close(); }
+
+    void send(const Bytes& bytes) const
+    {
+        ASSERT_EQ(::write(m_iOurEnd, bytes.data(), bytes.size()), static_cast<ssize_t>(bytes.size()));
+    }
+    void close()
+    {
+        if (m_iOurEnd >= 0)
+            ::close(m_iOurEnd);
+        m_iOurEnd = -1;
+    }
+    Bytes next() const
+    {
+        const auto piece = m_pSource->next();
+        return {piece.begin(), piece.end()};
+    }
+    Bytes head() const
+    {
+        const auto piece = m_pSource->head();
+        return {piece.begin(), piece.end()};
+    }
+
+    std::optional<CStandardInput> m_pInput;
+    int m_iOurEnd = -1;
+    std::unique_ptr<CByteSource> m_pSource;
+};
+
+TEST_F(StalledPipe, ShowsTheHeadThatIsThereAndMoreOfItOnDemand)
+{
+    send({1, 2, 3});
+    EXPECT_EQ(head(), (Bytes{1, 2, 3}));
+    send({4});
+    EXPECT_EQ(head(), (Bytes{1, 2, 3})); // it does not move by itself
+    EXPECT_TRUE(m_pSource->growHead());
+    EXPECT_EQ(head(), (Bytes{1, 2, 3, 4}));
+    send({5});
+    EXPECT_EQ(next(), (Bytes{1, 2, 3, 4, 5}));
+    EXPECT_FALSE(m_pSource->growHead());
+    EXPECT_EQ(head(), (Bytes{1, 2, 3, 4, 5}));
+    send({6});
+    EXPECT_EQ(next(), (Bytes{6}));
+    EXPECT_EQ(head(), (Bytes{1, 2, 3, 4, 5}));
+}
+
+TEST_F(StalledPipe, TheHeadEndsWithTheStreamOrAt4096Bytes)
+{
+    send({1});
+    close();
+    EXPECT_EQ(head(), (Bytes{1}));
+    EXPECT_FALSE(m_pSource->growHead());
+    EXPECT_EQ(next(), (Bytes{1}));
+    EXPECT_EQ(next(), Bytes());
+    SetUp();
+    send(patternOf(4095));
+    EXPECT_EQ(head().size(), 4095U);
+    send(patternOf(10));
+    EXPECT_TRUE(m_pSource->growHead());
+    EXPECT_EQ(head().size(), 4096U);
+    EXPECT_FALSE(m_pSource->growHead());
+    EXPECT_EQ(next().size(), 4105U);
+}
+
+TEST_F(StalledPipe, StallsWhenItHasNoBytesAndHasNotEnded)
+{
+    EXPECT_TRUE(m_pSource->stalls());
+    send({1, 2});
+    EXPECT_FALSE(m_pSource->stalls());
+    EXPECT_EQ(head(), (Bytes{1, 2}));
+    EXPECT_FALSE(m_pSource->stalls()); // the head waits to be handed out
+    EXPECT_EQ(next(), (Bytes{1, 2}));
+    EXPECT_TRUE(m_pSource->stalls());
+    close();
+    EXPECT_FALSE(m_pSource->stalls());
+    EXPECT_EQ(next(), Bytes());
+    EXPECT_FALSE(m_pSource->stalls());
+}
+
+TEST_F(StalledPipe, ItsSmallWritesBecomeOnePiece)
+{
+    for (unsigned char i = 0; i < 100; ++i)
+        send({i});
+    EXPECT_EQ(next().size(), 100U);
+    for (unsigned char i = 0; i < 100; ++i)
+        send({i});
+    EXPECT_EQ(next().size(), 100U);
+    close();
+    EXPECT_EQ(next(), Bytes());
+}
+
+TEST_F(ByteSource, AFileNeverStalls)
+{
+    const auto pSource = openByteSource(writeFile("file", patternOf(300000)));
+    do
+        EXPECT_FALSE(pSource->stalls());
+    while (!pSource->next().empty());
+    EXPECT_FALSE(pSource->stalls());
+    const Bytes bytes = patternOf(10);
+    const auto pMemory = makeByteSource(bytes);
+    EXPECT_FALSE(pMemory->stalls());
+    EXPECT_FALSE(pMemory->growHead());
 }
 
 TEST_F(ByteSource, ReadsStandardInputThatDoesNotBlock)
@@ -238,14 +359,60 @@ TEST_F(ByteSource, ReadsANamedPipe)
     writer.join();
 }
 
-TEST_F(ByteSource, EndsEarlyWhenItsFileIsCut)
+TEST_F(ByteSource, SaysThatItsFileWasCut)
 {
     const std::string name = writeFile("file", patternOf(2000000));
     const auto pSource = openByteSource(name);
     const std::size_t uiFirst = pSource->next().size();
-    std::filesystem::resize_file(name, 10);
-    EXPECT_EQ(readAll(*pSource).size(), 0U);
     EXPECT_GT(uiFirst, 0U);
+    std::filesystem::resize_file(name, 10);
+    for (unsigned i = 0; i < 2; ++i) {
+        try {
+            (void)pSource->next();
+            ADD_FAILURE() << "no error";
+        } catch (const CSourceError& error) {
+            EXPECT_STREQ(error.what(), "the file was cut while it was read: it had 2000000 bytes, now 10");
+            EXPECT_EQ(error.offset(), uiFirst);
+        }
+    }
+}
+
+TEST_F(ByteSource, AFileCutToWhereTheReadingStandsIsCutToo)
+{
+    const std::string name = writeFile("file", patternOf(2000000));
+    const auto pSource = openByteSource(name);
+    const std::size_t uiFirst = pSource->next().size();
+    std::filesystem::resize_file(name, uiFirst);
+    EXPECT_THROW((void)pSource->next(), CSourceError);
+}
+
+TEST_F(ByteSource, AFileCutBehindItsLastByteReadIsWhole)
+{
+    const std::string name = writeFile("file", patternOf(1000));
+    const auto pSource = openByteSource(name);
+    EXPECT_EQ(pSource->next().size(), 1000U);
+    std::filesystem::resize_file(name, 10);
+    EXPECT_TRUE(pSource->next().empty());
+}
+
+TEST_F(ByteSource, AFileThatGrowsIsReadToItsEnd)
+{
+    const std::string name = writeFile("file", patternOf(1000));
+    const auto pSource = openByteSource(name);
+    std::size_t uiRead = pSource->next().size();
+    std::ofstream(name, std::ios::binary | std::ios::app) << std::string(500, 'x');
+    uiRead += readAll(*pSource).size();
+    EXPECT_EQ(uiRead, 1500U);
+}
+
+// The kernel says 4096 bytes of each of these files, whatever they hold.
+TEST_F(ByteSource, AFileThatTellsTooLargeASizeEndsWhereItEnds)
+{
+    const std::string name = "/sys/kernel/mm/transparent_hugepage/enabled";
+    std::error_code error;
+    if (std::filesystem::file_size(name, error) != 4096U || error)
+        GTEST_SKIP() << "no such file here";
+    EXPECT_LT(readAll(*openByteSource(name)).size(), 4096U);
 }
 
 // The hole is two gibibytes of zeros: the search must not slow down on them, and nothing be kept.

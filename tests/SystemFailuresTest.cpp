@@ -285,6 +285,28 @@ TEST_F(FailingInput, IsWaitedForWhenItHasNoBytesYet)
     EXPECT_TRUE(g_pollErrors.empty());
 }
 
+TEST_F(FailingInput, HandsOutWhatItHasWhenBytesAreAnnouncedAndDoNotCome)
+{
+    g_readErrors = {0, EAGAIN};
+    const auto pSource = openByteSource("-");
+    EXPECT_EQ(pSource->next().size(), 5U);
+    EXPECT_TRUE(g_readErrors.empty());
+    EXPECT_TRUE(pSource->next().empty());
+}
+
+TEST_F(FailingInput, HandsOutWhatItReadInFrontOfAnError)
+{
+    g_readErrors = {0, EIO};
+    const auto pSource = openByteSource("-");
+    EXPECT_EQ(pSource->head().size(), 5U);
+    EXPECT_FALSE(pSource->growHead());
+    EXPECT_FALSE(pSource->stalls());
+    EXPECT_EQ(pSource->next().size(), 5U);
+    EXPECT_FALSE(pSource->stalls());
+    EXPECT_THROW((void)pSource->next(), CSourceError);
+    EXPECT_THROW((void)pSource->next(), CSourceError);
+}
+
 TEST_F(FailingInput, TellsTheReasonAndHowFarItGot)
 {
     g_readErrors = {EIO};
@@ -295,8 +317,8 @@ TEST_F(FailingInput, TellsTheReasonAndHowFarItGot)
 
 TEST_F(FailingInput, TellsWhyItCannotBeWaitedFor)
 {
-    g_readErrors = {0, EAGAIN};
-    g_pollErrors = {ENOMEM};
+    g_readErrors = {0, EAGAIN, EAGAIN};
+    g_pollErrors = {0, ENOMEM};
     expectError("Cannot allocate memory", 5);
 }
 

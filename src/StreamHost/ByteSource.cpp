@@ -62,12 +62,14 @@ public:
             throw CSourceError(reasonOf(errno), 0);
         if (S_ISDIR(status.st_mode))
             throw CSourceError(reasonOf(EISDIR), 0);
-        if (!S_ISREG(status.st_mode))
+        m_bRegular = S_ISREG(status.st_mode);
+        if (!m_bRegular)
             return;
         // Standard input can stand anywhere.
         const off_t iPosition = ::lseek(m_fd.get(), 0, SEEK_CUR);
         if (iPosition >= 0 && status.st_size > iPosition)
             m_ulSize = static_cast<std::uint64_t>(status.st_size - iPosition);
+        m_iFileSize = status.st_size;
         (void)::posix_fadvise(m_fd.get(), 0, 0, POSIX_FADV_SEQUENTIAL); // advice only
     }
 
@@ -75,48 +77,99 @@ public:
 
     std::span<const unsigned char> next() override
     {
-        readHead();
-        if (!m_bHeadTaken) {
-            m_bHeadTaken = true;
-            return {m_pBuffer.get(), m_uiFirst};
-        }
-        return {m_pBuffer.get(), readSome(0)};
+        if (m_bHeadTaken)
+            m_uiFilled = 0;
+        fill();
+        keepHead();
+        m_bHeadTaken = true;
+        return {m_pBuffer.get(), m_uiFilled};
     }
 
     std::span<const unsigned char> head() override
     {
-        readHead();
-        return {m_aucHead, std::min(m_uiFirst, HEAD_BYTES)};
+        if (m_uiFilled == 0)
+            (void)growHead();
+        return {m_aucHead, m_uiHead};
+    }
+
+    bool growHead() override
+    {
+        if (m_bHeadTaken || m_uiHead == HEAD_BYTES || !readSome(EWait::Yes))
+            return false;
+        keepHead();
+        return true;
+    }
+
+    [[nodiscard]] bool stalls() override
+    {
+        const bool bHeadIsNext = !m_bHeadTaken && m_uiFilled != 0;
+        return !bHeadIsNext && !m_bRegular && !m_bEnded && m_failure.empty() && !bytesAreThere();
     }
 
 private:
-    // The first piece is as long as the head at least, however the bytes of a pipe come in.
-    void readHead()
+    enum class EWait
     {
-        if (m_bHeadRead)
+        No,
+        Yes
+    };
+
+    void keepHead()
+    {
+        if (m_bHeadTaken)
             return;
-        std::size_t uiRead = 0;
-        while (m_uiFirst < HEAD_BYTES && (uiRead = readSome(m_uiFirst)) != 0)
-            m_uiFirst += uiRead;
-        std::copy_n(m_pBuffer.get(), std::min(m_uiFirst, HEAD_BYTES), m_aucHead);
-        m_bHeadRead = true;
+        m_uiHead = std::min(m_uiFilled, HEAD_BYTES);
+        std::copy_n(m_pBuffer.get(), m_uiHead, m_aucHead);
     }
 
-    // Reads behind the first uiKept bytes of the buffer; 0 at the end.
-    std::size_t readSome(std::size_t uiKept)
+    // Waits for the first bytes, and takes along what comes without waiting: a pipe that is written to in
+    // small pieces is searched in large ones.
+    void fill()
     {
-        for (;;) {
-            const ssize_t iRead = ::read(m_fd.get(), m_pBuffer.get() + uiKept, PIECE_BYTES - uiKept);
-            if (iRead >= 0) {
-                m_ulOffset += static_cast<std::uint64_t>(iRead);
-                return static_cast<std::size_t>(iRead);
-            }
+        bool bMore = m_uiFilled != 0 || readSome(EWait::Yes);
+        while (bMore && !m_bRegular && m_uiFilled < PIECE_BYTES)
+            bMore = bytesAreThere() && readSome(EWait::No);
+    }
+
+    // Reads behind what the buffer holds: false at the end, or when that has to be waited for. What fails
+    // behind bytes that are held is thrown when they are handed out.
+    bool readSome(EWait eWait)
+    {
+        while (m_failure.empty() && !m_bEnded) {
+            const ssize_t iRead = ::read(m_fd.get(), m_pBuffer.get() + m_uiFilled, PIECE_BYTES - m_uiFilled);
             const int iErrno = errno;
-            if (iErrno == EAGAIN || iErrno == EWOULDBLOCK) // coverage: one number with two names on Linux
+            if (iRead > 0) {
+                m_uiFilled += static_cast<std::size_t>(iRead);
+                m_ulOffset += static_cast<std::uint64_t>(iRead);
+                return true;
+            }
+            if (iRead == 0)
+                end();
+            else if (iErrno == EAGAIN || iErrno == EWOULDBLOCK) { // coverage: one number with two names on Linux
+                if (eWait == EWait::No)
+                    return false;
                 waitForBytes();
-            else if (iErrno != EINTR)
-                throw CSourceError(reasonOf(iErrno), m_ulOffset);
+            } else if (iErrno != EINTR)
+                m_failure = reasonOf(iErrno);
         }
+        if (!m_failure.empty() && m_uiFilled == 0)
+            throw CSourceError(m_failure, m_ulOffset);
+        return false;
+    }
+
+    // Files of the kernel's own can end in front of the size that they tell, and keep telling it.
+    void end()
+    {
+        m_bEnded = true;
+        struct stat status = {};
+        if (m_ulOffset < m_ulSize.value_or(0) && ::fstat(m_fd.get(), &status) == 0 && status.st_size < m_iFileSize)
+            m_failure = "the file was cut while it was read: it had " + std::to_string(m_iFileSize) + " bytes, now " +
+                        std::to_string(status.st_size);
+    }
+
+    [[nodiscard]] bool bytesAreThere() const
+    {
+        pollfd asked = {.fd = m_fd.get(), .events = POLLIN, .revents = 0};
+        return ::poll(&asked, 1, 0) > 0;
     }
 
     // Standard input may have been made non-blocking by whoever shares it.
@@ -124,16 +177,20 @@ private:
     {
         pollfd waiting = {.fd = m_fd.get(), .events = POLLIN, .revents = 0};
         if (::poll(&waiting, 1, -1) < 0 && errno != EINTR)
-            throw CSourceError(reasonOf(errno), m_ulOffset);
+            m_failure = reasonOf(errno);
     }
 
     CFileDescriptor m_fd;
     std::unique_ptr<unsigned char[]> m_pBuffer;
+    std::size_t m_uiFilled = 0; // bytes in it
+    bool m_bRegular = false;
+    off_t m_iFileSize = 0; // of a regular file, when it was opened
     std::optional<std::uint64_t> m_ulSize;
     std::uint64_t m_ulOffset = 0; // bytes read
-    std::size_t m_uiFirst = 0;    // bytes of the first piece
-    bool m_bHeadRead = false;
+    bool m_bEnded = false;
+    std::string m_failure;     // why there are no more bytes; empty as long as nothing failed
     bool m_bHeadTaken = false; // next has handed the first piece out
+    std::size_t m_uiHead = 0;
     unsigned char m_aucHead[HEAD_BYTES];
 };
 

@@ -33,12 +33,17 @@ public:
     /// The next piece, empty at the end; valid until the next call. Throws CSourceError.
     virtual std::span<const unsigned char> next() = 0;
 
-    /// The first bytes of the stream (up to 4096, fewer only when the stream is shorter), to tell what
-    /// it looks like. Does not move the source.
+    /// The first bytes of the stream, up to 4096, to tell what it looks like: those that are there without
+    /// waiting for more than the first one, none only of an empty stream. Does not move the source.
     virtual std::span<const unsigned char> head() = 0;
 
+    /// Waits for more of the head. False when it is complete: 4096 bytes, or all that the stream has, or
+    /// handed out by next.
+    virtual bool growHead() { return false; }
+
     /// How many bytes there are to be read, as far as that is known in advance: not of a pipe, nor of a
-    /// file that is made up as it is read. The source can turn out shorter or longer all the same.
+    /// file that is made up as it is read. A file that grows is read to its end; one that is cut while it is
+    /// read throws at the place of the cut.
     [[nodiscard]] virtual std::optional<std::uint64_t> size() const { return std::nullopt; }
 
     /// Whether the next piece has to be waited for: a pipe that has no bytes at the moment.
