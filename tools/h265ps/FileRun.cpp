@@ -24,14 +24,18 @@ namespace {
 // So many slices of H.264 in the guise of parameter sets, and none of layer 0 among them, leave no doubt.
 constexpr std::size_t ENOUGH_HELD = 1000;
 
-// Passes a source on and counts what was taken from it.
+// Passes a source on, counts what was taken from it, and has what was found shown before it is waited for.
 class CCountingSource : public CByteSource
 {
 public:
-    CCountingSource(CByteSource& source, std::uint64_t& ulTaken) : m_source(source), m_ulTaken(ulTaken) {}
+    CCountingSource(CByteSource& source, std::uint64_t& ulTaken, COutputStream& output)
+        : m_source(source), m_ulTaken(ulTaken), m_output(output)
+    {}
 
     std::span<const unsigned char> next() override
     {
+        if (m_source.stalls())
+            m_output.flush();
         const std::span<const unsigned char> piece = m_source.next();
         m_ulTaken += piece.size();
         return piece;
@@ -41,6 +45,7 @@ public:
 private:
     CByteSource& m_source;
     std::uint64_t& m_ulTaken;
+    COutputStream& m_output;
 };
 
 // Why a stream that was read to its end had no parameter set.
@@ -86,6 +91,8 @@ EExitCode CFileRun::run(const std::string& file)
 EExitCode CFileRun::readFile()
 {
     const std::unique_ptr<CByteSource> pSource = openByteSource(m_file);
+    while (!looksSettled(pSource->head()) && pSource->growHead()) {
+    }
     const std::span<const unsigned char> head = pSource->head();
     if (head.empty())
         return fail(0, "the file is empty");
@@ -105,7 +112,7 @@ EExitCode CFileRun::readFile()
 // Whatever ends the reading, the report of what was read is closed.
 StreamSummary CFileRun::readStream(CByteSource& source)
 {
-    CCountingSource counting(source, m_ulTaken);
+    CCountingSource counting(source, m_ulTaken, m_output);
     try {
         const StreamSummary summary =
             m_stream.read(counting, [this](const ParameterSetEvent& event) { return take(event); });

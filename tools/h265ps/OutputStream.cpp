@@ -41,8 +41,10 @@ void COutputStream::write(std::string_view text)
 {
     while (!text.empty() && m_iError == 0) {
         const ssize_t iWritten = ::write(m_iFile, text.data(), text.size());
-        if (iWritten >= 0)
+        if (iWritten > 0)
             text.remove_prefix(static_cast<std::size_t>(iWritten));
+        else if (iWritten == 0)
+            m_iError = EIO; // what takes nothing would be asked for ever
         else if (errno == EAGAIN || errno == EWOULDBLOCK)
             waitForRoom();
         else if (errno != EINTR)

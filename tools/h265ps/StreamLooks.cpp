@@ -26,15 +26,20 @@ bool isMp4(Bytes head)
            std::any_of(std::begin(aTypes), std::end(aTypes), [&](auto type) { return hasAt(head, 4, type); });
 }
 
-// Sync bytes at the packet size, in every packet that the head has.
-bool hasSyncBytes(Bytes head, std::size_t uiFirst, std::size_t uiPacketSize)
+// Sync bytes at the packet size: no packet that the head has contradicts.
+bool canHaveSyncBytes(Bytes head, std::size_t uiFirst, std::size_t uiPacketSize)
 {
-    std::size_t uiPackets = 0;
-    for (std::size_t i = uiFirst; i < head.size(); i += uiPacketSize, ++uiPackets) {
+    for (std::size_t i = uiFirst; i < head.size(); i += uiPacketSize) {
         if (head[i] != 0x47)
             return false;
     }
-    return uiPackets >= 2 || (uiPackets == 1 && head.size() == uiPacketSize);
+    return true;
+}
+
+bool hasSyncBytes(Bytes head, std::size_t uiFirst, std::size_t uiPacketSize)
+{
+    const bool bEnough = head.size() > uiFirst + uiPacketSize || head.size() == uiPacketSize;
+    return bEnough && canHaveSyncBytes(head, uiFirst, uiPacketSize);
 }
 
 // Packets as they are, behind a time stamp, or in front of check bytes.
@@ -43,9 +48,15 @@ bool isTransportStream(Bytes head)
     return hasSyncBytes(head, 0, 188) || hasSyncBytes(head, 4, 192) || hasSyncBytes(head, 0, 204);
 }
 
+bool canBeTransportStream(Bytes head)
+{
+    return canHaveSyncBytes(head, 0, 188) || canHaveSyncBytes(head, 4, 192) || canHaveSyncBytes(head, 0, 204);
+}
+
 // NAL units of H.265 behind their lengths, as files with boxes keep them, instead of start codes: each
-// length leads to the next, and a parameter set or access unit delimiter of layer 0 is at the front.
-bool isLengthPrefixed(Bytes head)
+// length leads to the next, and a parameter set or access unit delimiter of layer 0 is at the front. How
+// many there are; none when the head contradicts.
+std::optional<std::size_t> lengthPrefixedUnits(Bytes head)
 {
     constexpr std::size_t LENGTH_BYTES = 4;
     std::size_t uiUnits = 0;
@@ -57,10 +68,15 @@ bool isLengthPrefixed(Bytes head)
         const bool bLayer0 = (head[i + LENGTH_BYTES] & 1) == 0 && head[i + LENGTH_BYTES + 1] == 1;
         if (uiSize < 3 || !bLayer0 || nal_unit_type > 40 ||
             (uiUnits == 0 && (nal_unit_type < 32 || nal_unit_type > 35)))
-            return false;
+            return std::nullopt;
         i += LENGTH_BYTES + uiSize;
     }
-    return uiUnits >= 2;
+    return uiUnits;
+}
+
+bool isLengthPrefixed(Bytes head)
+{
+    return lengthPrefixedUnits(head).value_or(0) >= 2;
 }
 
 // Whether the bytes are UTF-8; a sequence that the end cuts is.
@@ -144,6 +160,20 @@ bool resemblesH264(Bytes head)
         bOdd = bOdd || head[i + 3] % 2 != 0;
     }
     return bOdd;
+}
+
+bool looksSettled(Bytes head)
+{
+    // A VPS, SPS or PPS of layer 0 rules other video out, and text. What files of other kinds begin with stands
+    // in front of it; only packets and lengths are judged by what comes later too.
+    if (canBeTransportStream(head) || lengthPrefixedUnits(head))
+        return false;
+    for (std::size_t i = 0; i + 5 <= head.size(); ++i) {
+        const bool bSet = head[i + 3] == 0x40 || head[i + 3] == 0x42 || head[i + 3] == 0x44;
+        if (head[i] == 0 && head[i + 1] == 0 && head[i + 2] == 1 && bSet && head[i + 4] == 1)
+            return true;
+    }
+    return false;
 }
 
 bool looksLikeText(Bytes head)

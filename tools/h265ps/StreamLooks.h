@@ -14,6 +14,10 @@ std::optional<std::string_view> foreignFormat(std::span<const unsigned char> hea
 /// parameter sets of layer 0 follow.
 bool resemblesH264(std::span<const unsigned char> head);
 
+/// Whether the other functions would say the same of these bytes and any more behind them. What they say of
+/// fewer than the first 4096 bytes of a stream holds only then.
+bool looksSettled(std::span<const unsigned char> head);
+
 /// Whether the first bytes read like text: UTF-8, or ASCII with a few bytes of another code.
 bool looksLikeText(std::span<const unsigned char> head);
 

@@ -7,6 +7,7 @@
 #include <memory>
 #include <string_view>
 
+#include <fcntl.h>
 #include <unistd.h>
 
 #include "FileRun.h"
@@ -35,6 +36,19 @@ std::unique_ptr<CReport> makeReport(const Options& options, COutputStream& outpu
         output,
         CTextReport::Options{
             options.bAll, options.files.size() > 1, options.stream.eReader, wantsColour() ? COLOURED : TextStyle{}});
+}
+
+// A file must not get the number of a standard stream that whoever started the program closed: errors would
+// be written into it. /dev/null takes the place, opened so that use of the stream is still the error that
+// it was: input cannot be read, nor output written.
+bool openMissingStreams()
+{
+    for (const int iStream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+        const bool bMissing = ::fcntl(iStream, F_GETFD) < 0 && errno == EBADF;
+        if (bMissing && ::open("/dev/null", iStream == STDIN_FILENO ? O_WRONLY : O_RDONLY) != iStream)
+            return false;
+    }
+    return true;
 }
 
 // Writes what is left. A reader that has gone away is no error; anything else is.
@@ -74,8 +88,13 @@ int run(int argc, char** argv)
 
 int main(int argc, char** argv)
 {
-    // A closed pipe is seen at the write that fails.
+    if (!h265ps::openMissingStreams()) {
+        h265ps::writeError(std::string("/dev/null, in the place of a closed standard stream: ") + std::strerror(errno));
+        return h265ps::EXIT_FILE_ERROR;
+    }
+    // A closed pipe, or a file that may not grow on, is seen at the write that fails.
     std::signal(SIGPIPE, SIG_IGN);
+    std::signal(SIGXFSZ, SIG_IGN);
     try {
         return h265ps::run(argc, argv);
     } catch (const std::exception& error) {
