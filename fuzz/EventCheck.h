@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <optional>
 #include <span>
 #include <string>
@@ -49,6 +50,8 @@ struct EventRecord
     bool bRepeat;
     std::optional<int> iRead;
     std::optional<int> iVerify;
+    std::optional<std::uint64_t> ulSameAs;
+    std::optional<std::uint64_t> ulReadAt;
     std::vector<std::string> logLines;
 
     bool operator==(const EventRecord&) const = default;

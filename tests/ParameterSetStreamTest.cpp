@@ -25,6 +25,7 @@ struct Seen
     NalUnitHeader header;
     std::uint64_t ulOffset;
     std::uint64_t ulSize;
+    bool bCutOff;
     bool bPassedOver;
     bool bRepeat;
     std::uint64_t ulReading;
@@ -43,6 +44,7 @@ public:
             m_seen.push_back({event.header,
                               event.ulOffset,
                               event.ulSize,
+                              event.bCutOff,
                               event.bPassedOver,
                               event.bRepeat,
                               event.ulReading,
@@ -138,6 +140,9 @@ TEST(ParameterSetStream, ReportsSetsInStreamOrder)
     EXPECT_EQ(summary.ulBytes, stream.size());
     EXPECT_EQ(summary.ulNalUnits, 6U);
     EXPECT_EQ(summary.ulParameterSets, 4U);
+    EXPECT_EQ(summary.ulVps, 1U);
+    EXPECT_EQ(summary.ulSps, 2U);
+    EXPECT_EQ(summary.ulPps, 1U);
     EXPECT_EQ(summary.ulPassedOver, 0U);
     EXPECT_EQ(summary.ulNotRead, 0U);
     EXPECT_EQ(summary.ulNotSupported, 0U);
@@ -151,10 +156,10 @@ TEST(ParameterSetStream, CountsWhatBecameOfTheSets)
     const Bytes otherLayer = nalUnit({.nal_unit_type = SPS_NUT, .nuh_layer_id = 3}, write(SpsSyntax{}).bytes());
     StreamSummary summary;
     const std::vector<Seen> seen =
-        readAll(byteStream({PPS_UNIT, otherLayer, nalUnit(SPS_NUT, write(tenBit)), SLICE_UNIT, {0x40}}), &summary);
+        readAll(byteStream({{0x42, 1}, otherLayer, nalUnit(SPS_NUT, write(tenBit)), SLICE_UNIT, {0x40}}), &summary);
     ASSERT_EQ(seen.size(), 4U);
     EXPECT_EQ(seen[0].iRead, E_BS_NOT_ENOUGH_BITS);
-    EXPECT_EQ(seen[0].logLines, std::vector<std::string>{"WARN: sps not found!"});
+    EXPECT_EQ(seen[0].logLines.size(), 1U);
     EXPECT_FALSE(seen[0].bRecord);
     EXPECT_TRUE(seen[1].bPassedOver);
     EXPECT_EQ(seen[1].header.nuh_layer_id, 3);
@@ -162,8 +167,11 @@ TEST(ParameterSetStream, CountsWhatBecameOfTheSets)
     EXPECT_EQ(seen[2].iVerify, E_BS_NOT_ENOUGH_BITS);
     EXPECT_TRUE(seen[2].bRecord);
     EXPECT_EQ(seen[3].ulSize, 1U);
-    EXPECT_EQ(seen[3].header.nuh_temporal_id_plus1, 0);
+    EXPECT_TRUE(seen[3].bCutOff);
     EXPECT_EQ(summary.ulParameterSets, 4U);
+    EXPECT_EQ(summary.ulVps, 0U);
+    EXPECT_EQ(summary.ulSps, 2U);
+    EXPECT_EQ(summary.ulPps, 0U);
     EXPECT_EQ(summary.ulPassedOver, 1U);
     EXPECT_EQ(summary.ulNotRead, 2U);
     EXPECT_EQ(summary.ulNotSupported, 1U);
@@ -176,6 +184,7 @@ TEST(ParameterSetStream, CountsASetWithForbiddenZeroBitAsNotRead)
     EXPECT_TRUE(readAll(byteStream({forbidden}), &summary).at(0).bPassedOver);
     EXPECT_EQ(summary.ulPassedOver, 0U);
     EXPECT_EQ(summary.ulNotRead, 1U);
+    EXPECT_EQ(summary.ulSps, 0U);
 }
 
 TEST(ParameterSetStream, HoldsNothingOfAnEmptyStream)
@@ -251,8 +260,9 @@ TEST(ParameterSetStream, StartsEachStreamWithEmptyTables)
         CSeenList ofSecond;
         reader.read(*makeByteSource(second), ofSecond.sink());
         ASSERT_EQ(ofSecond.m_seen.size(), 2U);
-        EXPECT_EQ(ofSecond.m_seen[0].iRead, E_BS_NOT_ENOUGH_BITS);
+        EXPECT_EQ(ofSecond.m_seen[0].header.nal_unit_type, SPS_NUT); // the PPS waited for this stream's
         EXPECT_EQ(ofSecond.m_seen[0].ulReading, 1U);
+        EXPECT_FALSE(ofSecond.m_seen[0].bRepeat);
         EXPECT_FALSE(ofSecond.m_seen[1].bRepeat);
     }
 }

@@ -137,13 +137,28 @@ TEST_F(ParameterSetTables, PassOverWhatIsNotForThem)
 
 TEST_F(ParameterSetTables, ReadAUnitOfABareHeader)
 {
-    for (const std::size_t uiSize : {1U, 2U}) {
-        for (const Bytes& unit : {vpsUnit(), spsUnit(), ppsUnit()}) {
-            const ParameterSetEvent event = m_tables.readNalUnit(std::span(unit).first(uiSize));
-            EXPECT_FALSE(event.bPassedOver);
-            EXPECT_EQ(event.iRead, E_BS_NOT_ENOUGH_BITS);
-            EXPECT_FALSE(event.iVerify.has_value());
-        }
+    for (const Bytes& unit : {vpsUnit(), spsUnit(), ppsUnit()}) {
+        const ParameterSetEvent event = m_tables.readNalUnit(std::span(unit).first(2));
+        EXPECT_FALSE(event.bCutOff);
+        EXPECT_FALSE(event.bPassedOver);
+        EXPECT_EQ(event.header.nuh_temporal_id_plus1, 1);
+        EXPECT_EQ(event.iRead, E_BS_NOT_ENOUGH_BITS);
+        EXPECT_FALSE(event.iVerify.has_value());
+    }
+}
+
+// Its layer is not known: it is neither read as one of layer 0 nor taken for one of another layer.
+TEST_F(ParameterSetTables, CallAUnitOfOneByteCutOff)
+{
+    for (const Bytes& unit : {vpsUnit(), spsUnit(), ppsUnit()}) {
+        const ParameterSetEvent event = m_tables.readNalUnit(std::span(unit).first(1));
+        EXPECT_TRUE(event.bCutOff);
+        EXPECT_TRUE(event.bPassedOver);
+        EXPECT_EQ(event.header.nal_unit_type, unit[0] >> 1);
+        EXPECT_FALSE(event.iRead.has_value());
+        EXPECT_EQ(event.ulReading, 0U);
+        EXPECT_FALSE(event.bSeenBefore);
+        EXPECT_TRUE(m_tables.readNalUnit(std::span(unit).first(1)).bSeenBefore);
     }
 }
 
@@ -167,6 +182,20 @@ TEST_F(ParameterSetTables, KeepTheGoodSetWhenAReadingFails)
     EXPECT_EQ(sps->CtbLog2SizeY, 6);
     for (const Bytes& unit : aaUnits)
         EXPECT_TRUE(m_tables.readNalUnit(unit).bRepeat);
+}
+
+TEST_F(ParameterSetTables, EnterAGoodSetBehindAFailedOne)
+{
+    for (const Bytes& unit : {vpsUnit(), spsUnit(), ppsUnit()}) {
+        EXPECT_NE(m_tables.readNalUnit(cutShort(unit)).iRead, 0);
+        const ParameterSetEvent event = m_tables.readNalUnit(unit);
+        EXPECT_EQ(event.iRead, 0);
+        EXPECT_FALSE(event.bSeenBefore);
+        EXPECT_FALSE(event.bRepeat);
+    }
+    EXPECT_NE(m_tables.vps(0), nullptr);
+    EXPECT_NE(m_tables.sps(0), nullptr);
+    EXPECT_NE(m_tables.pps(0), nullptr);
 }
 
 TEST_F(ParameterSetTables, ReadIntoAFreshRecord)
@@ -272,9 +301,8 @@ TEST_F(ParameterSetTables, TellWhetherAFailureCameBefore)
     EXPECT_FALSE(m_tables.readNalUnit(cut).bSeenBefore);
     EXPECT_TRUE(m_tables.readNalUnit(cut).bSeenBefore);
     EXPECT_FALSE(m_tables.readNalUnit({cut.data(), 2}).bSeenBefore);
-    // A PPS that ends in front of what comes behind its ids: without its SPS it fails for another reason.
+    // A PPS that ends in front of what comes behind its ids.
     const Bytes pps = {PPS_NUT << 1, 1, 0xc0};
-    EXPECT_FALSE(m_tables.readNalUnit(pps).bSeenBefore);
     EXPECT_FALSE(m_tables.readNalUnit(spsUnit()).bSeenBefore);
     EXPECT_FALSE(m_tables.readNalUnit(pps).bSeenBefore);
     EXPECT_TRUE(m_tables.readNalUnit(pps).bSeenBefore);
@@ -312,16 +340,6 @@ TEST_F(ParameterSetTables, RememberSoManyBytesOfFailures)
     EXPECT_FALSE(m_tables.readNalUnit(unreadable(0, SIZE)).bSeenBefore);
     for (unsigned i = 0; i < 2; ++i) // too long to be remembered
         EXPECT_FALSE(m_tables.readNalUnit(unreadable(0, 70000)).bSeenBefore);
-}
-
-TEST_F(ParameterSetTables, ReadAPpsOnlyBehindItsSps)
-{
-    const ParameterSetEvent early = m_tables.readNalUnit(ppsUnit());
-    EXPECT_EQ(early.iRead, E_BS_NOT_ENOUGH_BITS);
-    ASSERT_EQ(early.logLines.size(), 1U);
-    EXPECT_EQ(early.logLines[0], "WARN: sps not found!");
-    m_tables.readNalUnit(spsUnit());
-    EXPECT_EQ(m_tables.readNalUnit(ppsUnit()).iRead, 0);
 }
 
 TEST_F(ParameterSetTables, ReadSetsTooLongToBeKeptEachTime)
@@ -384,7 +402,8 @@ TEST(ParameterSetTablesOptions, LogAtTheLevelAskedFor)
     for (const Case& c : {Case{0, 1, 1}, Case{1, 1, 1}, Case{2, 0, 1}, Case{3, 0, 0}}) {
         SCOPED_TRACE(c.iLogLevel);
         CParameterSetTables tables({.iLogLevel = c.iLogLevel});
-        EXPECT_EQ(tables.readNalUnit(ppsUnit()).logLines.size(), c.uiWarnings);
+        EXPECT_TRUE(tables.readNalUnit(ppsUnit()).bWaiting);
+        EXPECT_EQ(tables.nextWithoutSps()->logLines.size(), c.uiWarnings);
         EXPECT_EQ(tables.readNalUnit(spsUnit(tenBitSps())).logLines.size(), c.uiErrors);
     }
 }
@@ -398,7 +417,8 @@ TEST(ParameterSetTablesOptions, GiveTheLogBackAsItWas)
     tqlog::CTQLog::m_iLogLevel = 1;
     const auto pSink = tqlog::CTQLog::m_pLogPrintf;
     CParameterSetTables tables({});
-    tables.readNalUnit(ppsUnit());
+    tables.readNalUnit(cutShort(ppsUnit()));
+    tables.readNalUnit(cutShort(spsUnit()));
     EXPECT_EQ(tqlog::CTQLog::m_pLogPrintf, pSink);
     EXPECT_EQ(tqlog::CTQLog::m_iLogLevel, 1);
     EXPECT_EQ(uiLines, 0U);
@@ -467,8 +487,8 @@ TEST_F(ParameterSetTables, ReleaseEverything)
     m_tables.clear();
     EXPECT_EQ(m_tables.blocksInUse(), 0U);
     EXPECT_EQ(m_tables.sps(0), nullptr);
-    EXPECT_EQ(m_tables.readNalUnit(ppsUnit()).iRead, E_BS_NOT_ENOUGH_BITS);
-    EXPECT_EQ(m_tables.readNalUnit(spsUnit()).ulReading, 2U);
+    EXPECT_TRUE(m_tables.readNalUnit(ppsUnit()).bWaiting);
+    EXPECT_EQ(m_tables.readNalUnit(spsUnit()).ulReading, 1U);
 }
 
 // Each byte cut off: whatever a reading left behind is released.

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 
 namespace h265_stream {
@@ -9,7 +10,19 @@ inline constexpr unsigned char VPS_NUT = 32;
 inline constexpr unsigned char SPS_NUT = 33;
 inline constexpr unsigned char PPS_NUT = 34;
 
-/// 7.3.1.2 nal_unit_header( ). Bits that a unit of one byte does not have count as 0.
+/// Bytes of a parameter set that are kept and handed on. Far above what any parameter set needs.
+inline constexpr std::size_t MAX_PARAMETER_SET_BYTES = std::size_t{16} << 20;
+
+/// Bytes of the header. A unit of one byte is cut off in it: its layer and temporal id are not known.
+inline constexpr std::size_t NAL_UNIT_HEADER_BYTES = 2;
+
+/// Whether NAL units of the type are VPS, SPS or PPS.
+constexpr bool isParameterSet(unsigned char nal_unit_type) noexcept
+{
+    return nal_unit_type >= VPS_NUT && nal_unit_type <= PPS_NUT;
+}
+
+/// 7.3.1.2 nal_unit_header( ). What a unit of one byte does not tell is 0 here.
 struct NalUnitHeader
 {
     bool forbidden_zero_bit;

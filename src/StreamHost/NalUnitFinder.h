@@ -9,16 +9,6 @@
 
 namespace h265_stream {
 
-/// Bytes of a parameter set that are kept and handed on; ulSize counts the others too. Far above what
-/// any parameter set needs.
-inline constexpr std::size_t MAX_PARAMETER_SET_BYTES = std::size_t{16} << 20;
-
-/// Whether NAL units of the type are VPS, SPS or PPS.
-constexpr bool isParameterSet(unsigned char nal_unit_type) noexcept
-{
-    return nal_unit_type >= VPS_NUT && nal_unit_type <= PPS_NUT;
-}
-
 /// A NAL unit of a byte stream.
 struct NalUnit
 {

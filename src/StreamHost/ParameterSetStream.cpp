@@ -1,5 +1,8 @@
 #include "ParameterSetStream.h"
 
+#include <optional>
+#include <utility>
+
 #include "ByteSource.h"
 #include "NalUnitFinder.h"
 #include "ParameterSetTables.h"
@@ -19,26 +22,56 @@ public:
         ++m_summary.ulNalUnits;
         if (!isParameterSet(unit.header.nal_unit_type))
             return true;
-        ParameterSetEvent event = m_tables.readNalUnit(unit.bytes);
-        event.ulOffset = unit.ulOffset;
+        ParameterSetEvent event = m_tables.readNalUnit(unit.bytes, unit.ulOffset);
         event.ulSize = unit.ulSize;
-        count(event);
-        m_summary.bStopped = !m_sink(event);
-        return !m_summary.bStopped;
+        if (!event.bWaiting && !deliver(event))
+            return false;
+        while (const std::optional<ParameterSetEvent> waiting = m_tables.nextWaiting()) {
+            if (!deliver(*waiting))
+                return false;
+        }
+        return true;
+    }
+
+    // Nothing more comes: the PPSs that still wait for their SPS. False when the sink said so.
+    bool deliverWithoutSps()
+    {
+        while (const std::optional<ParameterSetEvent> event = m_tables.nextWithoutSps()) {
+            if (!deliver(*event))
+                return false;
+        }
+        return true;
     }
 
     StreamSummary m_summary;
 
 private:
+    bool deliver(const ParameterSetEvent& event)
+    {
+        count(event);
+        m_summary.bStopped = !m_sink(event);
+        return !m_summary.bStopped;
+    }
+
     void count(const ParameterSetEvent& event)
     {
         ++m_summary.ulParameterSets;
-        if (event.header.forbidden_zero_bit || event.iRead.value_or(0) != 0)
+        if (!event.bPassedOver)
+            ++ofType(event.header.nal_unit_type);
+        if (event.bCutOff || event.header.forbidden_zero_bit || event.eRefusal != ERefusal::None ||
+            event.iRead.value_or(0) != 0)
             ++m_summary.ulNotRead;
         else if (event.bPassedOver)
             ++m_summary.ulPassedOver;
         else if (event.iVerify != 0)
             ++m_summary.ulNotSupported;
+    }
+
+    std::uint64_t& ofType(unsigned char nal_unit_type)
+    {
+        if (nal_unit_type == VPS_NUT)
+            return m_summary.ulVps;
+        return nal_unit_type == SPS_NUT ? m_summary.ulSps : m_summary.ulPps;
     }
 
     CParameterSetTables& m_tables;
@@ -57,16 +90,28 @@ public:
         m_tables.clear();
         m_finder.reset();
         CStreamReading reading(m_tables, sink);
-        for (auto piece = source.next(); !piece.empty(); piece = source.next()) {
-            reading.m_summary.ulBytes += piece.size();
-            if (!m_finder.feed(piece, reading))
-                return reading.m_summary;
+        try {
+            readTo(reading, source);
+        } catch (const CSourceError&) {
+            (void)reading.deliverWithoutSps(); // the error goes on either way
+            throw;
         }
-        (void)m_finder.finish(reading); // the end either way
-        return reading.m_summary;
+        reading.m_summary.stale = m_tables.stalePps();
+        return std::move(reading.m_summary);
     }
 
 private:
+    void readTo(CStreamReading& reading, CByteSource& source)
+    {
+        for (auto piece = source.next(); !piece.empty(); piece = source.next()) {
+            reading.m_summary.ulBytes += piece.size();
+            if (!m_finder.feed(piece, reading))
+                return;
+        }
+        if (m_finder.finish(reading))
+            (void)reading.deliverWithoutSps(); // the end either way
+    }
+
     CParameterSetTables m_tables;
     CNalUnitFinder m_finder;
 };

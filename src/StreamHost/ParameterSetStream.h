@@ -7,17 +7,10 @@
 #include <vector>
 
 #include "ParameterSetEvent.h"
+#include "StalePps.h"
 #include "StreamOptions.h"
 
 namespace h265_stream {
-
-/// An SPS was replaced, and PPSs that were read against the old one were not sent again.
-struct StalePps
-{
-    unsigned uiSpsId;
-    std::uint64_t ulSpsOffset;    // of the SPS that took the place
-    std::vector<unsigned> ppsIds; // ascending; their tile tables are of the old picture
-};
 
 /// What a stream held, after its end.
 struct StreamSummary
@@ -32,7 +25,7 @@ struct StreamSummary
     std::uint64_t ulNotRead = 0;      // iRead is not 0, refused, cut off, or forbidden_zero_bit is set
     std::uint64_t ulNotSupported = 0; // iRead is 0, iVerify is not
     bool bStopped = false;            // the sink asked for an end
-    std::vector<StalePps> stale;      // in stream order of the SPSs
+    std::vector<StalePps> stale;      // in stream order of the SPSs; 1,024 of them at most
 };
 
 /// Receives the parameter sets of a stream; false ends the reading.
@@ -51,8 +44,9 @@ public:
     CParameterSetStream(const CParameterSetStream&) = delete;
     CParameterSetStream& operator=(const CParameterSetStream&) = delete;
 
-    /// Reads the source to its end and hands every parameter set to the sink, in stream order.
-    /// Throws CSourceError when the source cannot be read on.
+    /// Reads the source to its end and hands every parameter set to the sink, in stream order except for
+    /// PPSs that come before their SPS: these stand behind it, or at the end when it never comes. Throws
+    /// CSourceError when the source cannot be read on; what waits for its SPS is handed on before.
     StreamSummary read(CByteSource& source, const ParameterSetSink& sink);
 
 private:

@@ -3,9 +3,12 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <span>
+#include <vector>
 
 #include "ParameterSetEvent.h"
+#include "StalePps.h"
 #include "StreamOptions.h"
 
 namespace h265_stream {
@@ -18,10 +21,15 @@ namespace h265_stream {
 /// when that SPS is replaced later; a decoder that activates it then has to be sent it again, as
 /// streams that change an SPS do, and the new copy is read against the new SPS.
 ///
+/// A PPS that comes before its SPS waits for it: its bytes are kept (256 units, 1 MiB) and read when the SPS
+/// has come into force. It takes the place of no PPS that came later than itself.
+///
 /// A decoder feeds it the NAL units it meets and looks the sets up by the ids of its slices:
 ///
 ///     CParameterSetTables tables({.bEnterUnverified = false});
 ///     tables.readNalUnit(nalUnit);
+///     while (tables.nextWaiting()) // behind an SPS: the PPSs that came before it
+///         ;
 ///     const PPS* const pps = tables.pps(slice_pic_parameter_set_id);
 ///     const SPS* const sps = pps != nullptr ? tables.sps(pps->pps_seq_parameter_set_id) : nullptr;
 ///
@@ -34,10 +42,24 @@ public:
     CParameterSetTables(const CParameterSetTables&) = delete;
     CParameterSetTables& operator=(const CParameterSetTables&) = delete;
 
-    /// Reads one NAL unit, header included, without start code and trailing zero bytes. The event's
-    /// ulOffset is 0 and its ulSize the unit's; what it points at is valid until the next call. A unit
-    /// of another type is passed over like a parameter set of another layer.
-    ParameterSetEvent readNalUnit(std::span<const unsigned char> nalUnit);
+    /// Reads one NAL unit, header included, without start code and trailing zero bytes; ulOffset tells
+    /// where it stands, for the events. What the event points at is valid until the next call. A unit of
+    /// another type is passed over like a parameter set of another layer. bWaiting says of a PPS that
+    /// nothing was read yet, for its SPS has not come.
+    ParameterSetEvent readNalUnit(std::span<const unsigned char> nalUnit, std::uint64_t ulOffset = 0);
+
+    /// Behind readNalUnit: reads the next PPS that waited for the SPS that has come into force, in stream
+    /// order; none when there is no further one. Those that are left are read by the next readNalUnit, and
+    /// their events are lost.
+    std::optional<ParameterSetEvent> nextWaiting();
+
+    /// At the end of a stream: the next PPS whose SPS never came, in stream order; none when there is no
+    /// further one.
+    std::optional<ParameterSetEvent> nextWithoutSps();
+
+    /// SPSs that were replaced while PPSs that were read against the old one were not sent again, in the
+    /// order of their offsets; 1,024 of them at most.
+    [[nodiscard]] std::vector<StalePps> stalePps() const;
 
     /// The set in force under an id; null where there is none. Valid until a set of the same type and
     /// id is read, or clear.

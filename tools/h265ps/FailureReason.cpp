@@ -8,6 +8,7 @@ namespace h265ps {
 
 using namespace h265_codec;
 using h265_stream::EBitReader;
+using h265_stream::ERefusal;
 using h265_stream::ParameterSetEvent;
 
 namespace {
@@ -42,7 +43,8 @@ std::string_view meaning(const ParameterSetEvent& event)
 
 bool isNotRead(const ParameterSetEvent& event)
 {
-    return event.header.forbidden_zero_bit || event.iRead.value_or(0) != 0;
+    return event.bCutOff || event.header.forbidden_zero_bit || event.eRefusal != ERefusal::None || event.missingSps ||
+           event.iRead.value_or(0) != 0;
 }
 
 bool isFailure(const ParameterSetEvent& event)
