@@ -1,0 +1,71 @@
+#include "NalUnitSyntax.h"
+
+#include <algorithm>
+
+namespace h265_syntax {
+
+namespace {
+
+constexpr std::size_t HEADER_BYTES = 2;
+constexpr std::size_t PADDING = 8;
+constexpr unsigned char EMULATION_PREVENTION = 3;
+
+} // namespace
+
+void CNalUnit::assign(std::span<const unsigned char> nalUnit)
+{
+    m_header = {};
+    m_preventions.clear();
+    m_uiRbspBytes = 0;
+    const std::size_t uiHeader = std::min(nalUnit.size(), HEADER_BYTES);
+    if (uiHeader == HEADER_BYTES) {
+        const unsigned uiBits = static_cast<unsigned>(nalUnit[0] << 8 | nalUnit[1]);
+        m_header.forbidden_zero_bit = (uiBits >> 15) != 0;
+        m_header.nal_unit_type = static_cast<std::uint16_t>(uiBits >> 9 & 0x3F);
+        m_header.nuh_layer_id = static_cast<std::uint16_t>(uiBits >> 3 & 0x3F);
+        m_header.nuh_temporal_id_plus1 = static_cast<std::uint16_t>(uiBits & 7);
+    }
+    const std::span<const unsigned char> payload = nalUnit.subspan(uiHeader);
+    m_rbsp.resize(payload.size() + PADDING);
+    unsigned uiZeros = 0;
+    for (const unsigned char ucByte : payload) {
+        if (uiZeros >= 2 && ucByte == EMULATION_PREVENTION) {
+            m_preventions.push_back(m_uiRbspBytes);
+            uiZeros = 0;
+            continue;
+        }
+        uiZeros = ucByte == 0 ? uiZeros + 1 : 0;
+        m_rbsp[m_uiRbspBytes++] = ucByte;
+    }
+    std::fill_n(m_rbsp.begin() + static_cast<std::ptrdiff_t>(m_uiRbspBytes), PADDING, static_cast<unsigned char>(0));
+}
+
+std::uint64_t CNalUnit::nalBit(std::uint64_t uiRbspBit) const
+{
+    // A byte stands behind every prevention byte that as many RBSP bytes, or fewer, are in front of.
+    const auto behind = std::ranges::upper_bound(m_preventions, uiRbspBit / 8);
+    const auto uiPreventions = static_cast<std::uint64_t>(behind - m_preventions.begin());
+    return uiRbspBit + 8 * (HEADER_BYTES + uiPreventions);
+}
+
+void appendNalUnit(std::vector<unsigned char>& out, const NalUnitHeader& header, std::span<const unsigned char> rbsp)
+{
+    const unsigned uiBits = static_cast<unsigned>(header.forbidden_zero_bit) << 15 |
+                            (header.nal_unit_type & 0x3FU) << 9 | (header.nuh_layer_id & 0x3FU) << 3 |
+                            (header.nuh_temporal_id_plus1 & 7U);
+    out.push_back(static_cast<unsigned char>(uiBits >> 8));
+    out.push_back(static_cast<unsigned char>(uiBits));
+    unsigned uiZeros = 0;
+    for (const unsigned char ucByte : rbsp) {
+        if (uiZeros >= 2 && ucByte <= EMULATION_PREVENTION) {
+            out.push_back(EMULATION_PREVENTION);
+            uiZeros = 0;
+        }
+        uiZeros = ucByte == 0 ? uiZeros + 1 : 0;
+        out.push_back(ucByte);
+    }
+    if (!rbsp.empty() && rbsp.back() == 0) // 7.4.2.1: a NAL unit never ends in a zero byte
+        out.push_back(EMULATION_PREVENTION);
+}
+
+} // namespace h265_syntax
