@@ -1,5 +1,5 @@
 // What the libraries do when the system refuses memory, input or formatting: the linker sends their calls
-// of operator new, aligned_alloc, read, poll and snprintf here (--wrap).
+// of operator new, aligned_alloc, calloc, read, poll and snprintf here (--wrap).
 
 #include <cerrno>
 #include <cstdarg>
@@ -20,6 +20,7 @@
 #include "ByteSource.h"
 #include "ModuleLog.h"
 #include "ParameterSetTables.h"
+#include "PoolMisuse.h"
 #include "tq_util.h"
 #include "tqlog.h"
 
@@ -38,6 +39,7 @@ Failing g_new;
 Failing g_nothrowNew;
 Failing g_alignedAlloc;
 bool g_bAlignedAllocFails = false; // each call
+bool g_bCallocFails = false;       // each call
 Failing g_snprintf;
 
 // What the next calls of read and poll give: an error, or 0 for the system's own answer.
@@ -60,6 +62,7 @@ extern "C" {
 void* __real__Znwm(std::size_t uiSize);
 void* __real__ZnwmRKSt9nothrow_t(std::size_t uiSize, const std::nothrow_t& tag) noexcept;
 void* __real_aligned_alloc(std::size_t uiAlignment, std::size_t uiSize);
+void* __real_calloc(std::size_t uiCount, std::size_t uiSize);
 ssize_t __real_read(int iFd, void* pTo, std::size_t uiSize);
 int __real_poll(pollfd* aFd, nfds_t ulCount, int iTimeout);
 
@@ -80,6 +83,11 @@ void* __wrap_aligned_alloc(std::size_t uiAlignment, std::size_t uiSize)
     if (g_alignedAlloc.comesNow() || g_bAlignedAllocFails)
         return nullptr;
     return __real_aligned_alloc(uiAlignment, uiSize);
+}
+
+void* __wrap_calloc(std::size_t uiCount, std::size_t uiSize)
+{
+    return g_bCallocFails ? nullptr : __real_calloc(uiCount, uiSize);
 }
 
 ssize_t __wrap_read(int iFd, void* pTo, std::size_t uiSize)
@@ -123,6 +131,7 @@ protected:
         g_nothrowNew = {};
         g_alignedAlloc = {};
         g_bAlignedAllocFails = false;
+        g_bCallocFails = false;
     }
 
     static void* take(tq_util::TMemPool* pPool, unsigned uiSize)
@@ -185,6 +194,30 @@ TEST_F(NoSystemMemory, CostsTheBudgetNothing)
     EXPECT_NE(take(pPool.get(), 1024), nullptr);
     EXPECT_NE(take(pPool.get(), 1024), nullptr);
     EXPECT_EQ(take(pPool.get(), 1024), nullptr);
+}
+
+// The register of blocks grows when it can.
+TEST_F(NoSystemMemory, LeavesManyBlocksFindable)
+{
+    for (const bool bFails : {true, false}) {
+        SCOPED_TRACE(bFails);
+        g_bCallocFails = bFails;
+        const CPool pPool(tq_util::createMemPool());
+        std::vector<void*> blocks;
+        for (unsigned i = 0; i < 10000; ++i)
+            blocks.push_back(take(pPool.get(), 16));
+        for (void* const pBlock : blocks)
+            giveBack(pBlock);
+        EXPECT_EQ(pPool->apUsed[0], nullptr);
+    }
+}
+
+// So do the other tests of StreamHost end, and the fuzz targets.
+TEST(PoolMisuseDeathTest, EndsTheProgram)
+{
+    if (!h265_test::g_bPoolMisuseEndsTheProgram)
+        GTEST_SKIP() << "the library was built without H265PS_CHECK_POOL";
+    EXPECT_DEATH(tq_util::releaseMemBlock(nullptr, "giver", 2), "misuse of the pool at giver:2");
 }
 
 TEST_F(NoSystemMemory, ThrowsWhereThereAreNoTablesWithoutAPool)
