@@ -18,6 +18,7 @@ if(H265PS_COVERAGE)
 endif()
 
 set(H265PS_LIBRARIES "" CACHE INTERNAL "libraries to install")
+set(H265PS_INTERFACES "" CACHE INTERNAL "interfaces to install")
 
 # h265_add_library(NAME SOURCES ... PUBLIC_HEADERS ... [LINK ...] [OUTPUT_NAME ...])
 # A static library with the name H265ParameterSets::NAME inside and outside the project. The real target is
@@ -38,4 +39,14 @@ function(h265_add_library NAME)
     set_target_properties(${TARGET} PROPERTIES CXX_EXTENSIONS OFF VERIFY_INTERFACE_HEADER_SETS ON
         POSITION_INDEPENDENT_CODE ON EXPORT_NAME ${NAME} OUTPUT_NAME h265ps-${ARG_OUTPUT_NAME})
     set(H265PS_LIBRARIES ${H265PS_LIBRARIES} ${TARGET} CACHE INTERNAL "libraries to install")
+endfunction()
+
+# h265_add_interface(NAME LINK ...): a name for several libraries, inside and outside the project too.
+function(h265_add_interface NAME)
+    cmake_parse_arguments(PARSE_ARGV 1 ARG "" "" "LINK")
+    add_library(h265ps_${NAME} INTERFACE)
+    add_library(H265ParameterSets::${NAME} ALIAS h265ps_${NAME})
+    target_link_libraries(h265ps_${NAME} INTERFACE ${ARG_LINK})
+    set_target_properties(h265ps_${NAME} PROPERTIES EXPORT_NAME ${NAME})
+    set(H265PS_INTERFACES ${H265PS_INTERFACES} h265ps_${NAME} CACHE INTERNAL "interfaces to install")
 endfunction()

@@ -7,6 +7,7 @@ foreach(LIBRARY IN LISTS H265PS_LIBRARIES)
         ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR}
         FILE_SET HEADERS DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/h265ps)
 endforeach()
+install(TARGETS ${H265PS_INTERFACES} EXPORT H265ParameterSetsTargets)
 install(EXPORT H265ParameterSetsTargets NAMESPACE H265ParameterSets::
     DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/H265ParameterSets)
 configure_package_config_file(cmake/H265ParameterSetsConfig.cmake.in

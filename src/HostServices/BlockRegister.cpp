@@ -7,6 +7,7 @@ namespace tq_util {
 namespace {
 
 constexpr std::size_t FIRST_BUCKETS = 16;
+static_assert(std::has_single_bit(FIRST_BUCKETS), "a hash is cut to its lower bits");
 
 // One part of the register: chains of blocks, found by their addresses. All zero at the start.
 struct RegisterPart

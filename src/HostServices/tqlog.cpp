@@ -14,8 +14,8 @@ void printToStandardError(const char* pLine)
 
 } // namespace
 
-int CTQLog::m_iLogLevel = 3;
-void (*CTQLog::m_pLogPrintf)(const char* pLine) = printToStandardError;
+constinit int CTQLog::m_iLogLevel = 3;
+constinit decltype(CTQLog::m_pLogPrintf) CTQLog::m_pLogPrintf = printToStandardError;
 
 CStringStream::CStringStream(char* pBuf) noexcept : m_pBuf(pBuf), m_pEnd(pBuf + LOG_BUFFER_SIZE), m_pPos(pBuf)
 {

@@ -6,7 +6,8 @@ namespace tqlog {
 inline constexpr unsigned LOG_BUFFER_SIZE = 2048;
 
 /// The log's threshold and sink, shared by the whole decoder. Set both before decoding starts;
-/// they are read without a lock.
+/// they are read without a lock. Both are constant-initialised, so they are in place while globals are made;
+/// a decoder's own log has to do the same.
 class CTQLog
 {
 public:
