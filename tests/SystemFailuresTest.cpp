@@ -40,6 +40,7 @@ Failing g_nothrowNew;
 Failing g_alignedAlloc;
 bool g_bAlignedAllocFails = false; // each call
 bool g_bCallocFails = false;       // each call
+unsigned g_uiCallocs = 0;
 Failing g_snprintf;
 
 // What the next calls of read and poll give: an error, or 0 for the system's own answer.
@@ -87,6 +88,7 @@ void* __wrap_aligned_alloc(std::size_t uiAlignment, std::size_t uiSize)
 
 void* __wrap_calloc(std::size_t uiCount, std::size_t uiSize)
 {
+    ++g_uiCallocs;
     return g_bCallocFails ? nullptr : __real_calloc(uiCount, uiSize);
 }
 
@@ -213,6 +215,20 @@ TEST_F(NoSystemMemory, LeavesManyBlocksFindable)
 }
 
 // So do the other tests of StreamHost end, and the fuzz targets.
+// Each time anew: when the last block has gone back to the system, so has what the register took.
+TEST_F(NoSystemMemory, IsAskedByTheRegisterNowAndThen)
+{
+    for (int iPool = 0; iPool < 3; ++iPool) {
+        SCOPED_TRACE(iPool);
+        const CPool pPool(tq_util::createMemPool());
+        g_uiCallocs = 0;
+        for (unsigned i = 0; i < 20000; ++i)
+            (void)take(pPool.get(), 16);
+        EXPECT_GT(g_uiCallocs, 0U);
+        EXPECT_LT(g_uiCallocs, 20000U / 32);
+    }
+}
+
 TEST(PoolMisuseDeathTest, EndsTheProgram)
 {
     if (!h265_test::g_bPoolMisuseEndsTheProgram)
@@ -255,6 +271,36 @@ TEST(NoFormatting, DropsTheText)
     EXPECT_STREQ(acLine, "in front, ");
     stream << "behind";
     EXPECT_STREQ(acLine, "in front, behind");
+}
+
+TEST(NoFormatting, DropsTheCharacter)
+{
+    char acLine[tqlog::LOG_BUFFER_SIZE];
+    tqlog::CStringStream stream(acLine);
+    stream << "in front";
+    g_snprintf = {.uiCall = 1};
+    stream << '!';
+    const unsigned uiCalls = g_snprintf.uiCalls;
+    g_snprintf = {};
+    if (uiCalls == 0)
+        GTEST_SKIP() << "the compiler calls another function";
+    EXPECT_STREQ(acLine, "in front");
+}
+
+// Nothing is formatted behind a cut, so nothing can fail there and be ended behind the buffer.
+TEST(NoFormatting, IsNotEvenTriedBehindACut)
+{
+    char acLine[tqlog::LOG_BUFFER_SIZE + 1];
+    acLine[tqlog::LOG_BUFFER_SIZE] = 'x';
+    tqlog::CStringStream stream(acLine);
+    stream << std::string(tqlog::LOG_BUFFER_SIZE, 'a').c_str();
+    for (int i = 0; i < 2; ++i) {
+        g_snprintf = {.uiCall = 1};
+        i == 0 ? stream << "behind" : stream << '!';
+        EXPECT_EQ(g_snprintf.uiCalls, 0U);
+    }
+    g_snprintf = {};
+    EXPECT_EQ(acLine[tqlog::LOG_BUFFER_SIZE], 'x');
 }
 
 // Standard input is a pipe with a few bytes in it and no writer.

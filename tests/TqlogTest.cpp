@@ -1,5 +1,6 @@
 #include "tqlog.h"
 
+#include <algorithm>
 #include <cstring>
 #include <string>
 #include <type_traits>
@@ -191,14 +192,21 @@ TEST_F(LogPoint, CutsALongMessageAndItsNewline)
               (std::vector<std::string>{"ERROR: " + std::string(2040, 'a'), "WARN: " + std::string(2041, 'b')}));
 }
 
-TEST_F(LogPoint, CutsOnlyTheNewlineOfAMessageThatJustFits)
+// From a line that fits with its terminator to one that has no room for a single character more.
+TEST_F(LogPoint, CutsALineOfAboutTheBuffersLengthAtItsLastByte)
 {
     CTQLog::m_iLogLevel = 0;
-    h265_codec::logError(std::string(2040, 'a').c_str());
-    h265_codec::logError(std::string(2039, 'a').c_str());
-    EXPECT_EQ(
-        s_lines,
-        (std::vector<std::string>{"ERROR: " + std::string(2040, 'a'), "ERROR: " + std::string(2039, 'a') + "\n"}));
+    for (std::size_t uiLine = 2045; uiLine <= 2050; ++uiLine) { // without its newline
+        SCOPED_TRACE(uiLine);
+        s_lines.clear();
+        h265_codec::logError(std::string(uiLine - 7, 'a').c_str());
+        h265_codec::logWarning(std::string(uiLine - 6, 'b').c_str());
+        const std::size_t uiKept = std::min(uiLine, std::size_t{2047});
+        const std::string newline = uiLine <= 2046 ? "\n" : "";
+        EXPECT_EQ(s_lines,
+                  (std::vector<std::string>{"ERROR: " + std::string(uiKept - 7, 'a') + newline,
+                                            "WARN: " + std::string(uiKept - 6, 'b') + newline}));
+    }
 }
 
 } // namespace
