@@ -55,7 +55,7 @@ void putIntoBucket(RegisterPart& part, BlockHeader& header) noexcept
 void grow(RegisterPart& part) noexcept
 {
     const std::size_t uiBuckets = part.bucketCount();
-    BlockHeader** const apGrown = static_cast<BlockHeader**>(std::calloc(2 * uiBuckets, sizeof(BlockHeader*)));
+    BlockHeader** const apGrown = static_cast<BlockHeader**>(std::calloc(2 * uiBuckets, sizeof(void*)));
     if (apGrown == nullptr)
         return;
     BlockHeader* pAll = nullptr;
