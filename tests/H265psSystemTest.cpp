@@ -180,7 +180,7 @@ TEST_F(H265psSystem, InputThatIsClosedIsAnError)
 {
     const ChildResult result = shell("$PROGRAM - <&-");
     EXPECT_EQ(result.iExitCode, 2);
-    EXPECT_EQ(result.error, "h265ps: error: -: at byte 0: Bad file descriptor\n");
+    EXPECT_EQ(result.error, "h265ps: error: -: at byte 0: bad file descriptor\n");
 }
 
 TEST_F(H265psSystem, AFileSizeLimitIsAnErrorOfTheOutput)

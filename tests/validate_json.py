@@ -16,9 +16,9 @@ import jsonschema
 START_CODE = b"\x00\x00\x00\x01"
 
 
-def run(program, *files):
+def run(program, *arguments):
     """The documents that the program writes for the files."""
-    done = subprocess.run([program, "--json", *files], stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, check=False)
+    done = subprocess.run([program, "--json", *arguments], stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, check=False)
     return [json.loads(line) for line in done.stdout.splitlines()]
 
 
@@ -49,6 +49,14 @@ def broken_documents(good):
 
     return {
         "no bytes": broken(lambda d, s: d.pop("bytes")),
+        "no verdict": broken(lambda d, s: d.pop("verdict")),
+        "an exit code of 3": broken(lambda d, s: d.update(exit_code=3)),
+        "a warning of another kind": broken(lambda d, s: d["warnings"].append({"type": "more"})),
+        "a warning without PPSs": broken(
+            lambda d, s: d["warnings"].append({"type": "stale_pps", "sps": 0, "sps_offset": 4, "pps": []})
+        ),
+        "a record beside the place of the same": broken(lambda d, s: s["SPS"].update(same_as=4)),
+        "a place of text": broken(lambda d, s: s["PPS"].update(read_at="4")),
         "a key too many": broken(lambda d, s: d.update(more=1)),
         "an unknown type": broken(lambda d, s: s["VPS"].update(type="SEI")),
         "a negative offset": broken(lambda d, s: s["VPS"].update(offset=-1)),
@@ -83,9 +91,12 @@ def main(program, schema_file, corpus_directory):
             made.write_bytes(b"".join(START_CODE + unit for unit in units))
             files.append(str(made))
         documents = run(program, *files)
+        whole = run(program, "--tables", "--all", *files)
     if [d["file"] for d in documents] != files:
         failures.append("not one document for each file, in their order")
-    for document in documents:
+    if [d["file"] for d in whole] != files:
+        failures.append("not one document for each file with --tables --all")
+    for document in documents + whole:
         for error in validator.iter_errors(document):
             place = "/".join(str(p) for p in error.absolute_path)
             failures.append(f"{document['file']}: {place}: {error.message[:200]}")

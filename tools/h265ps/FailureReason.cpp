@@ -2,7 +2,10 @@
 
 #include <string_view>
 
+#include <fmt/format.h>
+
 #include "DecParameterSetReader.h"
+#include "Gist.h"
 
 namespace h265ps {
 
@@ -18,24 +21,53 @@ bool contains(std::string_view text, std::string_view part)
     return text.find(part) != std::string_view::npos;
 }
 
+// What verifySPS found: it takes 8-bit 4:2:0.
+std::string unsupportedSamples(const SPS& sps)
+{
+    const bool bFormat = sps.chroma_format_idc != 1 || sps.separate_colour_plane_flag;
+    const bool bDepth = sps.BitDepthY != 8 || sps.BitDepthC != 8;
+    if (bFormat && bDepth)
+        return samplesOf(sps) + ", this decoder takes 8-bit 4:2:0";
+    if (bFormat)
+        return chromaFormatOf(sps) + " samples, this decoder takes 4:2:0";
+    return bitDepthOf(sps) + " samples, this decoder takes 8";
+}
+
+std::string notSupported(const ParameterSetEvent& event)
+{
+    if (event.sps != nullptr)
+        return unsupportedSamples(*event.sps);
+    if (event.vps != nullptr)
+        return fmt::format("{} layers, this decoder takes 1", unsigned{event.vps->vps_max_layers_minus1} + 1);
+    return "the decoder does not take it";
+}
+
+std::string refused(ERefusal eRefusal)
+{
+    if (eRefusal == ERefusal::PictureTooLarge)
+        return "it has tiles, and the picture of its SPS has more coding tree blocks than any level allows";
+    return "too much work: the parameter sets up to here cost more than a stream of so many bytes may";
+}
+
 // What to make of a message, or of a result that came without one.
-std::string_view meaning(const ParameterSetEvent& event)
+std::string notRead(const ParameterSetEvent& event)
 {
     const std::string_view message = event.lastMessage;
+    if (event.bCutOff)
+        return "cut off: one byte long, half of its header";
+    if (event.header.forbidden_zero_bit)
+        return "damaged: forbidden_zero_bit is set";
+    if (event.eRefusal != ERefusal::None)
+        return refused(event.eRefusal);
     if (event.iRead == E_NO_MEMORY)
         return "its records need more memory than the reader grants";
+    if (event.missingSps)
+        return fmt::format("it needs SPS {}, which was not read: missing, damaged, or the stream is cut at its start",
+                           event.missingSps->pps_seq_parameter_set_id);
     if (contains(message, "sps not found"))
-        return "the SPS that it names was not read before it: missing, damaged, or the stream is cut at its start";
+        return "the SPS that it needs was not read: missing, damaged, or the stream is cut at its start";
     if (contains(message, "not enough bits"))
         return "the payload ends too early: cut short or damaged";
-    if (contains(message, "vps_max_layers"))
-        return "the decoder reads streams of one layer";
-    if (contains(message, "4:2:0"))
-        return "the decoder reads no other chroma format: convert the video to 4:2:0";
-    if (contains(message, "8bit"))
-        return "the decoder reads no other bit depth: convert the video to 8 bits";
-    if (event.iRead == 0)
-        return "the decoder does not support it";
     return "its values do not fit together or its payload ends too early: damaged";
 }
 
@@ -52,19 +84,17 @@ bool isFailure(const ParameterSetEvent& event)
     return isNotRead(event) || event.iVerify.value_or(0) != 0;
 }
 
-std::string failureReason(const ParameterSetEvent& event, EBitReader eReader)
+FailureReason failureReason(const ParameterSetEvent& event, EBitReader eReader)
 {
     constexpr std::uint64_t NAL_UNIT_HEADER_BYTES = 2;
     constexpr std::uint64_t CACHE_WORD_BYTES = 8;
-    if (event.header.forbidden_zero_bit)
-        return "forbidden_zero_bit is set: damaged";
-    const std::string_view explanation = meaning(event);
+    FailureReason reason{isNotRead(event) ? notRead(event) : notSupported(event), ""};
     // Running out of memory and contradictions have no message: the last one is of something else.
-    const bool bOwnMessage = !event.lastMessage.empty() && event.iRead != E_NO_MEMORY;
-    std::string reason =
-        bOwnMessage ? std::string(event.lastMessage) + " (" + std::string(explanation) + ")" : std::string(explanation);
-    if (eReader == EBitReader::Decoder && event.ulSize > NAL_UNIT_HEADER_BYTES + CACHE_WORD_BYTES)
-        reason += "; --reader decoder delivers payloads longer than 8 bytes with gaps, --reader rbsp does not";
+    if (event.iRead.has_value() && event.iRead != E_NO_MEMORY)
+        reason.message = event.lastMessage;
+    if (eReader == EBitReader::Decoder && event.iRead.has_value() &&
+        event.ulSize > NAL_UNIT_HEADER_BYTES + CACHE_WORD_BYTES)
+        reason.words += "; --reader decoder delivers payloads longer than 8 bytes with gaps, --reader rbsp does not";
     return reason;
 }
 

@@ -1,8 +1,14 @@
 #include "FileRun.h"
 
+#include <algorithm>
+#include <cctype>
+#include <cerrno>
 #include <cstdio>
 #include <exception>
+#include <memory>
 #include <new>
+#include <stdexcept>
+#include <system_error>
 #include <utility>
 
 #include <unistd.h>
@@ -21,32 +27,28 @@ using namespace h265_stream;
 
 namespace {
 
-// So many slices of H.264 in the guise of parameter sets, and none of layer 0 among them, leave no doubt.
+// So many slices of another format in the guise of parameter sets, and none of layer 0 among them, leave no doubt.
 constexpr std::size_t ENOUGH_HELD = 1000;
 
-// Passes a source on, counts what was taken from it, and has what was found shown before it is waited for.
-class CCountingSource : public CByteSource
+// What the system says, as it stands behind a colon.
+std::string inSentence(std::string reason)
 {
-public:
-    CCountingSource(CByteSource& source, std::uint64_t& ulTaken, COutputStream& output)
-        : m_source(source), m_ulTaken(ulTaken), m_output(output)
-    {}
+    if (reason.size() > 1 && std::islower(static_cast<unsigned char>(reason[1])) != 0)
+        reason[0] = static_cast<char>(std::tolower(static_cast<unsigned char>(reason[0])));
+    return reason;
+}
 
-    std::span<const unsigned char> next() override
-    {
-        if (m_source.stalls())
-            m_output.flush();
-        const std::span<const unsigned char> piece = m_source.next();
-        m_ulTaken += piece.size();
-        return piece;
+std::string lineOf(std::string_view kind, std::string_view message)
+{
+    return fmt::format("h265ps: {}: {}\n", kind, printable(std::string(message)));
+}
+
+// As many of the first bytes as it takes to tell what they look like.
+void growHead(CByteSource& source)
+{
+    while (!looksSettled(source.head()) && source.growHead()) {
     }
-    std::span<const unsigned char> head() override { return m_source.head(); }
-
-private:
-    CByteSource& m_source;
-    std::uint64_t& m_ulTaken;
-    COutputStream& m_output;
-};
+}
 
 // Why a stream that was read to its end had no parameter set.
 std::string emptyReason(const StreamSummary& summary, bool bText)
@@ -63,106 +65,212 @@ std::string emptyReason(const StreamSummary& summary, bool bText)
 
 void writeError(std::string_view message)
 {
-    const std::string line = "h265ps: error: " + printable(std::string(message)) + "\n";
+    const std::string line = lineOf("error", message);
     (void)std::fwrite(line.data(), 1, line.size(), stderr);
 }
 
+// Passes a source on, knows what was taken from it, and tells the report when it stalls.
+class CFileRun::CWatchedSource : public CByteSource
+{
+public:
+    CWatchedSource(CByteSource& source, CFileRun& run) : m_source(source), m_run(run) {}
+
+    std::span<const unsigned char> next() override
+    {
+        if (m_run.m_bBegun && m_source.stalls())
+            m_run.m_report.stall();
+        m_piece = m_source.next();
+        m_bJudged = false;
+        m_ulTaken += m_piece.size();
+        return m_piece;
+    }
+    std::span<const unsigned char> head() override { return m_source.head(); }
+
+    [[nodiscard]] std::uint64_t taken() const { return m_ulTaken; }
+
+    // Judged by the piece that is being read.
+    bool isMpegVideo()
+    {
+        m_bMpegVideo = m_bMpegVideo || (!m_bJudged && hasMpegSequence(m_piece));
+        m_bJudged = true;
+        return m_bMpegVideo;
+    }
+
+private:
+    CByteSource& m_source;
+    CFileRun& m_run;
+    std::span<const unsigned char> m_piece;
+    std::uint64_t m_ulTaken = 0;
+    bool m_bJudged = false; // the piece was
+    bool m_bMpegVideo = false;
+};
+
 CFileRun::CFileRun(const Options& options, COutputStream& output, CReport& report)
-    : m_options(options), m_output(output), m_report(report), m_stream(options.stream)
+    : m_options(options), m_output(output), m_report(report), m_stream(options.stream),
+      m_verdict(options.stream.eReader)
 {}
 
 EExitCode CFileRun::run(const std::string& file)
 {
     m_file = file;
-    m_held.clear();
-    m_ulTaken = 0;
+    m_firstVerdict.reset();
     m_bBegun = false;
     try {
         return readFile();
     } catch (const CSourceError& error) {
-        return fail(error.offset(), error.what());
+        return fail(error.offset(), inSentence(error.what()));
     } catch (const std::bad_alloc&) {
-        return fail(m_ulTaken, "out of memory, what follows is not read");
+        return fail(std::nullopt, "out of memory");
     } catch (const std::exception& error) {
-        return fail(m_ulTaken, error.what());
+        return fail(std::nullopt, error.what());
     }
 }
 
 EExitCode CFileRun::readFile()
 {
-    const std::unique_ptr<CByteSource> pSource = openByteSource(m_file);
-    while (!looksSettled(pSource->head()) && pSource->growHead()) {
-    }
+    const long long iStart = m_file == "-" ? ::lseek(STDIN_FILENO, 0, SEEK_CUR) : 0;
+    const std::unique_ptr<CByteSource> pSource = open();
+    growHead(*pSource);
     const std::span<const unsigned char> head = pSource->head();
     if (head.empty())
-        return fail(0, "the file is empty");
+        return fail(std::nullopt, "the file is empty");
     if (const auto format = foreignFormat(head))
-        return fail(0, fmt::format("not an Annex B byte stream: it looks like {}", *format));
-    const bool bText = looksLikeText(head);
-    m_bHolding = resemblesH264(head);
-    m_ulSize = pSource->size();
-    const StreamSummary summary = readStream(*pSource);
-    if (m_bHolding)
-        return fail(0, "not an Annex B byte stream of H.265: it looks like a raw H.264 stream");
-    if (summary.ulParameterSets == 0)
-        return fail(summary.ulBytes, emptyReason(summary, bText));
-    return summary.ulNotRead + summary.ulNotSupported != 0 ? EXIT_SET_FAILED : EXIT_ALL_READ;
+        return fail(0, fmt::format("not an Annex B byte stream of H.265: it looks like {}", *format));
+    const EExitCode eExitCode = readAs(*pSource, pSource->size() ? EPace::Whole : EPace::AsItComes);
+    if (!m_bAgain)
+        return eExitCode;
+    if (m_file == "-" && ::lseek(STDIN_FILENO, iStart, SEEK_SET) < 0)
+        throw CSourceError(std::generic_category().message(errno), 0);
+    m_firstVerdict = m_verdict;
+    const std::unique_ptr<CByteSource> pAgain = open();
+    growHead(*pAgain);
+    return std::max(eExitCode, readAs(*pAgain, EPace::Again));
 }
 
-// Whatever ends the reading, the report of what was read is closed.
-StreamSummary CFileRun::readStream(CByteSource& source)
+std::unique_ptr<CByteSource> CFileRun::open() const
 {
-    CCountingSource counting(source, m_ulTaken, m_output);
     try {
-        const StreamSummary summary =
-            m_stream.read(counting, [this](const ParameterSetEvent& event) { return take(event); });
-        if (m_bBegun)
-            m_report.end(summary.ulBytes);
-        return summary;
-    } catch (...) {
-        if (m_bBegun)
-            m_report.end(m_ulTaken);
-        throw;
+        return openByteSource(m_file);
+    } catch (const CSourceError& error) {
+        throw std::runtime_error(inSentence(error.what()));
     }
 }
 
-bool CFileRun::take(const ParameterSetEvent& event)
+EExitCode CFileRun::readAs(CByteSource& source, EPace ePace)
 {
-    if (m_bHolding && event.bPassedOver) {
-        m_held.push_back(event);
-        return m_held.size() < ENOUGH_HELD;
+    m_ePace = ePace;
+    m_verdict = CVerdict(m_options.stream.eReader);
+    m_interruption.reset();
+    m_foreign.reset();
+    m_held.clear();
+    m_bBegun = false;
+    m_bAgain = false;
+    m_bHolding = true;
+    m_bResemblesH264 = resemblesH264(source.head());
+    CWatchedSource watched(source, *this);
+    const StreamSummary summary = readStream(watched);
+    if (m_bHolding && m_bResemblesH264)
+        m_foreign = RAW_H264;
+    if (m_foreign)
+        return fail(0, fmt::format("not an Annex B byte stream of H.265: it looks like {}", *m_foreign));
+    if (m_bHolding)
+        (void)showHeld();
+    if (m_bBegun)
+        return closeReport(summary);
+    return fail(summary.ulBytes, m_interruption ? *m_interruption : emptyReason(summary, looksLikeText(source.head())));
+}
+
+// Whatever ends the reading, what was read counts.
+StreamSummary CFileRun::readStream(CWatchedSource& source)
+{
+    try {
+        return m_stream.read(source, [&](const ParameterSetEvent& event) { return take(event, source); });
+    } catch (const CSourceError& error) {
+        m_interruption = inSentence(error.what());
+    } catch (const std::bad_alloc&) {
+        m_interruption = "out of memory, what follows is not read";
+    } catch (const std::exception& error) {
+        m_interruption = error.what();
     }
+    StreamSummary summary;
+    summary.ulBytes = source.taken();
+    return summary;
+}
+
+EExitCode CFileRun::closeReport(const StreamSummary& summary)
+{
+    if (m_interruption) {
+        m_verdict.interrupt(*m_interruption);
+        fail(summary.ulBytes, *m_interruption);
+    } else if (!summary.bStopped) { // else nobody reads the output
+        m_verdict.end(summary);
+        if (const std::string missing = m_verdict.missing(); !missing.empty())
+            fail(std::nullopt, "cannot be decoded: " + missing);
+        for (const StalePps& stale : m_verdict.stale())
+            warn(textOf(stale) + ": still of the old SPS");
+    }
+    m_bAgain = !m_report.end(m_verdict, summary.ulBytes);
+    return m_verdict.exitCode();
+}
+
+bool CFileRun::take(const ParameterSetEvent& event, CWatchedSource& source)
+{
+    if (!m_bHolding || !event.bPassedOver)
+        return showHeld() && show(event);
+    m_held.push_back(event);
+    if (source.isMpegVideo())
+        m_foreign = MPEG_VIDEO;
+    else if (m_held.size() == ENOUGH_HELD && m_bResemblesH264)
+        m_foreign = RAW_H264;
+    if (m_foreign)
+        return false;
+    return m_held.size() < ENOUGH_HELD || showHeld();
+}
+
+bool CFileRun::showHeld()
+{
     m_bHolding = false;
+    bool bGoOn = true;
     for (const ParameterSetEvent& held : std::exchange(m_held, {}))
-        show(held);
-    return show(event);
+        bGoOn = bGoOn && show(held);
+    return bGoOn;
 }
 
 bool CFileRun::show(const ParameterSetEvent& event)
 {
+    m_verdict.add(event);
     if (!m_bBegun)
-        m_report.begin(m_file, m_ulSize);
+        m_report.begin(m_file, m_ePace == EPace::Again ? *m_firstVerdict : m_verdict, m_ePace);
     m_bBegun = true;
     m_report.add(event, m_options.shows(event));
-    if (isFailure(event) && !event.bRepeat && !event.bSeenBefore) {
-        const std::optional<unsigned> uiId = idOf(event);
+    if (isFailure(event) && !event.bRepeat && !event.bSeenBefore)
         fail(event.ulOffset,
-             fmt::format("{}{} {}: {}",
-                         typeName(event.header.nal_unit_type),
-                         uiId ? fmt::format(" {}", *uiId) : "",
+             fmt::format("{} {}: {}",
+                         nameOf(event),
                          isNotRead(event) ? "not read" : "not supported",
-                         failureReason(event, m_options.stream.eReader)));
-    }
+                         failureReason(event, m_options.stream.eReader).text()));
     return !m_output.failed();
 }
 
-EExitCode CFileRun::fail(std::uint64_t ulOffset, std::string_view reason)
+EExitCode CFileRun::fail(std::optional<std::uint64_t> ulOffset, std::string_view reason)
 {
-    // On a terminal the error comes behind what it is about.
-    if (::isatty(STDOUT_FILENO) != 0)
-        m_output.flush();
-    writeError(fmt::format("{}: at byte {}: {}", m_file, ulOffset, reason));
+    tell("error", ulOffset, reason);
     return EXIT_FILE_ERROR;
+}
+
+void CFileRun::warn(std::string_view reason)
+{
+    tell("warning", std::nullopt, reason);
+}
+
+void CFileRun::tell(std::string_view kind, std::optional<std::uint64_t> ulOffset, std::string_view reason)
+{
+    const std::string place = ulOffset ? fmt::format("at byte {}: ", *ulOffset) : "";
+    const std::string line = lineOf(kind, fmt::format("{}: {}{}", m_file, place, reason));
+    if (m_bBegun)
+        m_report.error(line);
+    else
+        (void)std::fwrite(line.data(), 1, line.size(), stderr);
 }
 
 } // namespace h265ps

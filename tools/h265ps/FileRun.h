@@ -1,11 +1,13 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "ByteSource.h"
 #include "Options.h"
 #include "OutputStream.h"
 #include "Report.h"
@@ -22,23 +24,37 @@ public:
     EExitCode run(const std::string& file);
 
 private:
+    class CWatchedSource;
+
     EExitCode readFile();
-    h265_stream::StreamSummary readStream(h265_stream::CByteSource& source);
-    bool take(const h265_stream::ParameterSetEvent& event);
+    [[nodiscard]] std::unique_ptr<h265_stream::CByteSource> open() const;
+    EExitCode readAs(h265_stream::CByteSource& source, EPace ePace);
+    h265_stream::StreamSummary readStream(CWatchedSource& source);
+    EExitCode closeReport(const h265_stream::StreamSummary& summary);
+    bool take(const h265_stream::ParameterSetEvent& event, CWatchedSource& source);
+    bool showHeld();
     bool show(const h265_stream::ParameterSetEvent& event);
-    EExitCode fail(std::uint64_t ulOffset, std::string_view reason);
+    EExitCode fail(std::optional<std::uint64_t> ulOffset, std::string_view reason);
+    void warn(std::string_view reason);
+    void tell(std::string_view kind, std::optional<std::uint64_t> ulOffset, std::string_view reason);
 
     const Options& m_options;
     COutputStream& m_output;
     CReport& m_report;
     h265_stream::CParameterSetStream m_stream;
     std::string m_file;
-    std::optional<std::uint64_t> m_ulSize;
-    std::uint64_t m_ulTaken = 0; // bytes read
-    bool m_bBegun = false;       // the report has the stream
+    CVerdict m_verdict;
+    std::optional<CVerdict> m_firstVerdict; // of the first reading, when a second one shows the sets
+    EPace m_ePace = EPace::Whole;
+    std::optional<std::string> m_interruption; // why the stream was not read to its end
+    bool m_bBegun = false;                     // the report has the stream
+    bool m_bAgain = false;                     // the file has to be read again for its report
 
-    // What begins like H.264 is held back until a parameter set of layer 0 proves it to be H.265.
+    // A stream of other formats can look like sets of higher layers. These are held back until a set of layer 0
+    // proves it to be H.265, or there are so many that it makes no difference.
     bool m_bHolding = false;
+    bool m_bResemblesH264 = false;
+    std::optional<std::string_view> m_foreign;          // what it is instead
     std::vector<h265_stream::ParameterSetEvent> m_held; // passed over: they point at nothing
 };
 

@@ -4,8 +4,6 @@
 
 #include <fmt/format.h>
 
-#include "TextRecord.h"
-
 namespace h265ps {
 
 using namespace h265_codec;
@@ -92,17 +90,6 @@ std::string profileAndLevel(const profile_tile_level& ptl)
         "{}, {}{}", profileName(ptl), levelName(ptl.general_level_idc), ptl.general_tier_flag ? " High tier" : "");
 }
 
-std::string samples(const SPS& sps)
-{
-    constexpr const char* aFormats[] = {"4:0:0", "4:2:0", "4:2:2", "4:4:4"};
-    const unsigned uiFormat = sps.chroma_format_idc;
-    const std::string format = uiFormat < 4 ? aFormats[uiFormat] : fmt::format("chroma_format_idc {}", uiFormat);
-    const std::string depth = uiFormat == 0 || sps.BitDepthY == sps.BitDepthC
-                                  ? fmt::format("{}-bit", sps.BitDepthY)
-                                  : fmt::format("{}-bit luma, {}-bit chroma", sps.BitDepthY, sps.BitDepthC);
-    return fmt::format("{} {}{}", depth, format, sps.separate_colour_plane_flag ? " in three planes" : "");
-}
-
 // 6.2, Table 6-1: the conformance window is in chroma samples.
 std::string pictureSize(const SPS& sps)
 {
@@ -144,15 +131,29 @@ std::string side(unsigned uiLog2)
 
 } // namespace
 
+std::string bitDepthOf(const SPS& sps)
+{
+    return sps.chroma_format_idc == 0 || sps.BitDepthY == sps.BitDepthC
+               ? fmt::format("{}-bit", sps.BitDepthY)
+               : fmt::format("{}-bit luma, {}-bit chroma", sps.BitDepthY, sps.BitDepthC);
+}
+
+std::string chromaFormatOf(const SPS& sps)
+{
+    constexpr const char* aFormats[] = {"4:0:0", "4:2:0", "4:2:2", "4:4:4"};
+    const unsigned uiFormat = sps.chroma_format_idc;
+    const std::string format = uiFormat < 4 ? aFormats[uiFormat] : fmt::format("chroma_format_idc {}", uiFormat);
+    return format + (sps.separate_colour_plane_flag ? " in three planes" : "");
+}
+
+std::string samplesOf(const SPS& sps)
+{
+    return bitDepthOf(sps) + " " + chromaFormatOf(sps);
+}
+
 std::string summaryOf(const SPS& sps)
 {
-    return fmt::format("{}, {}, {}, CTB {}, {}x{} CTBs",
-                       pictureSize(sps),
-                       samples(sps),
-                       profileAndLevel(sps.ptl),
-                       side(sps.CtbLog2SizeY),
-                       sps.PicWidthInCtbsY,
-                       sps.PicHeightInCtbsY);
+    return fmt::format("{}, {}, {}", pictureSize(sps), samplesOf(sps), profileAndLevel(sps.ptl));
 }
 
 GroupGist CGist::of(EGroup eGroup) const
@@ -180,7 +181,7 @@ std::string CGist::ofSps(EGroup eGroup) const
     const SPS& sps = *m_pSps;
     switch (eGroup) {
     case EGroup::Picture:
-        return fmt::format("{}, {}", pictureSize(sps), samples(sps));
+        return fmt::format("{}, {}", pictureSize(sps), samplesOf(sps));
     case EGroup::CodingBlocks:
         return fmt::format("CTB {}, coding blocks from {}, transform blocks {} to {}",
                            side(sps.CtbLog2SizeY),

@@ -6,6 +6,13 @@
 
 namespace h265ps {
 
+/// The sequence in one line: output size, samples, profile, level.
+std::string summaryOf(const h265_codec::SPS& sps);
+/// "10-bit 4:2:2", and its halves.
+std::string samplesOf(const h265_codec::SPS& sps);
+std::string bitDepthOf(const h265_codec::SPS& sps);
+std::string chromaFormatOf(const h265_codec::SPS& sps);
+
 /// The heading of a group of fields.
 struct GroupGist
 {

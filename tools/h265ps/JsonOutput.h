@@ -1,43 +1,35 @@
 #pragma once
 
-#include <array>
-#include <map>
-#include <utility>
-
-#include "OutputStream.h"
+#include "JsonWriter.h"
 #include "Report.h"
 
 namespace h265ps {
 
-/// One JSON document for each stream, as docs/json.md describes it. Writes as the parameter sets come,
-/// and keeps what it rendered for the repeats of a set.
+/// One JSON document for each stream, as docs/json.md describes it, written as the parameter sets come.
 class CJsonReport : public CReport
 {
 public:
-    explicit CJsonReport(COutputStream& output) : m_output(output) {}
-
-    void begin(const std::string& file, std::optional<std::uint64_t> ulBytes) override;
-    void add(const h265_stream::ParameterSetEvent& event, bool bShown) override;
-    void end(std::uint64_t ulBytes) override;
-
-private:
-    struct Rendered
+    struct Options
     {
-        std::uint64_t ulReading;
-        std::string record;
+        bool bShowRepeats = false; // in full, instead of by the offset of the first
+        bool bTables = false;      // the address tables of PPSs
+        h265_stream::EBitReader eReader = h265_stream::EBitReader::Rbsp; // that the parameter sets are read with
     };
 
-    void addHead(std::uint64_t ulBytes);
-    void addRecord(const h265_stream::ParameterSetEvent& event);
+    CJsonReport(COutputStream& output, const Options& options) : m_output(output), m_json(output), m_options(options) {}
+
+    void begin(const std::string& file, const CVerdict& verdict, EPace ePace) override;
+    void add(const h265_stream::ParameterSetEvent& event, bool bShown) override;
+    void error(std::string_view line) override;
+    void stall() override { m_output.flush(); }
+    [[nodiscard]] bool end(const CVerdict& verdict, std::uint64_t ulBytes) override;
+
+private:
+    void addHeader(const h265_stream::ParameterSetEvent& event);
 
     COutputStream& m_output;
-    CSpillBuffer m_spill;
-    CTextSink* m_pSink = nullptr; // the output, or the spill buffer while the stream's size is unknown
-    std::string m_file;
-    bool m_bFirst = true;
-    bool m_bCut = false; // the writing of a parameter set was not finished
-    std::map<std::pair<unsigned char, unsigned>, Rendered> m_rendered; // by type and id
-    std::size_t m_uiRenderedBytes = 0;
+    CJsonWriter m_json;
+    Options m_options;
 };
 
 } // namespace h265ps

@@ -23,14 +23,21 @@ Examples:
   h265ps --json a.hevc b.hevc           one JSON document a line, one for each file
   cat movie.hevc | h265ps -             from standard input
 
-Exit codes:
-  0  every parameter set was read and is supported by the decoder
-  1  one was not read or is not supported
-     (sets of nuh_layer_id above 0 are passed over and change nothing)
-  2  wrong usage, a file that cannot be read or has no parameter set, or output that cannot be written
+The first lines and the last ones say what the stream is and whether this decoder
+takes it. The decoder's own checks are three: one layer, 4:2:0, 8 bits. That they pass
+says no more: values that H.265 forbids are not looked for.
 
-An error is one line on standard error:
+Exit codes:
+  0  a VPS, an SPS and a PPS are there, every parameter set was read, and the
+     decoder's own checks pass
+  1  one is missing, was not read, or is not supported
+     (sets of nuh_layer_id above 0 are passed over and change nothing)
+  2  wrong usage, a file that cannot be read or has no parameter set, or output that
+     cannot be written
+
+An error is one line on standard error, with the place where there is one:
   h265ps: error: FILE: at byte N: reason
+A warning (h265ps: warning: ...) changes no exit code.
 Colour is used on a terminal only, and not when NO_COLOR is set.)";
 
 unsigned char typeOf(const std::string& name)
@@ -80,7 +87,10 @@ void declareOptions(CLI::App& app, Options& options)
     app.add_option("FILE", options.files, "Streams to read, one after another; - is standard input")->type_name("");
     app.add_flag("--json", options.bJson, "Write JSON, one document a line for each file");
     app.add_flag(
-        "--all", options.bAll, "Show repeats of a parameter set too instead of counting them (JSON always has them)");
+        "--all", options.bAll, "Show repeats of a parameter set in full (otherwise counted, in JSON referred to)");
+    app.add_flag("--tables",
+                 options.bTables,
+                 "Write the address tables of a PPS with tiles into the JSON (three numbers a CTB)");
     app.add_option_function<std::vector<std::string>>(
            "--type",
            [&options](const std::vector<std::string>& lists) {

@@ -5,16 +5,9 @@
 #include <vector>
 
 #include "ParameterSetStream.h"
+#include "Verdict.h"
 
 namespace h265ps {
-
-/// Exit codes, the worst of all files.
-enum EExitCode : int
-{
-    EXIT_ALL_READ = 0,   // every parameter set was read and is supported
-    EXIT_SET_FAILED = 1, // one was not read or is not supported
-    EXIT_FILE_ERROR = 2  // wrong usage, or a file that cannot be read, or output that cannot be written
-};
 
 /// The command line.
 struct Options
@@ -22,6 +15,7 @@ struct Options
     std::vector<std::string> files; // "-" is standard input
     bool bJson = false;
     bool bAll = false;                // show repeats
+    bool bTables = false;             // the address tables of PPSs, in JSON
     std::vector<unsigned char> types; // nal_unit_type of the sets to show; empty: all
     std::optional<unsigned> uiId;     // id of the sets to show
     h265_stream::StreamOptions stream;

@@ -1,8 +1,5 @@
 #pragma once
 
-#include <cstdint>
-#include <cstdio>
-#include <memory>
 #include <string>
 #include <string_view>
 
@@ -38,27 +35,6 @@ private:
     int m_iFile;
     int m_iError = 0;
     std::string m_buffer;
-};
-
-/// Text that has to wait: in memory as long as it is short, then in a nameless temporary file.
-class CSpillBuffer : public CTextSink
-{
-public:
-    /// Throws std::system_error when the temporary file cannot be made or written.
-    void append(std::string_view text) override;
-    /// Hands everything on and is empty again.
-    void moveTo(CTextSink& sink);
-
-private:
-    struct Close
-    {
-        void operator()(std::FILE* pFile) const { std::fclose(pFile); }
-    };
-
-    void spill();
-
-    std::string m_memory;
-    std::unique_ptr<std::FILE, Close> m_pFile;
 };
 
 } // namespace h265ps

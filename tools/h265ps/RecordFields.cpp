@@ -288,9 +288,9 @@ void listTiles(const PPS& pps, CRecordVisitor& v)
     v.flag(FIELD(pps, uniform_spacing_flag), coded);
     v.flag(FIELD(pps, loop_filter_across_tiles_enabled_flag),
            tileField(bTiles, pps.MultipleTilesFlag ? EPresence::Coded : EPresence::NotCoded));
-    v.table("CtbAddrTsToRs", table(pps.CtbAddrTsToRs, ulAddresses), derived);
-    v.table("CtbAddrRsToTs", table(pps.CtbAddrRsToTs, ulAddresses), derived);
-    v.table("TileId", table(pps.TileId, ulAddresses), derived);
+    v.addressTable("CtbAddrTsToRs", table(pps.CtbAddrTsToRs, ulAddresses), derived);
+    v.addressTable("CtbAddrRsToTs", table(pps.CtbAddrRsToTs, ulAddresses), derived);
+    v.addressTable("TileId", table(pps.TileId, ulAddresses), derived);
     v.table("colWidth", table(pps.colWidth, ulColumns), derived);
     v.table("rowHeight", table(pps.rowHeight, ulRows), derived);
 }

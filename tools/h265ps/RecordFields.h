@@ -60,6 +60,8 @@ public:
     virtual void numbers(const char* pName, std::span<const std::int64_t> values, FieldNote note = {}) = 0;
     /// A table that can be long; null data means that there is none.
     virtual void table(const char* pName, std::span<const unsigned> values, FieldNote note = {}) = 0;
+    /// The same, of one entry for each CTB.
+    virtual void addressTable(const char* pName, std::span<const unsigned> values, FieldNote note = {}) = 0;
     /// The embedded record; uiSubLayers is max_sub_layers_minus1.
     virtual void profileTierLevel(const char* pName, const h265_codec::profile_tile_level& ptl,
                                   unsigned uiSubLayers) = 0;

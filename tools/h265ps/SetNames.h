@@ -1,6 +1,9 @@
 #pragma once
 
 #include <optional>
+#include <string>
+
+#include <fmt/format.h>
 
 #include "DecParameterSetReader.h"
 #include "ParameterSetStream.h"
@@ -20,7 +23,7 @@ constexpr const char* typeName(unsigned char nal_unit_type)
     }
 }
 
-/// The id of a parameter set that was read; none when it was not.
+/// The id of a parameter set that was read, or of a PPS whose SPS never came; none of others.
 inline std::optional<unsigned> idOf(const h265_stream::ParameterSetEvent& event)
 {
     if (event.vps != nullptr)
@@ -29,7 +32,23 @@ inline std::optional<unsigned> idOf(const h265_stream::ParameterSetEvent& event)
         return event.sps->sps_seq_parameter_set_id;
     if (event.pps != nullptr)
         return event.pps->pps_pic_parameter_set_id;
+    if (event.missingSps)
+        return event.missingSps->pps_pic_parameter_set_id;
     return std::nullopt;
+}
+
+/// "SPS 0", or "SPS" where the id is not known.
+inline std::string nameOf(const h265_stream::ParameterSetEvent& event)
+{
+    const std::optional<unsigned> uiId = idOf(event);
+    const char* const pType = typeName(event.header.nal_unit_type);
+    return uiId ? fmt::format("{} {}", pType, *uiId) : pType;
+}
+
+/// "SPS 0 at byte 33"
+inline std::string placeOf(const h265_stream::ParameterSetEvent& event)
+{
+    return fmt::format("{} at byte {}", nameOf(event), event.ulOffset);
 }
 
 } // namespace h265ps

@@ -15,21 +15,22 @@ using h265_stream::ParameterSetEvent;
 
 namespace {
 
-// A stream can have any number of sets in front of its first SPS.
+// In front of its first SPS and PPS a live stream can have any number of sets.
 constexpr std::size_t MAX_WAITING = std::size_t{1} << 20;
 
 std::string resultOf(const ParameterSetEvent& event, h265_stream::EBitReader eReader, const TextStyle& style)
 {
     if (isNotRead(event))
-        return fmt::format("{}NOT READ: {}{}", style.pBad, failureReason(event, eReader), style.pEnd);
+        return fmt::format("{}NOT READ: {}{}", style.pBad, failureReason(event, eReader).text(), style.pEnd);
     if (event.bPassedOver)
         return fmt::format("passed over: of layer {}, only layer 0 is read", event.header.nuh_layer_id);
     if (event.iVerify != 0)
-        return fmt::format("read, {}NOT SUPPORTED: {}{}", style.pBad, failureReason(event, eReader), style.pEnd);
+        return fmt::format("read; {}NOT SUPPORTED: {}{}", style.pBad, failureReason(event, eReader).text(), style.pEnd);
     if (!event.logLines.empty())
-        return fmt::format(
-            "read, supported, {}but with the messages below: values can be wrong{}", style.pBad, style.pEnd);
-    return fmt::format("{}read, supported{}", style.pGood, style.pEnd);
+        return fmt::format("read; the decoder's own checks pass, {}but with the messages below: values can be wrong{}",
+                           style.pBad,
+                           style.pEnd);
+    return fmt::format("{}read; the decoder's own checks pass{}", style.pGood, style.pEnd);
 }
 
 // The module's lines, equal neighbours once.
@@ -48,10 +49,10 @@ std::string logOf(const ParameterSetEvent& event)
 // What repeats are counted under: sets that were read by their id, the others together.
 CTextReport::RepeatKey repeatKey(const ParameterSetEvent& event)
 {
-    if (const std::optional<unsigned> uiId = idOf(event))
-        return {event.header.nal_unit_type, CTextReport::ERepeats::OfId, *uiId};
     if (isNotRead(event))
         return {event.header.nal_unit_type, CTextReport::ERepeats::NotRead, 0U};
+    if (const std::optional<unsigned> uiId = idOf(event))
+        return {event.header.nal_unit_type, CTextReport::ERepeats::OfId, *uiId};
     return {event.header.nal_unit_type, CTextReport::ERepeats::OfLayer, event.header.nuh_layer_id};
 }
 
@@ -98,86 +99,122 @@ std::string printable(const std::string& name)
     return text;
 }
 
-void CTextReport::begin(const std::string& file, std::optional<std::uint64_t> /* ulBytes */)
+void CTextReport::begin(const std::string& file, const CVerdict& verdict, EPace ePace)
 {
-    if (m_options.bFileHeadings)
-        m_output.append(fmt::format("{}{}==> {} <=={}\n",
-                                    m_bFirstFile ? "" : "\n",
-                                    m_options.style.pHeading,
-                                    printable(file),
-                                    m_options.style.pEnd));
-    m_bFirstFile = false;
-    m_bSummaryShown = false;
-    m_summary.clear();
-    m_waiting.clear();
+    if (ePace != EPace::Again) {
+        m_heading = m_options.bFileHeadings ? fmt::format("{}{}==> {} <=={}\n",
+                                                          m_bFirstFile ? "" : "\n",
+                                                          m_options.style.pHeading,
+                                                          printable(file),
+                                                          m_options.style.pEnd)
+                                            : "";
+        m_bFirstFile = false;
+    }
+    m_ePace = ePace;
+    m_pVerdict = &verdict;
+    m_bHeadShown = false;
+    m_bSpsCame = false;
     m_repeats.clear();
     m_ulShown = 0;
+    if (ePace == EPace::Again)
+        showHead(verdict, "");
+    else
+        m_output.hold();
 }
 
 void CTextReport::add(const ParameterSetEvent& event, bool bShown)
 {
-    if (!m_bSummaryShown && event.sps != nullptr)
-        showSummary(summaryOf(*event.sps));
-    if (!bShown)
-        return;
-    ++m_ulShown;
-    if ((event.bRepeat || event.bSeenBefore) && !m_options.bShowRepeats) {
-        ++m_repeats[repeatKey(event)];
-        return;
+    if (bShown) {
+        ++m_ulShown;
+        if ((event.bRepeat || event.bSeenBefore) && !m_options.bShowRepeats)
+            ++m_repeats[repeatKey(event)];
+        else if (!m_output.hasLost())
+            m_output.append(block(event));
     }
-    show(block(event));
+    if (m_ePace == EPace::AsItComes && !m_bHeadShown)
+        noteForHead(event);
+}
+
+// What comes live has its head as soon as an SPS and a PPS came.
+void CTextReport::noteForHead(const ParameterSetEvent& event)
+{
+    const bool bReady = m_bSpsCame && !event.bPassedOver && event.header.nal_unit_type == h265_stream::PPS_NUT;
+    m_bSpsCame = m_bSpsCame || (!event.bPassedOver && event.header.nal_unit_type == h265_stream::SPS_NUT);
+    if (bReady || m_output.size() > MAX_WAITING)
+        showHead(*m_pVerdict, "so far: ");
+}
+
+std::string CTextReport::title(const ParameterSetEvent& event) const
+{
+    std::string text = fmt::format("{}{}{} at byte {}, {} byte{}",
+                                   m_options.style.pHeading,
+                                   nameOf(event),
+                                   m_options.style.pEnd,
+                                   event.ulOffset,
+                                   event.ulSize,
+                                   event.ulSize == 1 ? "" : "s");
+    if (event.ulReadAt)
+        text += fmt::format(", read at the SPS at byte {}", *event.ulReadAt);
+    text += ": " + resultOf(event, m_options.eReader, m_options.style);
+    if (event.bRepeat || event.bSeenBefore)
+        text += " (repeat)";
+    return text;
 }
 
 std::string CTextReport::block(const ParameterSetEvent& event) const
 {
-    const std::optional<unsigned> uiId = idOf(event);
-    std::string text = fmt::format("\n{}{}{}{} at byte {}, {} byte{}: {}{}\n",
-                                   m_options.style.pHeading,
-                                   typeName(event.header.nal_unit_type),
-                                   uiId ? fmt::format(" {}", *uiId) : "",
-                                   m_options.style.pEnd,
-                                   event.ulOffset,
-                                   event.ulSize,
-                                   event.ulSize == 1 ? "" : "s",
-                                   resultOf(event, m_options.eReader, m_options.style),
-                                   event.bRepeat || event.bSeenBefore ? " (repeat)" : "");
-    if (event.header.nuh_temporal_id_plus1 != 1)
+    std::string text = fmt::format("\n{}\n", title(event));
+    if (!event.bCutOff && event.header.nuh_temporal_id_plus1 != 1)
         text += fmt::format("  nuh_temporal_id_plus1 {}\n", event.header.nuh_temporal_id_plus1);
-    if (event.sps != nullptr && summaryOf(*event.sps) != m_summary)
-        text += fmt::format("  {}{}{}\n", m_options.style.pHeading, summaryOf(*event.sps), m_options.style.pEnd);
+    if (event.ulSameAs && !m_options.bShowRepeats)
+        return text + fmt::format("  the same as at byte {} (--all shows it)\n", *event.ulSameAs);
     return text + logOf(event) + recordOf(event, m_options.style);
 }
 
-void CTextReport::showSummary(const std::string& summary)
+std::string CTextReport::head(const CVerdict& verdict, const char* pPrefix) const
 {
-    m_output.append(fmt::format("{}{}{}\n", m_options.style.pHeading, summary, m_options.style.pEnd));
-    m_output.append(m_waiting);
-    m_waiting.clear();
-    m_summary = summary;
-    m_bSummaryShown = true;
+    std::string text;
+    for (const std::string& line : verdict.sequences())
+        text += fmt::format("{}{}{}{}\n", pPrefix, m_options.style.pHeading, line, m_options.style.pEnd);
+    const char* const pColour = verdict.exitCode() == EXIT_ALL_READ ? m_options.style.pGood : m_options.style.pBad;
+    return text + fmt::format("{}{}{}{}\n", pPrefix, pColour, verdict.text(), m_options.style.pEnd);
 }
 
-void CTextReport::show(const std::string& block)
+void CTextReport::showHead(const CVerdict& verdict, const char* pPrefix)
 {
-    if (m_bSummaryShown)
-        return m_output.append(block);
-    m_waiting += block;
-    if (m_waiting.size() > MAX_WAITING)
-        showSummary("no SPS among the first parameter sets: one that comes later says its size itself");
+    m_stdout.append(m_heading + head(verdict, pPrefix));
+    m_output.release();
+    m_bHeadShown = true;
 }
 
-void CTextReport::end(std::uint64_t /* ulBytes */)
+void CTextReport::error(std::string_view line)
 {
-    if (!m_bSummaryShown)
-        showSummary("no SPS was read");
+    m_output.error(line);
+}
+
+void CTextReport::stall()
+{
+    if (!m_bHeadShown)
+        showHead(*m_pVerdict, "so far: ");
+    m_stdout.flush();
+}
+
+bool CTextReport::end(const CVerdict& verdict, std::uint64_t /* ulBytes */)
+{
+    const bool bLost = !m_bHeadShown && m_output.hasLost();
+    if (bLost)
+        return false;
+    if (!m_bHeadShown)
+        showHead(verdict, "");
     if (m_ulShown == 0)
         m_output.append("\nno parameter set of the wanted type and id\n");
-    if (m_repeats.empty())
-        return;
     std::string repeats;
     for (const auto& [set, ulCount] : m_repeats)
         repeats += fmt::format("{}{} {}x", repeats.empty() ? "" : ", ", repeatName(set), ulCount);
-    m_output.append(fmt::format("\nrepeats not shown: {} (--all shows them)\n", repeats));
+    if (!repeats.empty())
+        m_output.append(fmt::format("\nrepeats not shown: {} (--all shows them)\n", repeats));
+    m_output.append("\n" + head(verdict, ""));
+    return true;
 }
 
 } // namespace h265ps

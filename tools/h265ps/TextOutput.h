@@ -3,13 +3,13 @@
 #include <map>
 #include <tuple>
 
-#include "OutputStream.h"
+#include "HeldOutput.h"
 #include "Report.h"
 #include "TextStyle.h"
 
 namespace h265ps {
 
-/// Shows streams to people: a summary line, then a block for each parameter set.
+/// Shows streams to people: a head with the verdict, a block for each parameter set, and the head again.
 class CTextReport : public CReport
 {
 public:
@@ -30,23 +30,31 @@ public:
     };
     using RepeatKey = std::tuple<unsigned char, ERepeats, unsigned>;
 
-    CTextReport(COutputStream& output, const Options& options) : m_output(output), m_options(options) {}
+    CTextReport(COutputStream& output, const Options& options) : m_stdout(output), m_output(output), m_options(options)
+    {}
 
-    void begin(const std::string& file, std::optional<std::uint64_t> ulBytes) override;
+    void begin(const std::string& file, const CVerdict& verdict, EPace ePace) override;
     void add(const h265_stream::ParameterSetEvent& event, bool bShown) override;
-    void end(std::uint64_t ulBytes) override;
+    void error(std::string_view line) override;
+    void stall() override;
+    [[nodiscard]] bool end(const CVerdict& verdict, std::uint64_t ulBytes) override;
 
 private:
     std::string block(const h265_stream::ParameterSetEvent& event) const;
-    void showSummary(const std::string& summary);
-    void show(const std::string& block);
+    std::string title(const h265_stream::ParameterSetEvent& event) const;
+    std::string head(const CVerdict& verdict, const char* pPrefix) const;
+    void showHead(const CVerdict& verdict, const char* pPrefix);
+    void noteForHead(const h265_stream::ParameterSetEvent& event);
 
-    COutputStream& m_output;
+    COutputStream& m_stdout;
+    CHeldOutput m_output;
     Options m_options;
+    EPace m_ePace = EPace::Whole;
+    const CVerdict* m_pVerdict = nullptr;
+    std::string m_heading;
     bool m_bFirstFile = true;
-    bool m_bSummaryShown = false;
-    std::string m_summary; // the line above the blocks
-    std::string m_waiting; // blocks in front of the first SPS, which the summary line is made from
+    bool m_bHeadShown = false;
+    bool m_bSpsCame = false; // of layer 0
     std::map<RepeatKey, std::uint64_t> m_repeats;
     std::uint64_t m_ulShown = 0;
 };

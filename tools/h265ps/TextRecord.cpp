@@ -63,6 +63,10 @@ public:
         line(pName, value.empty() ? "none" : value, note);
     }
     void table(const char* pName, std::span<const unsigned> values, FieldNote note) override;
+    void addressTable(const char* pName, std::span<const unsigned> values, FieldNote note) override
+    {
+        table(pName, values, note);
+    }
     void profileTierLevel(const char* pName, const profile_tile_level& ptl, unsigned uiSubLayers) override
     {
         endRun();

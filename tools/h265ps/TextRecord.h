@@ -13,7 +13,4 @@ std::string textOf(const h265_codec::SPS& sps, const TextStyle& style);
 /// spsOfPps: the SPS that the PPS was read against, null when that is not known.
 std::string textOf(const h265_codec::PPS& pps, const h265_codec::SPS* spsOfPps, const TextStyle& style);
 
-/// The sequence in one line: output size, samples, profile, level, coding tree blocks.
-std::string summaryOf(const h265_codec::SPS& sps);
-
 } // namespace h265ps

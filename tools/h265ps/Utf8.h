@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <string_view>
 
 namespace h265ps {
 
@@ -20,6 +21,26 @@ constexpr std::size_t utf8Length(unsigned char ucByte)
 constexpr bool isUtf8Continuation(unsigned char ucByte)
 {
     return (ucByte & 0xc0) == 0x80;
+}
+
+/// The bytes of the UTF-8 sequence at the front of the text; 0 when it is none, or one that UTF-8 forbids:
+/// cut, longer than its character needs, a surrogate, or above U+10FFFF.
+constexpr std::size_t utf8SequenceLength(std::string_view text)
+{
+    if (text.empty())
+        return 0;
+    const unsigned char ucFirst = static_cast<unsigned char>(text[0]);
+    const std::size_t uiLength = utf8Length(ucFirst);
+    if (uiLength < 2 || text.size() < uiLength)
+        return uiLength == 1 ? 1 : 0;
+    for (std::size_t i = 1; i < uiLength; ++i) {
+        if (!isUtf8Continuation(static_cast<unsigned char>(text[i])))
+            return 0;
+    }
+    const unsigned char ucSecond = static_cast<unsigned char>(text[1]);
+    const bool bForbidden = (ucFirst == 0xe0 && ucSecond < 0xa0) || (ucFirst == 0xed && ucSecond >= 0xa0) ||
+                            (ucFirst == 0xf0 && ucSecond < 0x90) || (ucFirst == 0xf4 && ucSecond >= 0x90);
+    return bForbidden ? 0 : uiLength;
 }
 
 } // namespace h265ps

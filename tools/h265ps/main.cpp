@@ -31,7 +31,8 @@ bool wantsColour()
 std::unique_ptr<CReport> makeReport(const Options& options, COutputStream& output)
 {
     if (options.bJson)
-        return std::make_unique<CJsonReport>(output);
+        return std::make_unique<CJsonReport>(
+            output, CJsonReport::Options{options.bAll, options.bTables, options.stream.eReader});
     return std::make_unique<CTextReport>(
         output,
         CTextReport::Options{

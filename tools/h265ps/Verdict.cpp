@@ -1,0 +1,144 @@
+#include "Verdict.h"
+
+#include <fmt/format.h>
+
+#include "DecParameterSetReader.h"
+#include "FailureReason.h"
+#include "Gist.h"
+#include "SetNames.h"
+
+namespace h265ps {
+
+using h265_stream::ParameterSetEvent;
+
+namespace {
+
+// With them, a heading, the line of those left out and the verdict, the head is ten lines long at most: what
+// head shows.
+constexpr std::size_t MAX_SEQUENCES = 7;
+
+constexpr std::size_t MAX_LISTED_IDS = 8;
+
+// Whether it was told before.
+bool isKnown(const ParameterSetEvent& event)
+{
+    return event.bRepeat || event.bSeenBefore || event.ulSameAs.has_value();
+}
+
+} // namespace
+
+void CVerdict::add(const ParameterSetEvent& event)
+{
+    if (!event.bPassedOver)
+        m_abThere[event.header.nal_unit_type - h265_stream::VPS_NUT] = true;
+    m_bSpsRead = m_bSpsRead || event.sps != nullptr;
+    m_bPpsRead = m_bPpsRead || event.pps != nullptr;
+    if (isFailure(event))
+        addFailure(event);
+    if (event.sps == nullptr || isKnown(event))
+        return;
+    if (m_sequences.size() < MAX_SEQUENCES)
+        m_sequences.push_back(fmt::format("{} ({})", summaryOf(*event.sps), placeOf(event)));
+    else
+        ++m_ulMoreSequences;
+}
+
+void CVerdict::addFailure(const ParameterSetEvent& event)
+{
+    if (event.bRepeat || event.bSeenBefore)
+        return;
+    Failures& failures = isNotRead(event) ? m_notRead : m_notSupported;
+    if (failures.ulCount++ != 0)
+        return;
+    const FailureReason reason = failureReason(event, m_eReader);
+    if (isNotRead(event))
+        failures.first = fmt::format("{} was not read: {}", placeOf(event), reason.text());
+    else
+        failures.first = fmt::format("{} ({}: {})", reason.words, placeOf(event), reason.message);
+}
+
+void CVerdict::end(const h265_stream::StreamSummary& summary)
+{
+    m_bEnded = true;
+    m_stale = summary.stale;
+}
+
+void CVerdict::interrupt(const std::string& reason)
+{
+    m_interruption = reason;
+}
+
+std::vector<std::string> CVerdict::sequences() const
+{
+    std::vector<std::string> lines = m_sequences;
+    if (m_ulMoreSequences != 0)
+        lines.push_back(fmt::format("and {} more SPS{}", m_ulMoreSequences, m_ulMoreSequences == 1 ? "" : "s"));
+    if (lines.empty())
+        lines.emplace_back("no SPS was read");
+    return lines;
+}
+
+std::string CVerdict::missing() const
+{
+    if (!m_bEnded)
+        return "";
+    constexpr const char* aNames[] = {"no VPS", "no SPS", "no PPS"};
+    std::vector<const char*> names;
+    for (std::size_t i = 0; i < std::size(aNames); ++i) {
+        if (!m_abThere[i])
+            names.push_back(aNames[i]);
+    }
+    if (names.size() == std::size(aNames))
+        return "no VPS, SPS or PPS of layer 0";
+    return fmt::format("{}", fmt::join(names, " and "));
+}
+
+// The worst comes first, without the number of the others.
+std::string CVerdict::answer() const
+{
+    if (m_interruption)
+        return "not read to its end: " + *m_interruption;
+    if (m_notSupported.ulCount != 0)
+        return "not supported: " + m_notSupported.first;
+    if (const std::string types = missing(); !types.empty())
+        return "cannot be decoded: " + types;
+    if (m_notRead.ulCount != 0)
+        return (m_bSpsRead && m_bPpsRead ? "cannot be decoded in full: " : "cannot be decoded: ") + m_notRead.first;
+    return "the decoder's own checks pass";
+}
+
+std::string CVerdict::text() const
+{
+    const std::uint64_t ulErrors = m_notSupported.ulCount + m_notRead.ulCount + (missing().empty() ? 0U : 1U) +
+                                   (m_interruption.has_value() ? 1U : 0U);
+    std::string verdict = answer();
+    if (ulErrors > 1)
+        verdict += fmt::format("; {} more error{}", ulErrors - 1, ulErrors == 2 ? "" : "s");
+    if (!m_stale.empty())
+        verdict += "; warning: " + textOf(m_stale.front());
+    if (m_stale.size() > 1)
+        verdict += fmt::format("; {} more warning{}", m_stale.size() - 1, m_stale.size() == 2 ? "" : "s");
+    return verdict;
+}
+
+EExitCode CVerdict::exitCode() const
+{
+    if (m_interruption)
+        return EXIT_FILE_ERROR;
+    return m_notSupported.ulCount + m_notRead.ulCount != 0 || !missing().empty() ? EXIT_SET_FAILED : EXIT_ALL_READ;
+}
+
+std::string textOf(const h265_stream::StalePps& stale)
+{
+    const std::size_t uiListed = std::min(stale.ppsIds.size(), MAX_LISTED_IDS);
+    const std::size_t uiMore = stale.ppsIds.size() - uiListed;
+    return fmt::format(
+        "SPS {} at byte {} took the place of another, and PPS {}{} {} not sent again behind it",
+        stale.uiSpsId,
+        stale.ulSpsOffset,
+        fmt::join(stale.ppsIds.begin(), stale.ppsIds.begin() + static_cast<std::ptrdiff_t>(uiListed), ", "),
+        uiMore != 0 ? fmt::format(" and {} more", uiMore) : "",
+        stale.ppsIds.size() == 1 ? "was" : "were");
+}
+
+} // namespace h265ps

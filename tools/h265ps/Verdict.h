@@ -1,0 +1,69 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "ParameterSetStream.h"
+
+namespace h265ps {
+
+/// Exit codes, the worst of all files.
+enum EExitCode : int
+{
+    EXIT_ALL_READ = 0,   // nothing is missing, everything was read, and the decoder's own checks pass
+    EXIT_SET_FAILED = 1, // a parameter set was not read, is not supported, or is missing
+    EXIT_FILE_ERROR = 2  // wrong usage, or a file that cannot be read, or output that cannot be written
+};
+
+/// What a stream is and whether this decoder takes it, gathered from its parameter sets as they come.
+class CVerdict
+{
+public:
+    explicit CVerdict(h265_stream::EBitReader eReader) : m_eReader(eReader) {}
+
+    void add(const h265_stream::ParameterSetEvent& event);
+    /// The stream came to its end: what has not come by now is missing.
+    void end(const h265_stream::StreamSummary& summary);
+    /// The stream could not be read to its end.
+    void interrupt(const std::string& reason);
+
+    /// A line for each distinct SPS in stream order: size, samples, profile, level, id and place. Of very many
+    /// SPSs the first, and how many more there are.
+    [[nodiscard]] std::vector<std::string> sequences() const;
+    /// Whether the decoder takes the stream, in one line: the reason in words first, the module's message behind it.
+    [[nodiscard]] std::string text() const;
+    /// The types of layer 0 that the stream does not have: "no SPS and no PPS"; empty when it has all.
+    [[nodiscard]] std::string missing() const;
+    [[nodiscard]] const std::vector<h265_stream::StalePps>& stale() const { return m_stale; }
+    [[nodiscard]] EExitCode exitCode() const;
+
+private:
+    // The failures of one kind: the first in words, and how many there are.
+    struct Failures
+    {
+        std::string first;
+        std::uint64_t ulCount = 0;
+    };
+
+    void addFailure(const h265_stream::ParameterSetEvent& event);
+    [[nodiscard]] std::string answer() const;
+
+    h265_stream::EBitReader m_eReader;
+    std::vector<std::string> m_sequences;
+    std::uint64_t m_ulMoreSequences = 0;
+    bool m_abThere[3] = {}; // VPS, SPS and PPS of layer 0, read or not
+    bool m_bSpsRead = false;
+    bool m_bPpsRead = false;
+    Failures m_notSupported;
+    Failures m_notRead;
+    bool m_bEnded = false;
+    std::optional<std::string> m_interruption;
+    std::vector<h265_stream::StalePps> m_stale;
+};
+
+/// "SPS 0 at byte 900 took the place of another, PPS 0, 1 were not sent again".
+std::string textOf(const h265_stream::StalePps& stale);
+
+} // namespace h265ps
