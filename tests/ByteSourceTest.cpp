@@ -415,10 +415,11 @@ TEST_F(ByteSource, AFileThatTellsTooLargeASizeEndsWhereItEnds)
     EXPECT_LT(readAll(*openByteSource(name)).size(), 4096U);
 }
 
-// The hole is two gibibytes of zeros: the search must not slow down on them, and nothing be kept.
+// The hole is four gibibytes of zeros: the search must not slow down on them, nothing be kept, and no offset
+// be cut to 32 bits.
 TEST_F(ByteSource, IsReadInConstantMemory)
 {
-    constexpr std::uint64_t HOLE_END = std::uint64_t{2} << 30;
+    constexpr std::uint64_t HOLE_END = std::uint64_t{4} << 30;
     constexpr long GROWTH_IN_KIB = 8192;
     const Bytes front = byteStream({nalUnit(VPS_NUT, write(VpsSyntax{})), nalUnit(SPS_NUT, write(SpsSyntax{}))});
     const Bytes back = byteStream({nalUnit(PPS_NUT, write(PpsSyntax{}))});

@@ -741,7 +741,8 @@ TEST_F(ReadLongPPS, RefusesTooManyTileRowsOrTilesAtTheRowCount)
         EXPECT_EQ(decoder.m_pps->num_tile_rows_minus1, 0U);
         EXPECT_EQ(decoder.m_pps->rowHeight, nullptr);
         EXPECT_FALSE(decoder.m_pps->MultipleTilesFlag);
-        EXPECT_EQ(decoder.m_pool.calls(), (std::vector<PoolCall>{take(c.ulColumns * 4, 451)}));
+        EXPECT_EQ(decoder.m_pool.calls(),
+                  (std::vector<PoolCall>{take(static_cast<std::size_t>(c.ulColumns) * 4, 451)}));
         EXPECT_TRUE(m_log.lines().empty());
         EXPECT_EQ(decoder.read(withTiles(2, 2)), 0);
     }

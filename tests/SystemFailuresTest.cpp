@@ -58,25 +58,33 @@ int nextOf(std::deque<int>& errors)
 
 } // namespace
 
-// The linker fixes these names: _Znwm and _ZnwmRKSt9nothrow_t are the two operators new.
+// The two operators new have the type of std::size_t in their symbols: _Znwm and _ZnwmRKSt9nothrow_t, or _Znwj...
+// where it is unsigned int. These names here stand for the ones that the linker wraps.
+#define H265_JOINED(A, B, C) A##B##C
+#define H265_SYMBOL(PREFIX, LETTER, SUFFIX) H265_JOINED(PREFIX, LETTER, SUFFIX)
+#define REAL_NEW H265_SYMBOL(__real__Znw, H265PS_SIZE_LETTER, )
+#define REAL_NOTHROW_NEW H265_SYMBOL(__real__Znw, H265PS_SIZE_LETTER, RKSt9nothrow_t)
+#define WRAP_NEW H265_SYMBOL(__wrap__Znw, H265PS_SIZE_LETTER, )
+#define WRAP_NOTHROW_NEW H265_SYMBOL(__wrap__Znw, H265PS_SIZE_LETTER, RKSt9nothrow_t)
+
 extern "C" {
-void* __real__Znwm(std::size_t uiSize);
-void* __real__ZnwmRKSt9nothrow_t(std::size_t uiSize, const std::nothrow_t& tag) noexcept;
+void* REAL_NEW(std::size_t uiSize);
+void* REAL_NOTHROW_NEW(std::size_t uiSize, const std::nothrow_t& tag) noexcept;
 void* __real_aligned_alloc(std::size_t uiAlignment, std::size_t uiSize);
 void* __real_calloc(std::size_t uiCount, std::size_t uiSize);
 ssize_t __real_read(int iFd, void* pTo, std::size_t uiSize);
 int __real_poll(pollfd* aFd, nfds_t ulCount, int iTimeout);
 
-void* __wrap__Znwm(std::size_t uiSize)
+void* WRAP_NEW(std::size_t uiSize)
 {
     if (g_new.comesNow())
         throw std::bad_alloc();
-    return __real__Znwm(uiSize);
+    return REAL_NEW(uiSize);
 }
 
-void* __wrap__ZnwmRKSt9nothrow_t(std::size_t uiSize, const std::nothrow_t& tag) noexcept
+void* WRAP_NOTHROW_NEW(std::size_t uiSize, const std::nothrow_t& tag) noexcept
 {
-    return g_nothrowNew.comesNow() ? nullptr : __real__ZnwmRKSt9nothrow_t(uiSize, tag);
+    return g_nothrowNew.comesNow() ? nullptr : REAL_NOTHROW_NEW(uiSize, tag);
 }
 
 void* __wrap_aligned_alloc(std::size_t uiAlignment, std::size_t uiSize)

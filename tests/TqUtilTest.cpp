@@ -23,9 +23,10 @@ static_assert(std::is_same_v<decltype(atomic_t::counter), std::int64_t>);
 static_assert(MEM_POOL_CLASSES == 28);
 static_assert(std::is_standard_layout_v<TMemPool> && sizeof(TMemPool) == 57 * sizeof(void*));
 static_assert(offsetof(TMemPool, pLock) == 56 * sizeof(void*));
-static_assert(std::is_standard_layout_v<TMemBlockNode> && sizeof(TMemBlockNode) == 32);
-static_assert(offsetof(TMemBlockNode, pMem) == 0 && offsetof(TMemBlockNode, uiSize) == 8);
-static_assert(offsetof(TMemBlockNode, pPool) == 16 && offsetof(TMemBlockNode, pNext) == 24);
+static_assert(std::is_standard_layout_v<TMemBlockNode> && sizeof(TMemBlockNode) == 4 * sizeof(void*));
+static_assert(offsetof(TMemBlockNode, pMem) == 0 && offsetof(TMemBlockNode, uiSize) == sizeof(void*));
+static_assert(offsetof(TMemBlockNode, pPool) == 2 * sizeof(void*) &&
+              offsetof(TMemBlockNode, pNext) == 3 * sizeof(void*));
 
 struct PoolDeleter
 {

@@ -66,6 +66,7 @@ public:
         if (!m_bRegular)
             return;
         // Standard input can stand anywhere.
+        static_assert(sizeof(off_t) == 8, "files of more than 2 GiB: compile with _FILE_OFFSET_BITS=64");
         const off_t iPosition = ::lseek(m_fd.get(), 0, SEEK_CUR);
         if (iPosition >= 0 && status.st_size > iPosition)
             m_ulSize = static_cast<std::uint64_t>(status.st_size - iPosition);

@@ -68,7 +68,8 @@ bool CNalUnitFinder::feedRest(CNalUnitSink& sink)
         }
     }
     m_uiZeros = 0;
-    while (m_uiZeros < 2 && pEnd - p > m_uiZeros && pEnd[-1 - static_cast<std::ptrdiff_t>(m_uiZeros)] == 0)
+    while (m_uiZeros < 2 && pEnd - p > static_cast<std::ptrdiff_t>(m_uiZeros) &&
+           pEnd[-1 - static_cast<std::ptrdiff_t>(m_uiZeros)] == 0)
         ++m_uiZeros;
     m_uiPosition = m_piece.size();
     return true;

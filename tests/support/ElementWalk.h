@@ -1,5 +1,6 @@
 #pragma once
 
+#include <bit>
 #include <cstdint>
 #include <cstring>
 #include <string>
@@ -141,13 +142,23 @@ private:
             EXPECT_EQ(static_cast<const unsigned char*>(element.pField)[i], UNTOUCHED);
     }
 
+    // The field, an unsigned number of the processor's byte order.
+    static std::uint64_t numberIn(const Element& element)
+    {
+        const unsigned char* const pBytes = static_cast<const unsigned char*>(element.pField);
+        std::uint64_t ulValue = 0;
+        for (std::size_t i = 0; i < element.uiSize; ++i) {
+            const bool bLittle = std::endian::native == std::endian::little;
+            ulValue = ulValue << 8 | pBytes[bLittle ? element.uiSize - 1 - i : i];
+        }
+        return ulValue;
+    }
+
     static void expectValue(const Element& element, std::uint64_t ulExpected)
     {
         if (element.pField == nullptr)
             return;
-        std::uint64_t ulValue = 0; // fields are little-endian numbers
-        std::memcpy(&ulValue, element.pField, element.uiSize);
-        EXPECT_EQ(ulValue, ulExpected);
+        EXPECT_EQ(numberIn(element), ulExpected);
     }
 
     std::vector<Element> m_elements;

@@ -16,7 +16,13 @@ inline ChildResult h265ps(const std::vector<std::string>& arguments, ChildSetup 
 {
     if (setup.directory.empty())
         setup.directory = CORPUS;
+#ifdef H265PS_EMULATOR // for the program of another platform, which this machine may not run itself
+    std::vector<std::string> emulated = {H265PS_PROGRAM};
+    emulated.insert(emulated.end(), arguments.begin(), arguments.end());
+    return runChild(H265PS_EMULATOR, emulated, setup);
+#else
     return runChild(H265PS_PROGRAM, arguments, setup);
+#endif
 }
 
 /// All bytes of a file.

@@ -273,7 +273,7 @@ void listTiles(const PPS& pps, CRecordVisitor& v)
     const FieldNote derived = tileField(bTiles, EPresence::Derived);
     const auto table = [bTiles](const unsigned* pTable, std::uint64_t ulEntries) {
         const bool bThere = bTiles && pTable != nullptr;
-        return std::span<const unsigned>(bThere ? pTable : nullptr, bThere ? ulEntries : 0);
+        return std::span<const unsigned>(bThere ? pTable : nullptr, bThere ? static_cast<std::size_t>(ulEntries) : 0);
     };
     const std::uint64_t ulAddresses = pps.uiAddressTableRoom;
     const std::uint64_t ulColumns = std::uint64_t{pps.num_tile_columns_minus1} + 1;

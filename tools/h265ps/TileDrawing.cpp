@@ -28,7 +28,7 @@ std::vector<std::size_t> cellWidths(std::span<const unsigned> colWidth, std::siz
     for (const unsigned uiWidth : colWidth) {
         const std::uint64_t ulShare = ulCtbs != 0 ? (uiWidth * ulCanvas + ulCtbs / 2) / ulCtbs : 0;
         const std::size_t uiLeast = std::max(uiNumberWidth, fmt::formatted_size("{}", uiWidth)) + uiRoom;
-        widths.push_back(std::max<std::size_t>(ulShare, uiLeast));
+        widths.push_back(std::max(static_cast<std::size_t>(ulShare), uiLeast));
     }
     return widths;
 }

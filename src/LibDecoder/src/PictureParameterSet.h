@@ -70,16 +70,16 @@ static_assert(std::is_trivially_copyable_v<PPS> && std::is_standard_layout_v<PPS
 static_assert(offsetof(PPS, init_qp_minus26) == 9 && offsetof(PPS, Log2MinCuQpDeltaSize) == 14);
 static_assert(offsetof(PPS, entropy_coding_sync_enabled_flag) == 22 && offsetof(PPS, num_tile_columns_minus1) == 24);
 static_assert(offsetof(PPS, MultipleTilesFlag) == 32 && offsetof(PPS, loop_filter_across_tiles_enabled_flag) == 34);
-#if UINTPTR_MAX == UINT64_MAX // the offsets behind the first pointer
+#if UINTPTR_MAX == UINT64_MAX // the offsets behind the first pointer, promised for pointers of 64 bits only
 static_assert(offsetof(PPS, CtbAddrTsToRs) == 40 && offsetof(PPS, rowHeight) == 72);
 static_assert(offsetof(PPS, pps_loop_filter_across_slices_enabled_flag) == 80);
 static_assert(offsetof(PPS, pScalingList) == 88 && offsetof(PPS, pScalingListBuf) == 96);
 static_assert(offsetof(PPS, lists_modification_present_flag) == 104 && offsetof(PPS, refCount) == 112);
 static_assert(offsetof(PPS, reserved) == 120 && sizeof(PPS) == 144);
-#endif
 // What the module notes for itself lies in the tail padding behind reserved.
 static_assert(offsetof(PPS, uiAddressTableRoom) >= offsetof(PPS, reserved) + 17);
 static_assert(offsetof(PPS, reserved) + 17 + alignof(PPS) > sizeof(PPS));
+#endif
 
 /// Takes a zeroed record from the pool; the caller owns it until destroyPPS. Null when the pool gives
 /// none.

@@ -99,18 +99,20 @@ using Bytes = unsigned char __attribute__((vector_size(16)));
 using Pairs = unsigned short __attribute__((vector_size(16)));
 using Words = std::uint64_t __attribute__((vector_size(16)));
 
-inline Bytes loadDoubled(const unsigned char* pRow) noexcept
+// The vector is no result: processors without vectors of 16 bytes have no one way to return it.
+inline void loadDoubled(const unsigned char* pRow, Bytes& doubled) noexcept
 {
     std::uint64_t ulRow = 0;
     std::memcpy(&ulRow, pRow, sizeof(ulRow));
     const Bytes row = reinterpret_cast<Bytes>(Words{ulRow, 0});
-    return __builtin_shufflevector(row, row, 0, 16, 1, 17, 2, 18, 3, 19, 4, 20, 5, 21, 6, 22, 7, 23);
+    doubled = __builtin_shufflevector(row, row, 0, 16, 1, 17, 2, 18, 3, 19, 4, 20, 5, 21, 6, 22, 7, 23);
 }
 
 void upSampleBy2(unsigned char* pCoef, const unsigned char* pCoded) noexcept
 {
     for (unsigned y = 0; y < 8; ++y, pCoded += 8, pCoef += 2 * 16) {
-        const Bytes row = loadDoubled(pCoded);
+        Bytes row{};
+        loadDoubled(pCoded, row);
         std::memcpy(pCoef, &row, sizeof(row));
         std::memcpy(pCoef + 16, &row, sizeof(row));
     }
@@ -119,7 +121,9 @@ void upSampleBy2(unsigned char* pCoef, const unsigned char* pCoded) noexcept
 void upSampleBy4(unsigned char* pCoef, const unsigned char* pCoded) noexcept
 {
     for (unsigned y = 0; y < 8; ++y, pCoded += 8, pCoef += 4 * 32) {
-        const Pairs row = reinterpret_cast<Pairs>(loadDoubled(pCoded));
+        Bytes doubled{};
+        loadDoubled(pCoded, doubled);
+        const Pairs row = reinterpret_cast<Pairs>(doubled);
         const Pairs left = __builtin_shufflevector(row, row, 0, 8, 1, 9, 2, 10, 3, 11);
         const Pairs right = __builtin_shufflevector(row, row, 4, 12, 5, 13, 6, 14, 7, 15);
         for (unsigned j = 0; j < 4; ++j) {

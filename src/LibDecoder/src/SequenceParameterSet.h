@@ -84,17 +84,17 @@ static_assert(offsetof(SPS, conf_win_left_offset) == 262 && offsetof(SPS, BitDep
 static_assert(offsetof(SPS, log2_max_pic_order_cnt_lsb) == 272 &&
               offsetof(SPS, sps_max_dec_pic_buffering_minus1) == 280);
 static_assert(offsetof(SPS, MinCbLog2SizeY) == 340 && offsetof(SPS, scaling_list_enabled_flag) == 350);
-#if UINTPTR_MAX == UINT64_MAX // the offsets behind the first pointer
+#if UINTPTR_MAX == UINT64_MAX // the offsets behind the first pointer, promised for pointers of 64 bits only
 static_assert(offsetof(SPS, pScalingList) == 352 && offsetof(SPS, pcm_loop_filter_disabled_flag) == 363);
 static_assert(offsetof(SPS, Log2MinIpcmCbSizeY) == 368 && offsetof(SPS, PcmCbSizeMask) == 376);
 static_assert(offsetof(SPS, pShortTermRefPicSet) == 384 && offsetof(SPS, lt_ref_pic_poc_lsb_sps) == 396);
 static_assert(offsetof(SPS, sps_extension_present_flag) == 479 && offsetof(SPS, LastCtbWidthY) == 480);
 static_assert(offsetof(SPS, PicWidthInCtbsY) == 484 && offsetof(SPS, SliceSegmentAddressBits) == 496);
 static_assert(offsetof(SPS, refCount) == 504 && offsetof(SPS, reserved) == 512 && sizeof(SPS) == 528);
-#endif
 // What the module notes for itself lies in the tail padding behind reserved.
 static_assert(offsetof(SPS, uiShortTermRefPicSetRoomPlus1) >= offsetof(SPS, reserved) + 9);
 static_assert(offsetof(SPS, reserved) + 9 + alignof(SPS) > sizeof(SPS));
+#endif
 
 /// Takes a zeroed record from the pool; the caller owns it until destroySPS. Null, after an ERROR
 /// line, when the pool gives none.

@@ -233,7 +233,7 @@ int readGrid(PPS* pps, SPS* sps, tq_util::TMemPool* pMemPool, TReader* pBS) noex
     if (iResult != 0)
         return iResult;
     if (pps->uiAddressTableRoom == 0 || ulPicSize < pps->uiAddressTableRoom)
-        fillTables(pps, uiPicWidth, ulPicSize);
+        fillTables(pps, uiPicWidth, static_cast<std::size_t>(ulPicSize));
     else
         fillPartOfTables(pps, uiPicWidth, pps->uiAddressTableRoom);
     return 0;
