@@ -1,0 +1,16 @@
+# GTest::gtest and GTest::gtest_main, built from GoogleTest's sources (Debian: googletest): its libraries
+# are this machine's.
+find_path(GTEST_SOURCES src/gtest-all.cc PATHS /usr/src/googletest/googletest NO_DEFAULT_PATH REQUIRED)
+mark_as_advanced(GTEST_SOURCES)
+if(NOT TARGET GTest::gtest)
+    find_package(Threads REQUIRED)
+    add_library(gtest STATIC EXCLUDE_FROM_ALL ${GTEST_SOURCES}/src/gtest-all.cc)
+    target_compile_features(gtest PUBLIC cxx_std_20)
+    target_include_directories(gtest SYSTEM PUBLIC ${GTEST_SOURCES}/include PRIVATE ${GTEST_SOURCES})
+    target_link_libraries(gtest PUBLIC Threads::Threads)
+    add_library(gtest_main STATIC EXCLUDE_FROM_ALL ${GTEST_SOURCES}/src/gtest_main.cc)
+    target_link_libraries(gtest_main PUBLIC gtest)
+    add_library(GTest::gtest ALIAS gtest)
+    add_library(GTest::gtest_main ALIAS gtest_main)
+endif()
+set(GTest_FOUND TRUE)
