@@ -60,12 +60,12 @@ template <class T>
 const T& entryOf(const std::vector<T>& list, std::uint64_t i)
 {
     static const T NONE{};
-    return i < list.size() ? list[i] : NONE;
+    return i < list.size() ? list[static_cast<std::size_t>(i)] : NONE;
 }
 template <class T>
 constexpr auto& entryOf(T& array, std::uint64_t i)
 {
-    return array[i];
+    return array[static_cast<std::size_t>(i)];
 }
 
 template <class T, class... I>

@@ -53,7 +53,7 @@ void CReadUse::trailing(RbspTrailing& trailing)
     trailing.bytes.clear();
     if (trailing.bRegular)
         return;
-    trailing.bytes.resize((trailing.uiBits + 7) / 8);
+    trailing.bytes.resize(static_cast<std::size_t>((trailing.uiBits + 7) / 8));
     for (unsigned char& ucByte : trailing.bytes) {
         ucByte = static_cast<unsigned char>(window() >> 56);
         m_uiPos += 8;
