@@ -2,6 +2,7 @@
 
 #include <bit>
 #include <cstdint>
+#include <type_traits>
 #include <vector>
 
 #include "ReadUse.h"
@@ -76,7 +77,7 @@ constexpr auto& at(T& array, std::uint64_t i, I... further)
 
 /// The structure as the use takes it: const where it changes nothing.
 template <class TUse, class T>
-using Of = typename TUse::template In<T>;
+using Of = std::conditional_t<TUse::CHANGES, T, const T>;
 
 /// A structure inside another: elements told meanwhile stand in it.
 template <class TUse>

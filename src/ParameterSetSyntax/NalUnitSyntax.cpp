@@ -64,7 +64,7 @@ void appendNalUnit(std::vector<unsigned char>& out, const NalUnitHeader& header,
         uiZeros = ucByte == 0 ? uiZeros + 1 : 0;
         out.push_back(ucByte);
     }
-    if (!rbsp.empty() && rbsp.back() == 0) // 7.4.2.1: a NAL unit never ends in a zero byte
+    if (uiZeros >= 2) // 7.4.2.1: behind a cabac_zero_word
         out.push_back(EMULATION_PREVENTION);
 }
 

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <unordered_map>
+#include <utility>
 
 #include "Description.h"
 #include "Descriptions.h"
@@ -194,6 +195,11 @@ public:
         std::string structure;
         std::string name;
         std::int64_t iValue;
+
+        [[nodiscard]] bool isSameElement(const Entry& other) const
+        {
+            return name == other.name && structure == other.structure;
+        }
     };
     std::vector<Entry> m_elements;
 };
@@ -266,30 +272,67 @@ std::optional<std::int64_t> valueIn(const TSet& set, std::string_view path)
     return sink.m_value;
 }
 
-// Where each element of a list stands; of those that have one name by their number.
-class CPlaces
+// The elements of two sets, held against each other in coding order, which is the same for both.
+class CComparison
 {
 public:
-    explicit CPlaces(const std::vector<CList::Entry>& entries)
-    {
-        for (std::size_t i = 0; i < entries.size(); ++i)
-            m_places[keyOf(entries[i])].push_back(i);
-    }
+    CComparison(const std::vector<CList::Entry>& lefts, const std::vector<CList::Entry>& rights)
+        : m_lefts(lefts), m_rights(rights)
+    {}
 
-    // The next one of this name at or behind uiFrom; SIZE_MAX: there is none.
-    std::size_t next(const CList::Entry& entry, std::size_t uiFrom) const
+    std::vector<Difference> differences()
     {
-        const auto found = m_places.find(keyOf(entry));
-        if (found == m_places.end())
-            return SIZE_MAX;
-        const auto place = std::ranges::lower_bound(found->second, uiFrom);
-        return place == found->second.end() ? SIZE_MAX : *place;
+        for (const CList::Entry& left : m_lefts)
+            add(left);
+        addRightsTo(m_rights.size());
+        return std::move(m_differences);
     }
 
 private:
     static std::string keyOf(const CList::Entry& entry) { return entry.structure + '.' + entry.name; }
 
+    void add(const CList::Entry& left)
+    {
+        const std::size_t uiPlace = placeOf(left);
+        if (uiPlace == SIZE_MAX) {
+            m_differences.push_back({left.structure, left.name, left.iValue, std::nullopt});
+            return;
+        }
+        addRightsTo(uiPlace);
+        if (m_rights[uiPlace].iValue != left.iValue)
+            m_differences.push_back({left.structure, left.name, left.iValue, m_rights[uiPlace].iValue});
+        ++m_uiRight;
+    }
+
+    void addRightsTo(std::size_t uiEnd)
+    {
+        for (; m_uiRight < uiEnd; ++m_uiRight) {
+            const CList::Entry& right = m_rights[m_uiRight];
+            m_differences.push_back({right.structure, right.name, std::nullopt, right.iValue});
+        }
+    }
+
+    // Where the right set has the element, not looked at yet; SIZE_MAX: it has not.
+    std::size_t placeOf(const CList::Entry& left)
+    {
+        if (m_uiRight < m_rights.size() && m_rights[m_uiRight].isSameElement(left))
+            return m_uiRight;
+        if (m_places.empty()) {
+            for (std::size_t i = 0; i < m_rights.size(); ++i)
+                m_places[keyOf(m_rights[i])].push_back(i);
+        }
+        const auto found = m_places.find(keyOf(left));
+        if (found == m_places.end())
+            return SIZE_MAX;
+        const auto place = std::ranges::lower_bound(found->second, m_uiRight);
+        return place == found->second.end() ? SIZE_MAX : *place;
+    }
+
+    const std::vector<CList::Entry>& m_lefts;
+    const std::vector<CList::Entry>& m_rights;
+    std::size_t m_uiRight = 0;
     std::unordered_map<std::string, std::vector<std::size_t>> m_places;
+    std::vector<Difference> m_differences;
 };
 
 template <class TSet>
@@ -299,28 +342,7 @@ std::vector<Difference> compareSets(const TSet& left, const TSet& right)
     CList rights;
     traceSet(left, lefts, nullptr);
     traceSet(right, rights, nullptr);
-    const CPlaces places(rights.m_elements);
-    std::vector<Difference> differences;
-    std::size_t uiRight = 0;
-    const auto addRights = [&](std::size_t uiEnd) {
-        for (; uiRight < uiEnd; ++uiRight) {
-            const CList::Entry& entry = rights.m_elements[uiRight];
-            differences.push_back({entry.structure, entry.name, std::nullopt, entry.iValue});
-        }
-    };
-    for (const CList::Entry& entry : lefts.m_elements) {
-        const std::size_t uiPlace = places.next(entry, uiRight);
-        if (uiPlace == SIZE_MAX) {
-            differences.push_back({entry.structure, entry.name, entry.iValue, std::nullopt});
-            continue;
-        }
-        addRights(uiPlace);
-        if (rights.m_elements[uiPlace].iValue != entry.iValue)
-            differences.push_back({entry.structure, entry.name, entry.iValue, rights.m_elements[uiPlace].iValue});
-        ++uiRight;
-    }
-    addRights(rights.m_elements.size());
-    return differences;
+    return CComparison(lefts.m_elements, rights.m_elements).differences();
 }
 
 } // namespace

@@ -20,8 +20,8 @@ inline constexpr unsigned MAX_WIDTH = 32; // of an element whose length follows 
 class CReadUse
 {
 public:
-    template <class T>
-    using In = T;
+    /// The structures are written to.
+    static constexpr bool CHANGES = true;
 
     /// pRbsp is readable for eight bytes behind its end.
     explicit CReadUse(std::span<const unsigned char> rbsp)

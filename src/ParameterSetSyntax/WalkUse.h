@@ -11,15 +11,14 @@
 
 namespace h265_syntax {
 
-/// Walking: the elements of a filled structure are told, with their places. TMutable false: nothing is
+/// Walking: the elements of a filled structure are told, with their places. MUTABLE false: nothing is
 /// changed. True: whoever is told may give the element another value, what follows is walked by it, and
 /// what is then absent is inferred.
 template <bool MUTABLE>
 class CWalkUse
 {
 public:
-    template <class T>
-    using In = std::conditional_t<MUTABLE, T, const T>;
+    static constexpr bool CHANGES = MUTABLE;
 
     CWalkUse() = default;
     CWalkUse(const CWalkUse&) = delete;
