@@ -1,0 +1,273 @@
+#include "LevelChecks.h"
+
+#include <algorithm>
+
+#include "Levels.h"
+#include "ProfileChecks.h"
+#include "ProfileTierLevelChecks.h"
+#include "SequenceParameterSetChecks.h"
+
+namespace h265_syntax {
+
+namespace {
+
+// "level 5.1 would do", of the lowest level that fits holds of; empty where none does.
+template <class TFits>
+std::string lowestThatFits(TFits fits)
+{
+    const auto all = levels();
+    const auto position = std::find_if(all.begin(), all.end(), fits);
+    return position != all.end() ? say("; level ", position->pName, " would do") : std::string("; no level does");
+}
+
+std::uint64_t PicSizeInSamplesY(const SequenceParameterSet& s)
+{
+    return std::uint64_t{s.pic_width_in_luma_samples} * s.pic_height_in_luma_samples;
+}
+
+// A.4.1 a) to c)
+void checkSize(const SequenceParameterSet& s, const Level& level, CChecks& checks)
+{
+    const std::uint64_t ulSize = PicSizeInSamplesY(s);
+    const std::uint32_t uiLongest = std::max(s.pic_width_in_luma_samples, s.pic_height_in_luma_samples);
+    const auto fits = [&](const Level& l) { return ulSize <= l.MaxLumaPs && uiLongest <= maxSideLength(l); };
+    SHALL(ulSize <= level.MaxLumaPs,
+          BLAME(pic_width_in_luma_samples),
+          "A.4.1",
+          say("pictures of at most ", level.MaxLumaPs, " samples"),
+          "a picture of ",
+          s.pic_width_in_luma_samples,
+          "x",
+          s.pic_height_in_luma_samples,
+          " has ",
+          ulSize,
+          " luma samples, level ",
+          level.pName,
+          " allows ",
+          level.MaxLumaPs,
+          lowestThatFits(fits));
+    const std::uint32_t uiSide = maxSideLength(level);
+    SHALL(s.pic_width_in_luma_samples <= uiSide,
+          BLAME(pic_width_in_luma_samples),
+          "A.4.1",
+          say("at most ", uiSide),
+          "the picture is ",
+          s.pic_width_in_luma_samples,
+          " samples wide, level ",
+          level.pName,
+          " allows ",
+          uiSide,
+          lowestThatFits(fits));
+    SHALL(s.pic_height_in_luma_samples <= uiSide,
+          BLAME(pic_height_in_luma_samples),
+          "A.4.1",
+          say("at most ", uiSide),
+          "the picture is ",
+          s.pic_height_in_luma_samples,
+          " samples high, level ",
+          level.pName,
+          " allows ",
+          uiSide,
+          lowestThatFits(fits));
+}
+
+// A.4.2; 7.4.3.2.1 has it of every sub-layer.
+void checkDpb(const SequenceParameterSet& s, const Level& level, CChecks& checks)
+{
+    constexpr std::uint32_t LIMIT_OF_ALL = 16;
+    const bool bScreen = claims(s.profile_tier_level, PROFILE_SCREEN_EXTENDED) ||
+                         claims(s.profile_tier_level, PROFILE_HIGH_THROUGHPUT_SCREEN_EXTENDED);
+    const unsigned maxDpbPicBuf = bScreen ? 7 : 6;
+    const std::uint64_t ulSize = PicSizeInSamplesY(s);
+    if (ulSize > level.MaxLumaPs)
+        return; // told already
+    const unsigned MaxDpbSize = maxDpbSize(ulSize, level.MaxLumaPs, maxDpbPicBuf);
+    const unsigned uiHighest = s.sps_max_sub_layers_minus1;
+    for (unsigned i = s.sps_sub_layer_ordering_info_present_flag ? 0 : uiHighest; i <= uiHighest; ++i) {
+        const std::uint32_t uiNeeded = s.sps_max_dec_pic_buffering_minus1[i];
+        if (uiNeeded < MaxDpbSize || uiNeeded >= LIMIT_OF_ALL)
+            continue;
+        const auto fits = [&](const Level& l) {
+            return ulSize <= l.MaxLumaPs && uiNeeded < maxDpbSize(ulSize, l.MaxLumaPs, maxDpbPicBuf);
+        };
+        checks.error(BLAME_1(sps_max_dec_pic_buffering_minus1, i),
+                     "A.4.2",
+                     say("0 to ", MaxDpbSize - 1),
+                     say("the picture buffer holds ",
+                         uiNeeded + 1,
+                         " pictures, level ",
+                         level.pName,
+                         " allows ",
+                         MaxDpbSize,
+                         " of this size",
+                         lowestThatFits(fits)));
+        return;
+    }
+}
+
+struct CpbLimits
+{
+    std::uint64_t ulBitRate; // bits a second
+    std::uint64_t ulCpbSize; // bits
+};
+
+std::uint64_t BitRate(const HrdParameters& hrd, const SubLayerHrd& s, unsigned i)
+{
+    return (std::uint64_t{s.bit_rate_value_minus1[i]} + 1) << (6 + hrd.bit_rate_scale);
+}
+
+std::uint64_t CpbSize(const HrdParameters& hrd, const SubLayerHrd& s, unsigned i)
+{
+    return (std::uint64_t{s.cpb_size_value_minus1[i]} + 1) << (4 + hrd.cpb_size_scale);
+}
+
+// A.4.1 and A.4.2: one CPB within the limits is enough.
+void checkCpbs(const HrdParameters& hrd, const SubLayerHrd& s, unsigned CpbCnt, const CpbLimits& limits,
+               const std::string& level, CChecks checks)
+{
+    bool bAnyRate = false;
+    for (unsigned i = 0; i < CpbCnt; ++i) {
+        const bool bRate = BitRate(hrd, s, i) <= limits.ulBitRate;
+        bAnyRate = bAnyRate || bRate;
+        if (bRate && CpbSize(hrd, s, i) <= limits.ulCpbSize)
+            return;
+    }
+    // The first CPB has the lowest bit rate, the last the smallest buffer.
+    if (!bAnyRate)
+        checks.error(BLAME_1(bit_rate_value_minus1, 0U),
+                     "A.4.1",
+                     say("at most ", limits.ulBitRate, " bits a second"),
+                     say("the lowest bit rate is ",
+                         BitRate(hrd, s, 0),
+                         " bits a second, ",
+                         level,
+                         " allows ",
+                         limits.ulBitRate));
+    else
+        checks.error(BLAME_1(cpb_size_value_minus1, 0U),
+                     "A.4.1",
+                     say("at most ", limits.ulCpbSize, " bits"),
+                     say("the coded picture buffer holds ",
+                         CpbSize(hrd, s, 0),
+                         " bits, ",
+                         level,
+                         " allows ",
+                         limits.ulCpbSize,
+                         " at a bit rate that it allows"));
+}
+
+void checkHrd(const HrdParameters& hrd, unsigned uiSubLayer, const Level& level, bool bHighTier, const Profile& profile,
+              const ProfileTierLevel& ptl, const CChecks& checks)
+{
+    const std::uint64_t MaxBR = level.MaxBR.of(bHighTier);
+    const std::uint64_t MaxCPB = level.MaxCPB.of(bHighTier);
+    if (MaxBR == 0)
+        return; // no such tier, told elsewhere
+    const std::uint64_t ulHbr = hbrFactor(profile, ptl.general_lower_bit_rate_constraint_flag);
+    const std::string name = say("level ", level.pName, bHighTier ? ", High tier," : ", Main tier,");
+    const unsigned CpbCnt = std::min(hrd.cpb_cnt_minus1[uiSubLayer], MAX_CPBS - 1) + 1;
+    if (hrd.nal_hrd_parameters_present_flag)
+        checkCpbs(hrd,
+                  hrd.nal_hrd[uiSubLayer],
+                  CpbCnt,
+                  {profile.CpbNalFactor * ulHbr * MaxBR, profile.CpbNalFactor * MaxCPB},
+                  name,
+                  checks.inside("nal_hrd", uiSubLayer));
+    if (hrd.vcl_hrd_parameters_present_flag)
+        checkCpbs(hrd,
+                  hrd.vcl_hrd[uiSubLayer],
+                  CpbCnt,
+                  {profile.CpbVclFactor * ulHbr * MaxBR, profile.CpbVclFactor * MaxCPB},
+                  name,
+                  checks.inside("vcl_hrd", uiSubLayer));
+}
+
+void checkHrdOfVui(const SequenceParameterSet& s, const Level& level, const CChecks& checks)
+{
+    const ProfileTierLevel& ptl = s.profile_tier_level;
+    const Profile* const pProfile = profileOf(ptl);
+    const VuiParameters& vui = s.vui_parameters;
+    if (pProfile == nullptr || !s.vui_parameters_present_flag || !vui.vui_hrd_parameters_present_flag)
+        return;
+    const CChecks inside = checks.inside("vui_parameters").inside("hrd_parameters");
+    for (unsigned i = 0; i < s.sps_max_sub_layers_minus1; ++i) {
+        const Level* const pSubLevel =
+            ptl.sub_layer_level_present_flag[i] ? findLevel(ptl.sub_layer_level_idc[i]) : nullptr;
+        if (pSubLevel != nullptr)
+            checkHrd(*vui.hrd_parameters, i, *pSubLevel, ptl.general_tier_flag, *pProfile, ptl, inside);
+    }
+    checkHrd(*vui.hrd_parameters, s.sps_max_sub_layers_minus1, level, ptl.general_tier_flag, *pProfile, ptl, inside);
+}
+
+// A.4.2: a constant rate is what the removal times follow.
+void checkSampleRate(const SequenceParameterSet& s, const Level& level, CChecks checks)
+{
+    const VuiParameters& vui = s.vui_parameters;
+    if (!s.vui_parameters_present_flag || !vui.vui_timing_info_present_flag || vui.vui_num_units_in_tick == 0)
+        return;
+    const double dPictures = static_cast<double>(vui.vui_time_scale) / vui.vui_num_units_in_tick;
+    const double dSamples = dPictures * static_cast<double>(PicSizeInSamplesY(s));
+    const auto fits = [&](const Level& l) { return dSamples <= static_cast<double>(l.MaxLumaSr); };
+    if (fits(level) || PicSizeInSamplesY(s) > level.MaxLumaPs)
+        return;
+    CChecks inside = checks.inside("vui_parameters");
+    inside.warning(Blamed("vui_time_scale", vui.vui_time_scale),
+                   "A.4.2",
+                   say("at most ", level.MaxLumaSr, " luma samples a second"),
+                   say(static_cast<std::uint64_t>(dPictures + 0.5),
+                       " pictures a second of this size are more than level ",
+                       level.pName,
+                       " is made for",
+                       lowestThatFits(fits)));
+}
+
+} // namespace
+
+void checkLevelOfSps(const SequenceParameterSet& s, CFindings& findings)
+{
+    if (s.MultiLayerExtSpsFlag || s.profile_tier_level.general_profile_space != 0)
+        return;
+    const Level* const pLevel = findLevel(s.profile_tier_level.general_level_idc);
+    if (pLevel == nullptr)
+        return;
+    CChecks checks(findings, "");
+    checkSize(s, *pLevel, checks);
+    checkDpb(s, *pLevel, checks);
+    checkHrdOfVui(s, *pLevel, checks);
+    checkSampleRate(s, *pLevel, checks);
+}
+
+void checkLevelOfPps(const PictureParameterSet& s, const SequenceParameterSet& sps, CFindings& findings)
+{
+    if (sps.MultiLayerExtSpsFlag || sps.profile_tier_level.general_profile_space != 0 || !s.tiles_enabled_flag)
+        return;
+    const Level* const pLevel = findLevel(sps.profile_tier_level.general_level_idc);
+    if (pLevel == nullptr)
+        return;
+    CChecks checks(findings, "");
+    const auto fits = [&](const Level& l) {
+        return s.num_tile_columns_minus1 < l.MaxTileCols && s.num_tile_rows_minus1 < l.MaxTileRows;
+    };
+    SHALL(s.num_tile_columns_minus1 < pLevel->MaxTileCols,
+          BLAME(num_tile_columns_minus1),
+          "A.4.1",
+          say("less than ", pLevel->MaxTileCols),
+          s.num_tile_columns_minus1 + std::uint64_t{1},
+          " tile columns are more than level ",
+          pLevel->pName,
+          " allows, ",
+          pLevel->MaxTileCols,
+          lowestThatFits(fits));
+    SHALL(s.num_tile_rows_minus1 < pLevel->MaxTileRows,
+          BLAME(num_tile_rows_minus1),
+          "A.4.1",
+          say("less than ", pLevel->MaxTileRows),
+          s.num_tile_rows_minus1 + std::uint64_t{1},
+          " tile rows are more than level ",
+          pLevel->pName,
+          " allows, ",
+          pLevel->MaxTileRows,
+          lowestThatFits(fits));
+}
+
+} // namespace h265_syntax

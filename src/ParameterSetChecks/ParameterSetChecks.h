@@ -1,0 +1,23 @@
+#pragma once
+
+#include "Finding.h"
+#include "ParameterSetSyntax.h"
+
+/// What H.265 demands of parameter sets: 7.4 and E.3, the layers of Annexes F to I, profiles and levels of
+/// Annex A. A room beside each structure of ParameterSetSyntax, a line for each constraint.
+namespace h265_syntax {
+
+/// Adds what is wrong with a set, in coding order. The set was read from the NAL unit, whole or as far as it
+/// went: what could not be read is a finding too, and is not looked at further.
+void check(const VideoParameterSet& set, const CNalUnit& nalUnit, CFindings& findings);
+
+/// Likewise of an SPS, alone and with the VPS that it names; null when that is not there, which is no finding
+/// here: it can come later.
+void check(const SequenceParameterSet& set, const CNalUnit& nalUnit, const VideoParameterSet* pVps,
+           CFindings& findings);
+
+/// Likewise of a PPS and its SPS.
+void check(const PictureParameterSet& set, const CNalUnit& nalUnit, const SequenceParameterSet* pSps,
+           CFindings& findings);
+
+} // namespace h265_syntax

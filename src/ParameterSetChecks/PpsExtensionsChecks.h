@@ -1,0 +1,13 @@
+#pragma once
+
+#include "Finding.h"
+#include "PictureParameterSetSyntax.h"
+#include "SequenceParameterSetSyntax.h"
+
+namespace h265_syntax {
+
+/// 7.4.3.3.2, 7.4.3.3.3, F.7.4.3.3.4 to F.7.4.3.3.6, I.7.4.3.3.7: those extensions that the PPS has.
+/// pSps can be null.
+void checkPpsExtensions(const PictureParameterSet& pps, const SequenceParameterSet* pSps, const CChecks& checks);
+
+} // namespace h265_syntax

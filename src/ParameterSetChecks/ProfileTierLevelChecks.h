@@ -1,0 +1,20 @@
+#pragma once
+
+#include "Finding.h"
+#include "ProfileTierLevelSyntax.h"
+#include "Profiles.h"
+
+namespace h265_syntax {
+
+/// 7.4.4: what profile_tier_level( ) must be by itself. uiMaxSubLayersMinus1 as the syntax has it.
+/// bGeneralProfile is profilePresentFlag.
+void checkProfileTierLevel(const ProfileTierLevel& s, unsigned uiMaxSubLayersMinus1, CChecks checks,
+                           bool bProfilePresent = true);
+
+/// The general_ flags that tell profiles of one idc apart.
+[[nodiscard]] ConstraintFlags constraintFlags(const ProfileTierLevel& s) noexcept;
+
+/// Whether a set claims to conform to a profile: by its general_profile_idc or a compatibility flag.
+[[nodiscard]] bool claims(const ProfileTierLevel& s, unsigned uiProfile) noexcept;
+
+} // namespace h265_syntax

@@ -1,0 +1,90 @@
+#include "VideoParameterSetChecks.h"
+
+#include <algorithm>
+
+#include "HrdChecks.h"
+#include "ProfileTierLevelChecks.h"
+#include "VpsExtensionChecks.h"
+
+namespace h265_syntax {
+
+namespace {
+
+constexpr std::int64_t MAX_32_MINUS_2 = 0xfffffffe;
+
+// 7.4.3.1
+void checkOrderingInfo(const VideoParameterSet& s, CChecks& checks)
+{
+    constexpr std::int64_t MAX_DPB_SIZE = 16; // A.4.2: of any level
+    const unsigned uiHighest = s.vps_max_sub_layers_minus1;
+    for (unsigned i = s.vps_sub_layer_ordering_info_present_flag ? 0 : uiHighest; i <= uiHighest; ++i) {
+        RANGE_1(vps_max_dec_pic_buffering_minus1, i, 0, MAX_DPB_SIZE - 1, "7.4.3.1");
+        RANGE_1(vps_max_num_reorder_pics, i, 0, s.vps_max_dec_pic_buffering_minus1[i], "7.4.3.1");
+        RANGE_1(vps_max_latency_increase_plus1, i, 0, MAX_32_MINUS_2, "7.4.3.1");
+        if (i == 0 || !s.vps_sub_layer_ordering_info_present_flag)
+            continue;
+        SHALL(s.vps_max_dec_pic_buffering_minus1[i] >= s.vps_max_dec_pic_buffering_minus1[i - 1],
+              BLAME_1(vps_max_dec_pic_buffering_minus1, i),
+              "7.4.3.1",
+              say("at least ", s.vps_max_dec_pic_buffering_minus1[i - 1]),
+              "a higher sub-layer needs no smaller picture buffer than the one below it");
+        SHALL(s.vps_max_num_reorder_pics[i] >= s.vps_max_num_reorder_pics[i - 1],
+              BLAME_1(vps_max_num_reorder_pics, i),
+              "7.4.3.1",
+              say("at least ", s.vps_max_num_reorder_pics[i - 1]),
+              "a higher sub-layer reorders no fewer pictures than the one below it");
+    }
+}
+
+// 7.4.3.1
+void checkTiming(const VideoParameterSet& s, CChecks& checks)
+{
+    if (!s.vps_timing_info_present_flag)
+        return;
+    SHALL(
+        s.vps_num_units_in_tick != 0, BLAME(vps_num_units_in_tick), "7.4.3.1", "above 0", "a clock tick has no length");
+    SHALL(s.vps_time_scale != 0, BLAME(vps_time_scale), "7.4.3.1", "above 0", "a second has no time units");
+    if (s.vps_poc_proportional_to_timing_flag)
+        RANGE(vps_num_ticks_poc_diff_one_minus1, 0, MAX_32_MINUS_2, "7.4.3.1");
+    RANGE(vps_num_hrd_parameters, 0, s.vps_num_layer_sets_minus1 + std::int64_t{1}, "7.4.3.1");
+    const std::int64_t iFirst = s.vps_base_layer_internal_flag ? 0 : 1;
+    const auto uiHrds = static_cast<unsigned>(
+        std::min<std::size_t>({s.vps_num_hrd_parameters, s.hrd_layer_set_idx.size(), s.hrd_parameters.size()}));
+    for (unsigned i = 0; i < uiHrds; ++i) {
+        RANGE_1(hrd_layer_set_idx, i, iFirst, s.vps_num_layer_sets_minus1, "7.4.3.1");
+        const auto before = s.hrd_layer_set_idx.begin() + i;
+        SHALL(std::find(s.hrd_layer_set_idx.begin(), before, *before) == before,
+              BLAME_1(hrd_layer_set_idx, i),
+              "7.4.3.1",
+              "a layer set without an HRD so far",
+              "layer set ",
+              *before,
+              " gets a second HRD");
+        checkHrdParameters(s.hrd_parameters[i], s.vps_max_sub_layers_minus1, checks.inside("hrd_parameters", i));
+    }
+}
+
+} // namespace
+
+void checkVideoParameterSet(const VideoParameterSet& s, CFindings& findings)
+{
+    CChecks checks(findings, "");
+    RANGE(vps_max_layers_minus1, 0, 62, "7.4.3.1");
+    RANGE(vps_max_sub_layers_minus1, 0, 6, "7.4.3.1");
+    SHALL(s.vps_max_sub_layers_minus1 != 0 || s.vps_temporal_id_nesting_flag,
+          BLAME(vps_temporal_id_nesting_flag),
+          "7.4.3.1",
+          "1",
+          "a stream of one sub-layer has vps_temporal_id_nesting_flag 1");
+    if (s.vps_reserved_0xffff_16bits != 0xffff)
+        checks.reserved(BLAME(vps_reserved_0xffff_16bits), "7.4.3.1", "65535");
+    checkProfileTierLevel(s.profile_tier_level, s.vps_max_sub_layers_minus1, checks.inside("profile_tier_level"));
+    checkOrderingInfo(s, checks);
+    RANGE(vps_max_layer_id, 0, 62, "7.4.3.1");
+    RANGE(vps_num_layer_sets_minus1, 0, 1023, "7.4.3.1");
+    checkTiming(s, checks);
+    if (s.vps_extension_flag)
+        checkVpsExtension(s, checks);
+}
+
+} // namespace h265_syntax

@@ -1,0 +1,12 @@
+#pragma once
+
+#include "Finding.h"
+#include "SequenceParameterSetSyntax.h"
+#include "VideoParameterSetSyntax.h"
+
+namespace h265_syntax {
+
+/// 7.4.3.2.1 and E.3.1: what an SPS and the VPS that it names must agree on. Elements of the SPS are blamed.
+void checkVpsOfSps(const SequenceParameterSet& s, const VideoParameterSet& vps, CFindings& findings);
+
+} // namespace h265_syntax
