@@ -18,6 +18,15 @@ void CFindings::clear() noexcept
     m_bErrors = false;
 }
 
+Finding* CFindings::errorOf(std::string_view element, std::string_view structure) noexcept
+{
+    for (Finding& finding : m_findings) {
+        if (finding.eSeverity == ESeverity::Error && finding.element == element && finding.structure == structure)
+            return &finding;
+    }
+    return nullptr;
+}
+
 void CFindings::append(CFindings other)
 {
     for (Finding& finding : other.m_findings)

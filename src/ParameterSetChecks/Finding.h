@@ -46,7 +46,7 @@ struct Blamed
     const char* pName = nullptr; // null: no single element
     std::int64_t iValue = 0;
     unsigned uiIndices = 0;
-    std::array<std::uint64_t, 3> aIndex{};
+    std::array<std::uint64_t, 5> aIndex{};
 };
 
 /// The findings of one parameter set, in the order of its elements. A crafted set can break a rule in
@@ -60,6 +60,8 @@ public:
 
     [[nodiscard]] const std::vector<Finding>& all() const noexcept { return m_findings; }
     [[nodiscard]] std::vector<Finding>& all() noexcept { return m_findings; }
+    /// Of an element, by name and structure; null where it has none.
+    [[nodiscard]] Finding* errorOf(std::string_view element, std::string_view structure) noexcept;
     /// Findings that are not kept.
     [[nodiscard]] std::size_t dropped() const noexcept { return m_uiDropped; }
     [[nodiscard]] bool hasErrors() const noexcept { return m_bErrors; }
@@ -146,6 +148,7 @@ std::string say(const T&... parts)
 #define RANGE(NAME, MIN, MAX, CLAUSE) checks.range(BLAME(NAME), MIN, MAX, CLAUSE)
 #define RANGE_1(NAME, I, MIN, MAX, CLAUSE) checks.range(BLAME_1(NAME, I), MIN, MAX, CLAUSE)
 #define RANGE_2(NAME, I, J, MIN, MAX, CLAUSE) checks.range(BLAME_2(NAME, I, J), MIN, MAX, CLAUSE)
+#define RANGE_3(NAME, I, J, K, MIN, MAX, CLAUSE) checks.range(BLAME_3(NAME, I, J, K), MIN, MAX, CLAUSE)
 
 /// What the standard demands ("shall"), and what it advises or players need. ALLOWED and the sentence are
 /// only evaluated when CONDITION does not hold.

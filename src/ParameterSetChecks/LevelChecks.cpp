@@ -182,21 +182,22 @@ void checkHrd(const HrdParameters& hrd, unsigned uiSubLayer, const Level& level,
                   checks.inside("vcl_hrd", uiSubLayer));
 }
 
-void checkHrdOfVui(const SequenceParameterSet& s, const Level& level, const CChecks& checks)
+// The HRD of a set against its levels: that of the highest sub-layer is the set's.
+void checkHrds(const HrdParameters& hrd, const ProfileTierLevel& ptl, unsigned uiHighest, const CChecks& checks)
 {
-    const ProfileTierLevel& ptl = s.profile_tier_level;
     const Profile* const pProfile = profileOf(ptl);
-    const VuiParameters& vui = s.vui_parameters;
-    if (pProfile == nullptr || !s.vui_parameters_present_flag || !vui.vui_hrd_parameters_present_flag)
+    if (pProfile == nullptr)
         return;
-    const CChecks inside = checks.inside("vui_parameters").inside("hrd_parameters");
-    for (unsigned i = 0; i < s.sps_max_sub_layers_minus1; ++i) {
-        const Level* const pSubLevel =
-            ptl.sub_layer_level_present_flag[i] ? findLevel(ptl.sub_layer_level_idc[i]) : nullptr;
-        if (pSubLevel != nullptr)
-            checkHrd(*vui.hrd_parameters, i, *pSubLevel, ptl.general_tier_flag, *pProfile, ptl, inside);
+    for (unsigned i = 0; i <= uiHighest; ++i) {
+        const bool bOwnLevel = i < uiHighest && ptl.sub_layer_level_present_flag[i];
+        const Level* const pLevel = bOwnLevel        ? findLevel(ptl.sub_layer_level_idc[i])
+                                    : i == uiHighest ? findLevel(ptl.general_level_idc)
+                                                     : nullptr;
+        const bool bOwnTier = i < uiHighest && ptl.sub_layer_profile_present_flag[i];
+        if (pLevel != nullptr)
+            checkHrd(
+                hrd, i, *pLevel, bOwnTier ? ptl.sub_layer_tier_flag[i] : ptl.general_tier_flag, *pProfile, ptl, checks);
     }
-    checkHrd(*vui.hrd_parameters, s.sps_max_sub_layers_minus1, level, ptl.general_tier_flag, *pProfile, ptl, inside);
 }
 
 // A.4.2: a constant rate is what the removal times follow.
@@ -233,8 +234,29 @@ void checkLevelOfSps(const SequenceParameterSet& s, CFindings& findings)
     CChecks checks(findings, "");
     checkSize(s, *pLevel, checks);
     checkDpb(s, *pLevel, checks);
-    checkHrdOfVui(s, *pLevel, checks);
+    const VuiParameters& vui = s.vui_parameters;
+    if (s.vui_parameters_present_flag && vui.vui_hrd_parameters_present_flag)
+        checkHrds(*vui.hrd_parameters,
+                  s.profile_tier_level,
+                  s.sps_max_sub_layers_minus1,
+                  checks.inside("vui_parameters").inside("hrd_parameters"));
     checkSampleRate(s, *pLevel, checks);
+}
+
+void checkLevelOfVps(const VideoParameterSet& s, CFindings& findings)
+{
+    const CChecks checks(findings, "");
+    if (s.profile_tier_level.general_profile_space != 0)
+        return;
+    const std::size_t uiHrds =
+        std::min<std::size_t>({s.vps_num_hrd_parameters, s.hrd_layer_set_idx.size(), s.hrd_parameters.size()});
+    for (unsigned i = 0; i < uiHrds; ++i) {
+        if (s.hrd_layer_set_idx[i] == 0)
+            checkHrds(s.hrd_parameters[i],
+                      s.profile_tier_level,
+                      s.vps_max_sub_layers_minus1,
+                      checks.inside("hrd_parameters", i));
+    }
 }
 
 void checkLevelOfPps(const PictureParameterSet& s, const SequenceParameterSet& sps, CFindings& findings)

@@ -3,12 +3,16 @@
 #include "Finding.h"
 #include "PictureParameterSetSyntax.h"
 #include "SequenceParameterSetSyntax.h"
+#include "VideoParameterSetSyntax.h"
 
 namespace h265_syntax {
 
 /// A.4: what the level and tier of an SPS allow: size, picture buffer, and the bit rates and CPB sizes of its
 /// HRD. A sentence names the lowest level that would do.
 void checkLevelOfSps(const SequenceParameterSet& s, CFindings& findings);
+
+/// A.4: likewise the HRDs of a VPS that are of its base layer, of which profile_tier_level( ) speaks.
+void checkLevelOfVps(const VideoParameterSet& s, CFindings& findings);
 
 /// A.4: likewise the tiles of a PPS.
 void checkLevelOfPps(const PictureParameterSet& s, const SequenceParameterSet& sps, CFindings& findings);

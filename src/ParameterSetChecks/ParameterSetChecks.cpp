@@ -31,7 +31,8 @@ public:
     {
         const auto [begin, end] = m_sought.equal_range(say(element.structure, "/", element.nameWithIndices()));
         for (auto position = begin; position != end; ++position) {
-            if (!position->second->ulBit)
+            // Some names stand for several elements in a row: the one of this value.
+            if (!position->second->ulBit && position->second->iValue == element.iValue)
                 position->second->ulBit = element.uiBit;
         }
         return true;
@@ -44,7 +45,20 @@ private:
 // 7.3.1.2, 7.4.2.2
 void checkHeader(const NalUnitHeader& s, bool bPps, CFindings& findings)
 {
+    constexpr unsigned RESERVED_LAYER_ID = 63;
     CChecks checks(findings, "");
+    SHALL(s.nuh_layer_id != RESERVED_LAYER_ID,
+          Blamed{},
+          "7.4.2.2",
+          "0 to 62",
+          "nuh_layer_id is 63, which is reserved for later editions of H.265");
+    SHOULD(s.nuh_layer_id == 0 || s.nal_unit_type != VPS_NUT,
+           Blamed{},
+           "7.4.2.2",
+           "0",
+           "the VPS is of layer ",
+           s.nuh_layer_id,
+           "; decoders look for it in layer 0");
     SHALL(!s.forbidden_zero_bit, Blamed{}, "7.4.2.2", "0", "forbidden_zero_bit is set: the NAL unit is damaged");
     SHALL(s.nuh_temporal_id_plus1 != 0,
           Blamed{},
@@ -71,8 +85,35 @@ void checkTrailing(const RbspTrailing& trailing, const Stop& stop, CFindings& fi
                        " bits that are not rbsp_trailing_bits( ): a 1 and zeros up to the byte"));
 }
 
+// 7.4.3.1, F.7.4.3.1.1: the bits in front of an extension that begins with a byte. How many there are, the walk knows.
+class CAlignmentBits : public CElementSink
+{
+public:
+    explicit CAlignmentBits(CFindings& findings) : m_findings(findings) {}
+
+    bool onElement(const Element& element) override
+    {
+        if (element.iValue != 0 || !std::string_view(element.pName).ends_with("_alignment_bit_equal_to_one"))
+            return true;
+        const bool bVui = !element.structure.empty();
+        CChecks(m_findings, std::string(element.structure))
+            .error(Blamed(element.pName, 0), bVui ? "F.7.4.3.1.1" : "7.4.3.1", "1", say(element.pName, " is 0, not 1"));
+        return true;
+    }
+
+private:
+    CFindings& m_findings;
+};
+
+// Where reading stopped. A count that is too large may have been told of as such already.
 void tellStop(const Stop& stop, CFindings& findings)
 {
+    Finding* const pTold =
+        stop.eStop == EStop::countTooLarge ? findings.errorOf(stop.element, stop.structure) : nullptr;
+    if (pTold != nullptr) {
+        pTold->message += "; what follows it cannot be read";
+        return;
+    }
     Finding finding;
     finding.clause = "7.3";
     finding.element = stop.element;
@@ -110,6 +151,10 @@ void check(const VideoParameterSet& set, const CNalUnit& nalUnit, CFindings& fin
     CFindings own;
     checkHeader(set.nal_unit_header, false, own);
     checkVideoParameterSet(set, own);
+    if (set.vps_extension_flag) {
+        CAlignmentBits alignment(own);
+        trace(set, alignment);
+    }
     checkTrailing(set.rbsp_trailing, set.stop, own);
     finish(set, nalUnit, own);
     findings.append(std::move(own));

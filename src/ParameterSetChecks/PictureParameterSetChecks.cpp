@@ -140,9 +140,11 @@ void checkPictureParameterSet(const PictureParameterSet& s, const SequenceParame
 {
     CChecks checks(findings, "");
     checkAlone(s, checks);
-    if (pSps != nullptr)
-        checkWithSps(s, *pSps, checks);
-    checkPpsExtensions(s, pSps, checks);
+    // F.7.4.3.2.1: the format of an SPS that leaves it to a VPS that is not there is not known.
+    const SequenceParameterSet* const pKnown = pSps != nullptr && isFormatKnown(*pSps) ? pSps : nullptr;
+    if (pKnown != nullptr)
+        checkWithSps(s, *pKnown, checks);
+    checkPpsExtensions(s, pKnown, checks);
 }
 
 } // namespace h265_syntax

@@ -35,7 +35,8 @@ void checkRange(const PictureParameterSet& pps, const SequenceParameterSet* pSps
           "7.4.3.3.2",
           "0",
           "chroma QP offsets need chroma in the same picture");
-    RANGE(diff_cu_chroma_qp_offset_depth, 0, pSps->log2_diff_max_min_luma_coding_block_size, "7.4.3.3.2");
+    if (s.chroma_qp_offset_list_enabled_flag)
+        RANGE(diff_cu_chroma_qp_offset_depth, 0, pSps->log2_diff_max_min_luma_coding_block_size, "7.4.3.3.2");
     const auto scale = [](std::uint32_t bit_depth_minus8) {
         return std::max<std::int64_t>(0, std::int64_t{bit_depth_minus8} - 2);
     };
@@ -47,7 +48,8 @@ void checkRange(const PictureParameterSet& pps, const SequenceParameterSet* pSps
 void checkMultilayer(const PpsMultilayerExtension& s, CChecks checks)
 {
     constexpr std::int64_t OFFSET = 1 << 14;
-    RANGE(pps_scaling_list_ref_layer_id, 0, 62, "F.7.4.3.3.4");
+    if (s.pps_infer_scaling_list_flag)
+        RANGE(pps_scaling_list_ref_layer_id, 0, 62, "F.7.4.3.3.4");
     for (unsigned i = 0; i < std::min(s.num_ref_loc_offsets, MAX_REF_LOC_OFFSETS); ++i) {
         const auto blame = [&](const char* pName, std::int64_t iValue) {
             return Blamed(pName, iValue, s.ref_loc_offset_layer_id[i]);
@@ -111,7 +113,7 @@ void checkPalette(const PpsSccExtension& s, const SequenceParameterSet& sps, CCh
 {
     RANGE(pps_num_palette_predictor_initializers,
           0,
-          static_cast<std::int64_t>(PaletteMaxPredictorSize(sps.sps_scc_extension)),
+          sps.sps_scc_extension_flag ? static_cast<std::int64_t>(PaletteMaxPredictorSize(sps.sps_scc_extension)) : 0,
           "7.4.3.3.3");
     if (s.pps_num_palette_predictor_initializers == 0)
         return;
@@ -144,7 +146,8 @@ void checkScc(const PictureParameterSet& pps, const SequenceParameterSet* pSps, 
     if (pSps == nullptr)
         return;
     const ChromaFormat format = chromaFormat(pSps->chroma_format_idc, pSps->separate_colour_plane_flag);
-    SHALL(!s.pps_curr_pic_ref_enabled_flag || pSps->sps_scc_extension.sps_curr_pic_ref_enabled_flag,
+    SHALL(!s.pps_curr_pic_ref_enabled_flag ||
+              (pSps->sps_scc_extension_flag && pSps->sps_scc_extension.sps_curr_pic_ref_enabled_flag),
           BLAME(pps_curr_pic_ref_enabled_flag),
           "7.4.3.3.3",
           "0",

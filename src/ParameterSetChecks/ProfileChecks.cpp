@@ -106,6 +106,18 @@ void checkFormat(const SequenceParameterSet& s, const Claim& claim, CChecks& che
           FORMATS[uiMaxFormat]);
 }
 
+// A.3.5 and others
+void checkPlanes(const SequenceParameterSet& s, const Claim& claim, CChecks& checks)
+{
+    SHALL(!s.separate_colour_plane_flag || maxChromaFormat(s.profile_tier_level, claim.uiProfile) < 3,
+          BLAME(separate_colour_plane_flag),
+          claim.pClause,
+          "0",
+          "the colour planes are coded separately, which ",
+          claim.name,
+          " does not allow");
+}
+
 void checkCtb(const SequenceParameterSet& s, const Claim& claim, CChecks& checks)
 {
     const std::uint64_t CtbLog2SizeY = blockSizes(s).CtbLog2SizeY;
@@ -120,11 +132,17 @@ void checkCtb(const SequenceParameterSet& s, const Claim& claim, CChecks& checks
           " allows 16, 32 and 64");
 }
 
-// A.3.4
+// A.3.4, and Main 10 Still Picture of A.3.3
+bool isStillPicture(const ProfileTierLevel& s, unsigned uiProfile)
+{
+    return uiProfile == PROFILE_MAIN_STILL_PICTURE ||
+           (uiProfile == PROFILE_MAIN_10 && s.general_one_picture_only_constraint_flag);
+}
+
 void checkStillPicture(const SequenceParameterSet& s, const Claim& claim, CChecks& checks)
 {
     const unsigned uiHighest = s.sps_max_sub_layers_minus1;
-    SHALL(claim.uiProfile != PROFILE_MAIN_STILL_PICTURE || s.sps_max_dec_pic_buffering_minus1[uiHighest] == 0,
+    SHALL(!isStillPicture(s.profile_tier_level, claim.uiProfile) || s.sps_max_dec_pic_buffering_minus1[uiHighest] == 0,
           BLAME_1(sps_max_dec_pic_buffering_minus1, uiHighest),
           claim.pClause,
           "0",
@@ -208,8 +226,7 @@ void checkSccTools(const SpsSccExtension& s, const Claim& claim, CChecks checks)
 // Level 8.5 has no limits and is there for pictures that are coded alone.
 bool allowsUnlimitedLevel(const ProfileTierLevel& s, const Claim& claim)
 {
-    return claim.uiProfile == PROFILE_MAIN_STILL_PICTURE ||
-           (isByFlags(claim.uiProfile) && s.general_intra_constraint_flag);
+    return isStillPicture(s, claim.uiProfile) || (isByFlags(claim.uiProfile) && s.general_intra_constraint_flag);
 }
 
 // A.3.5 to A.3.8: which combinations of the flags name a profile.
@@ -249,6 +266,7 @@ void checkProfilesOfSps(const SequenceParameterSet& s, CFindings& findings)
             bLevelTold = true;
         }
         checkFormat(s, claim, checks);
+        checkPlanes(s, claim, checks);
         checkCtb(s, claim, checks);
         checkStillPicture(s, claim, checks);
         if (s.sps_range_extension_flag)

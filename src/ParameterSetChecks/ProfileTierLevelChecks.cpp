@@ -24,11 +24,16 @@ void checkAdvisedCompatibility(const ProfileTierLevel& s, CChecks& checks)
            "what conforms to Main Still Picture conforms to Main, which compatibility flag 1 should say");
 }
 
+bool isReserved(unsigned profile_idc)
+{
+    return profile_idc == 0 || profile_idc > HIGHEST_PROFILE;
+}
+
 void checkGeneralProfile(const ProfileTierLevel& s, CChecks& checks)
 {
     if (s.general_profile_space != 0)
         return checks.reserved(BLAME(general_profile_space), "7.4.4", "0");
-    if (s.general_profile_idc == 0 || s.general_profile_idc > HIGHEST_PROFILE)
+    if (isReserved(s.general_profile_idc))
         checks.reserved(BLAME(general_profile_idc), "7.4.4", say("1 to ", HIGHEST_PROFILE));
     else
         SHALL(s.general_profile_compatibility_flag[s.general_profile_idc],
@@ -37,8 +42,8 @@ void checkGeneralProfile(const ProfileTierLevel& s, CChecks& checks)
               "1",
               "the set does not claim to be compatible with its own profile, general_profile_idc ",
               s.general_profile_idc);
-    for (unsigned j = HIGHEST_PROFILE + 1; j < 32; ++j) {
-        if (s.general_profile_compatibility_flag[j] && j != s.general_profile_idc)
+    for (unsigned j = 0; j < 32; ++j) {
+        if (isReserved(j) && s.general_profile_compatibility_flag[j] && j != s.general_profile_idc)
             checks.reserved(BLAME_1(general_profile_compatibility_flag, j), "7.4.4", "0");
     }
     checkAdvisedCompatibility(s, checks);
@@ -56,11 +61,10 @@ void checkGeneralProfile(const ProfileTierLevel& s, CChecks& checks)
 
 void checkSubLayerProfile(const ProfileTierLevel& s, unsigned i, CChecks& checks)
 {
-
     if (s.sub_layer_profile_space[i] != 0)
         return checks.reserved(BLAME_1(sub_layer_profile_space, i), "7.4.4", "0");
     const unsigned uiProfile = s.sub_layer_profile_idc[i];
-    if (uiProfile == 0 || uiProfile > HIGHEST_PROFILE)
+    if (isReserved(uiProfile))
         checks.reserved(BLAME_1(sub_layer_profile_idc, i), "7.4.4", say("1 to ", HIGHEST_PROFILE));
     else
         SHALL(s.sub_layer_profile_compatibility_flag[i][uiProfile],
@@ -71,6 +75,10 @@ void checkSubLayerProfile(const ProfileTierLevel& s, unsigned i, CChecks& checks
               i,
               " does not claim to be compatible with its own profile, sub_layer_profile_idc ",
               uiProfile);
+    for (unsigned j = 0; j < 32; ++j) {
+        if (isReserved(j) && s.sub_layer_profile_compatibility_flag[i][j] && j != uiProfile)
+            checks.reserved(BLAME_2(sub_layer_profile_compatibility_flag, i, j), "7.4.4", "0");
+    }
     const auto zero = [&](const Blamed& blamed) {
         if (blamed.iValue != 0)
             checks.reserved(blamed, "7.4.4", "0");

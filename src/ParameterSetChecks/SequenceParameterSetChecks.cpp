@@ -103,7 +103,6 @@ void checkOrderingInfo(const SequenceParameterSet& s, CChecks& checks)
     for (unsigned i = s.sps_sub_layer_ordering_info_present_flag ? 0 : uiHighest; i <= uiHighest; ++i) {
         RANGE_1(sps_max_dec_pic_buffering_minus1, i, 0, MAX_DPB_SIZE - 1, "7.4.3.2.1");
         RANGE_1(sps_max_num_reorder_pics, i, 0, s.sps_max_dec_pic_buffering_minus1[i], "7.4.3.2.1");
-        RANGE_1(sps_max_latency_increase_plus1, i, 0, 0xfffffffe, "7.4.3.2.1");
         if (i == 0 || !s.sps_sub_layer_ordering_info_present_flag)
             continue;
         SHALL(s.sps_max_dec_pic_buffering_minus1[i] >= s.sps_max_dec_pic_buffering_minus1[i - 1],
@@ -140,6 +139,8 @@ void checkBlocks(const SequenceParameterSet& s, CChecks& checks)
           sizes.MaxTbLog2SizeY,
           ", allowed is the CTB's size up to 2^5, here 2^",
           ulMaxTb);
+    if (sizes.MinTbLog2SizeY >= sizes.MinCbLog2SizeY)
+        return; // told already
     const auto iDepth = static_cast<std::int64_t>(sizes.CtbLog2SizeY) - static_cast<std::int64_t>(sizes.MinTbLog2SizeY);
     RANGE(max_transform_hierarchy_depth_inter, 0, iDepth, "7.4.3.2.1");
     RANGE(max_transform_hierarchy_depth_intra, 0, iDepth, "7.4.3.2.1");
@@ -227,15 +228,18 @@ PictureInCtbs pictureInCtbs(const SequenceParameterSet& s) noexcept
             (s.pic_height_in_luma_samples + CtbSizeY - 1) / CtbSizeY};
 }
 
+bool isFormatKnown(const SequenceParameterSet& s) noexcept
+{
+    return !s.MultiLayerExtSpsFlag || s.pic_width_in_luma_samples != 0;
+}
+
 void checkSequenceParameterSet(const SequenceParameterSet& s, CFindings& findings)
 {
     CChecks checks(findings, "");
     checkIds(s, checks);
     if (!s.MultiLayerExtSpsFlag)
         checkProfileTierLevel(s.profile_tier_level, s.sps_max_sub_layers_minus1, checks.inside("profile_tier_level"));
-    // F.7.4.3.2.1: what the VPS says of the format is not known without it.
-    const bool bFormatKnown = !s.MultiLayerExtSpsFlag || s.pic_width_in_luma_samples != 0;
-    if (bFormatKnown) {
+    if (isFormatKnown(s)) {
         checkFormat(s, checks);
         checkConformanceWindow(s, checks);
     }
@@ -243,6 +247,8 @@ void checkSequenceParameterSet(const SequenceParameterSet& s, CFindings& finding
     if (!s.MultiLayerExtSpsFlag)
         checkOrderingInfo(s, checks);
     checkBlocks(s, checks);
+    if (s.sps_infer_scaling_list_flag)
+        RANGE(sps_scaling_list_ref_layer_id, 0, 62, "F.7.4.3.2.1");
     if (s.sps_scaling_list_data_present_flag)
         checkScalingListData(*s.scaling_list_data, checks.inside("scaling_list_data"));
     checkPcm(s, checks);

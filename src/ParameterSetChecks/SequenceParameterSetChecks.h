@@ -37,6 +37,9 @@ struct PictureInCtbs
 
 [[nodiscard]] PictureInCtbs pictureInCtbs(const SequenceParameterSet& s) noexcept;
 
+/// F.7.4.3.2.1: false for an SPS that leaves its format to a VPS that was not there when it was read.
+[[nodiscard]] bool isFormatKnown(const SequenceParameterSet& s) noexcept;
+
 /// The constraints of 7.4.3.2 on an SPS by itself, those of its structures included; without profile and
 /// level. Stops where reading stopped.
 void checkSequenceParameterSet(const SequenceParameterSet& s, CFindings& findings);

@@ -13,10 +13,8 @@ void check3d(const SequenceParameterSet& sps, CChecks checks)
     const BlockSizes sizes = blockSizes(sps);
     const auto iMin = static_cast<std::int64_t>(sizes.MinCbLog2SizeY) - 3;
     const auto iMax = static_cast<std::int64_t>(sizes.CtbLog2SizeY) - 3;
-    if (s.iv_di_mc_enabled_flag[0])
-        RANGE_1(log2_ivmc_sub_pb_size_minus3, 0U, iMin, iMax, "I.7.4.3.2.5");
-    if (s.tex_mc_enabled_flag[1])
-        RANGE_1(log2_texmc_sub_pb_size_minus3, 1U, iMin, iMax, "I.7.4.3.2.5");
+    RANGE_1(log2_ivmc_sub_pb_size_minus3, 0U, iMin, iMax, "I.7.4.3.2.5");
+    RANGE_1(log2_texmc_sub_pb_size_minus3, 1U, iMin, iMax, "I.7.4.3.2.5");
 }
 
 // 7.4.3.2.3

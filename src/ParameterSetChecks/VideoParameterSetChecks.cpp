@@ -3,14 +3,13 @@
 #include <algorithm>
 
 #include "HrdChecks.h"
+#include "LevelChecks.h"
 #include "ProfileTierLevelChecks.h"
 #include "VpsExtensionChecks.h"
 
 namespace h265_syntax {
 
 namespace {
-
-constexpr std::int64_t MAX_32_MINUS_2 = 0xfffffffe;
 
 // 7.4.3.1
 void checkOrderingInfo(const VideoParameterSet& s, CChecks& checks)
@@ -20,7 +19,6 @@ void checkOrderingInfo(const VideoParameterSet& s, CChecks& checks)
     for (unsigned i = s.vps_sub_layer_ordering_info_present_flag ? 0 : uiHighest; i <= uiHighest; ++i) {
         RANGE_1(vps_max_dec_pic_buffering_minus1, i, 0, MAX_DPB_SIZE - 1, "7.4.3.1");
         RANGE_1(vps_max_num_reorder_pics, i, 0, s.vps_max_dec_pic_buffering_minus1[i], "7.4.3.1");
-        RANGE_1(vps_max_latency_increase_plus1, i, 0, MAX_32_MINUS_2, "7.4.3.1");
         if (i == 0 || !s.vps_sub_layer_ordering_info_present_flag)
             continue;
         SHALL(s.vps_max_dec_pic_buffering_minus1[i] >= s.vps_max_dec_pic_buffering_minus1[i - 1],
@@ -44,8 +42,6 @@ void checkTiming(const VideoParameterSet& s, CChecks& checks)
     SHALL(
         s.vps_num_units_in_tick != 0, BLAME(vps_num_units_in_tick), "7.4.3.1", "above 0", "a clock tick has no length");
     SHALL(s.vps_time_scale != 0, BLAME(vps_time_scale), "7.4.3.1", "above 0", "a second has no time units");
-    if (s.vps_poc_proportional_to_timing_flag)
-        RANGE(vps_num_ticks_poc_diff_one_minus1, 0, MAX_32_MINUS_2, "7.4.3.1");
     RANGE(vps_num_hrd_parameters, 0, s.vps_num_layer_sets_minus1 + std::int64_t{1}, "7.4.3.1");
     const std::int64_t iFirst = s.vps_base_layer_internal_flag ? 0 : 1;
     const auto uiHrds = static_cast<unsigned>(
@@ -83,8 +79,16 @@ void checkVideoParameterSet(const VideoParameterSet& s, CFindings& findings)
     RANGE(vps_max_layer_id, 0, 62, "7.4.3.1");
     RANGE(vps_num_layer_sets_minus1, 0, 1023, "7.4.3.1");
     checkTiming(s, checks);
+    SHALL(s.vps_extension_flag || s.vps_max_layers_minus1 == 0 || s.vps_max_layers_minus1 > 62,
+          BLAME(vps_extension_flag),
+          "F.7.4.3.1",
+          "1",
+          "there are ",
+          s.vps_max_layers_minus1 + 1,
+          " layers, but no vps_extension( ) that says how they depend on each other");
     if (s.vps_extension_flag)
         checkVpsExtension(s, checks);
+    checkLevelOfVps(s, findings);
 }
 
 } // namespace h265_syntax

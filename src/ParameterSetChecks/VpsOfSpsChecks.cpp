@@ -46,6 +46,15 @@ void checkSubLayers(const SequenceParameterSet& s, const VideoParameterSet& vps,
               i,
               ", its VPS says ",
               vps.vps_max_num_reorder_pics[i]);
+        const std::uint32_t uiLatency = vps.vps_max_latency_increase_plus1[i];
+        SHOULD(uiLatency == 0 ||
+                   (s.sps_max_latency_increase_plus1[i] != 0 && s.sps_max_latency_increase_plus1[i] <= uiLatency),
+               BLAME_1(sps_max_latency_increase_plus1, uiCoded),
+               "7.4.3.2.1",
+               say("1 to ", uiLatency),
+               "the SPS allows more latency to sub-layer ",
+               i,
+               " than its VPS");
         if (!s.sps_sub_layer_ordering_info_present_flag && bBroken)
             break; // one coded value for all
     }

@@ -10,8 +10,6 @@ namespace h265_syntax {
 
 namespace {
 
-constexpr std::int64_t MAX_32_MINUS_2 = 0xfffffffe;
-
 // Tables E.1 to E.5: what has no meaning is reserved.
 void checkReserved(const Blamed& blamed, CChecks& checks)
 {
@@ -132,8 +130,6 @@ void checkTiming(const SequenceParameterSet& sps, const VuiParameters& s, CCheck
         return;
     SHALL(s.vui_num_units_in_tick != 0, BLAME(vui_num_units_in_tick), "E.3.1", "above 0", "a clock tick has no length");
     SHALL(s.vui_time_scale != 0, BLAME(vui_time_scale), "E.3.1", "above 0", "a second has no time units");
-    if (s.vui_poc_proportional_to_timing_flag)
-        RANGE(vui_num_ticks_poc_diff_one_minus1, 0, MAX_32_MINUS_2, "E.3.1");
     if (s.vui_hrd_parameters_present_flag)
         checkHrdParameters(*s.hrd_parameters, sps.sps_max_sub_layers_minus1, checks.inside("hrd_parameters"));
 }

@@ -1,5 +1,7 @@
 #include "SequenceParameterSetSyntax.h"
 
+#include <algorithm>
+
 #include "Description.h"
 #include "Descriptions.h"
 
@@ -7,14 +9,17 @@ namespace h265_syntax {
 
 namespace {
 
-// F.7.4.3.2.1: an SPS with MultiLayerExtSpsFlag has the format that the VPS gives for it. Of several the
-// one that sps_rep_format_idx names, else the first.
+// F.7.4.3.2.1: an SPS with MultiLayerExtSpsFlag has the format that the VPS gives for it: the one that
+// sps_rep_format_idx names, else that of the lowest layer that may use the SPS, its own.
 void inferRepFormat(SequenceParameterSet& s, const VideoParameterSet* pVps)
 {
     if (pVps == nullptr)
         return;
     const std::vector<RepFormat>& formats = pVps->vps_extension->rep_format;
-    const unsigned uiFormat = s.update_rep_format_flag ? s.sps_rep_format_idx : 0;
+    const unsigned uiLayer =
+        std::min<unsigned>(pVps->layers->LayerIdxInVps[s.nal_unit_header.nuh_layer_id & 63U], MAX_LAYERS - 1);
+    const unsigned uiFormat =
+        s.update_rep_format_flag ? s.sps_rep_format_idx : pVps->vps_extension->vps_rep_format_idx[uiLayer];
     if (uiFormat >= formats.size())
         return;
     const RepFormat& format = formats[uiFormat];
