@@ -200,7 +200,9 @@ std::string CGist::ofSps(EGroup eGroup) const
                                                    sps.pcm_sample_bit_depth_luma_minus1 + 1,
                                                    sps.pcm_sample_bit_depth_chroma_minus1 + 1);
     case EGroup::Extensions:
-        return sps.vui_parameters_present_flag ? "VUI, not parsed" : "no VUI";
+        return sps.vui_parameters_present_flag  ? "VUI, not parsed"
+               : sps.sps_extension_present_flag ? "no VUI; an extension, not parsed"
+                                                : "no VUI";
     case EGroup::LongTermRefPics:
         return sps.long_term_ref_pics_present_flag ? "" : "off";
     case EGroup::DerivedSizes:
@@ -229,6 +231,8 @@ std::string CGist::ofPps(EGroup eGroup) const
         return fmt::format("initial QP {}", 26 + pps.init_qp_minus26);
     case EGroup::ScalingLists:
         return ofPpsScalingLists();
+    case EGroup::Extensions:
+        return pps.pps_extension_present_flag ? "an extension, not parsed" : "none";
     case EGroup::LoopFilters:
         return pps.pps_deblocking_filter_disabled_flag ? "deblocking off" : "deblocking on";
     default:

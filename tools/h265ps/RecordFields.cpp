@@ -13,26 +13,33 @@ namespace {
 // A field's name and value, written once.
 #define FIELD(RECORD, NAME) #NAME, (RECORD).NAME
 
-constexpr FieldNote DERIVED = {EPresence::Derived, nullptr};
+constexpr FieldNote DERIVED = {.ePresence = EPresence::Derived};
 
 constexpr FieldNote codedIf(bool bCoded)
 {
-    return {bCoded ? EPresence::Coded : EPresence::NotCoded, nullptr};
+    return {.ePresence = bCoded ? EPresence::Coded : EPresence::NotCoded};
 }
 
 constexpr FieldNote derivedIf(bool bDerived)
 {
-    return {bDerived ? EPresence::Derived : EPresence::NotCoded, nullptr};
+    return {.ePresence = bDerived ? EPresence::Derived : EPresence::NotCoded};
 }
 
 constexpr FieldNote tileField(bool tiles_enabled_flag, EPresence ePresence)
 {
-    return {tiles_enabled_flag ? ePresence : EPresence::NotApplicable, nullptr};
+    return {.ePresence = tiles_enabled_flag ? ePresence : EPresence::NotApplicable};
 }
 
 constexpr FieldNote holdsIf(bool bHoldsOther, const char* pWhat)
 {
-    return {EPresence::Coded, bHoldsOther ? pWhat : nullptr};
+    return {.pRemark = bHoldsOther ? pWhat : nullptr};
+}
+
+FieldNote withEntries(FieldNote note, unsigned uiCoded, const char* pOf)
+{
+    note.uiCoded = uiCoded;
+    note.pOf = pOf;
+    return note;
 }
 
 // The first uiCount entries of an array, as many as it has.
@@ -73,6 +80,14 @@ const char* orderingRemark(bool sub_layer_ordering_info_present_flag, unsigned u
                                            : "only the highest sub-layer's is coded, which the record has no room for";
 }
 
+// Of its arrays, whose entries are those of the sub-layers.
+FieldNote orderingNote(EPresence ePresence, bool sub_layer_ordering_info_present_flag, unsigned uiSubLayers)
+{
+    const char* const pRemark = orderingRemark(sub_layer_ordering_info_present_flag, uiSubLayers);
+    const FieldNote note = {.ePresence = ePresence, .pRemark = pRemark};
+    return pRemark != nullptr ? note : withEntries(note, uiSubLayers + 1, "sub-layers");
+}
+
 bool isDefaultTable(const unsigned char* pCoef)
 {
     const unsigned char* const apTables[] = {g_deQuantSLDefault4x4,
@@ -91,9 +106,12 @@ void listFields(const profile_tile_level& ptl, unsigned uiSubLayers, CRecordVisi
 {
     const auto profiles = cut(ptl.sub_layer_profile_present_flag, uiSubLayers);
     const auto levels = cut(ptl.sub_layer_level_present_flag, uiSubLayers);
-    const FieldNote presence = codedIf(uiSubLayers != 0);
-    const FieldNote profile = codedIf(std::find(profiles.begin(), profiles.end(), true) != profiles.end());
-    const FieldNote level = codedIf(std::find(levels.begin(), levels.end(), true) != levels.end());
+    const auto note = [uiSubLayers](bool bCoded) {
+        return withEntries(codedIf(bCoded), uiSubLayers, "sub-layers below the highest");
+    };
+    const FieldNote presence = note(uiSubLayers != 0);
+    const FieldNote profile = note(std::find(profiles.begin(), profiles.end(), true) != profiles.end());
+    const FieldNote level = note(std::find(levels.begin(), levels.end(), true) != levels.end());
     v.number(FIELD(ptl, general_profile_space));
     v.flag(FIELD(ptl, general_tier_flag));
     v.number(FIELD(ptl, general_profile_idc));
@@ -119,9 +137,9 @@ void listFields(const profile_tile_level& ptl, unsigned uiSubLayers, CRecordVisi
 void listFields(const VPS& vps, CRecordVisitor& v)
 {
     const unsigned uiSubLayers = vps.vps_max_sub_layers_minus1;
-    const FieldNote ordering = {EPresence::Coded,
-                                orderingRemark(vps.vps_sub_layer_ordering_info_present_flag, uiSubLayers)};
-    const FieldNote derivedOrdering = {EPresence::Derived, ordering.pRemark};
+    const bool bAllCoded = vps.vps_sub_layer_ordering_info_present_flag;
+    const FieldNote ordering = orderingNote(EPresence::Coded, bAllCoded, uiSubLayers);
+    const FieldNote derivedOrdering = orderingNote(EPresence::Derived, bAllCoded, uiSubLayers);
     const bool bLayerSets = vps.vps_num_layer_sets_minus1 != 0;
 
     v.group(EGroup::Identity);
@@ -170,6 +188,7 @@ void listRefPics(const SPS& sps, CRecordVisitor& v)
 {
     const FieldNote longTerm = codedIf(sps.long_term_ref_pics_present_flag);
     const unsigned uiLongTerm = sps.num_long_term_ref_pics_sps;
+    const FieldNote pictures = withEntries(longTerm, uiLongTerm, "pictures");
     v.group(EGroup::ShortTermRefPicSets);
     v.number(FIELD(sps, num_short_term_ref_pic_sets));
     v.refPicSets("pShortTermRefPicSet",
@@ -178,7 +197,7 @@ void listRefPics(const SPS& sps, CRecordVisitor& v)
     v.group(EGroup::LongTermRefPics);
     v.flag(FIELD(sps, long_term_ref_pics_present_flag));
     v.number(FIELD(sps, num_long_term_ref_pics_sps), longTerm);
-    v.numbers(NUMBERS(sps, lt_ref_pic_poc_lsb_sps, uiLongTerm), longTerm);
+    v.numbers(NUMBERS(sps, lt_ref_pic_poc_lsb_sps, uiLongTerm), pictures);
     std::array<bool, std::extent_v<decltype(sps.used_by_curr_pic_lt_sps_flag)>> aUsed = {}; // the record has numbers
     std::transform(std::begin(sps.used_by_curr_pic_lt_sps_flag),
                    std::end(sps.used_by_curr_pic_lt_sps_flag),
@@ -186,7 +205,7 @@ void listRefPics(const SPS& sps, CRecordVisitor& v)
                    [](unsigned char ucFlag) { return ucFlag != 0; });
     v.flags("used_by_curr_pic_lt_sps_flag",
             std::span<const bool>(aUsed).first(std::min<std::size_t>(uiLongTerm, aUsed.size())),
-            longTerm);
+            pictures);
 }
 
 void listPicture(const SPS& sps, CRecordVisitor& v)
@@ -207,8 +226,8 @@ void listPicture(const SPS& sps, CRecordVisitor& v)
 void listSubLayers(const SPS& sps, CRecordVisitor& v)
 {
     const unsigned uiSubLayers = sps.sps_max_sub_layers_minus1;
-    const FieldNote ordering = {EPresence::Coded,
-                                orderingRemark(sps.sps_sub_layer_ordering_info_present_flag, uiSubLayers)};
+    const FieldNote ordering =
+        orderingNote(EPresence::Coded, sps.sps_sub_layer_ordering_info_present_flag, uiSubLayers);
     v.group(EGroup::SubLayers);
     v.number(FIELD(sps, log2_max_pic_order_cnt_lsb), DERIVED);
     v.flag(FIELD(sps, sps_sub_layer_ordering_info_present_flag));

@@ -21,6 +21,8 @@ struct FieldNote
 {
     EPresence ePresence = EPresence::Coded;
     const char* pRemark = nullptr; // what the field holds when that is not what its name says
+    unsigned uiCoded = 0;          // of an array whose entries the record may have no room for: how many are coded,
+    const char* pOf = nullptr;     // and what they are of
 };
 
 /// The parts of a record that people look for, in record order.
