@@ -2,6 +2,7 @@
 
 #include <string_view>
 
+#include "MatrixSource.h"
 #include "RecordFields.h"
 
 namespace h265ps {

@@ -88,18 +88,6 @@ FieldNote orderingNote(EPresence ePresence, bool sub_layer_ordering_info_present
     return pRemark != nullptr ? note : withEntries(note, uiSubLayers + 1, "sub-layers");
 }
 
-bool isDefaultTable(const unsigned char* pCoef)
-{
-    const unsigned char* const apTables[] = {g_deQuantSLDefault4x4,
-                                             g_deQuantSLIntraDefault8x8,
-                                             g_deQuantSLInterDefault8x8,
-                                             g_deQuantSLIntraDefault16x16,
-                                             g_deQuantSLInterDefault16x16,
-                                             g_deQuantSLIntraDefault32x32,
-                                             g_deQuantSLInterDefault32x32};
-    return std::find(std::begin(apTables), std::end(apTables), pCoef) != std::end(apTables);
-}
-
 } // namespace
 
 void listFields(const profile_tile_level& ptl, unsigned uiSubLayers, CRecordVisitor& v)
@@ -385,22 +373,6 @@ void listFields(const ShortTermRefPicSet& set, const ShortTermRefPicSet* pRefere
     v.flags(FLAGS(set, UseDeltaFlagOfPic, set.NumDeltaPocs));
     v.flags(FLAGS(set, used_by_curr_pic_flag, uiCodedFlags));
     v.flags(FLAGS(set, use_delta_flag, uiCodedFlags));
-}
-
-EMatrixSource matrixSource(const ScalingListData& lists, unsigned sizeId, unsigned matrixId, unsigned& matrixIdOfRef)
-{
-    const auto& aMatrix = lists.aList[sizeId].aMatrix;
-    const unsigned char* const pCoef = aMatrix[matrixId].pCoef;
-    if (pCoef == nullptr)
-        return EMatrixSource::None;
-    if (pCoef == aMatrix[matrixId].aucCoef)
-        return EMatrixSource::Own;
-    if (isDefaultTable(pCoef))
-        return EMatrixSource::Default;
-    const auto* const pRef =
-        std::find_if(std::begin(aMatrix), std::end(aMatrix), [&](const auto& m) { return m.aucCoef == pCoef; });
-    matrixIdOfRef = static_cast<unsigned>(pRef - std::begin(aMatrix));
-    return EMatrixSource::Ref;
 }
 
 #undef FLAGS

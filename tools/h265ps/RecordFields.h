@@ -81,17 +81,4 @@ void listFields(const h265_codec::profile_tile_level& ptl, unsigned uiSubLayers,
 void listFields(const h265_codec::ShortTermRefPicSet& set, const h265_codec::ShortTermRefPicSet* pReference,
                 CRecordVisitor& visitor);
 
-/// Where the coefficients of a scaling matrix are.
-enum class EMatrixSource
-{
-    None,
-    Default, // in a default table
-    Own,     // in the matrix itself
-    Ref      // in another matrix of the same size
-};
-
-/// Where matrix [sizeId][matrixId] finds its coefficients; with Ref, matrixIdOfRef is the other one.
-EMatrixSource matrixSource(const h265_codec::ScalingListData& lists, unsigned sizeId, unsigned matrixId,
-                           unsigned& matrixIdOfRef);
-
 } // namespace h265ps

@@ -4,7 +4,7 @@
 
 #include <fmt/format.h>
 
-#include "RecordFields.h"
+#include "MatrixSource.h"
 
 namespace h265ps {
 
