@@ -194,6 +194,30 @@ TEST_F(NoSystemMemory, IsAskedAgainAfterFreeBlocksWentBack)
     EXPECT_EQ(pPool->apFree[3], nullptr);
 }
 
+unsigned g_uiTold = 0;
+
+TEST_F(NoSystemMemory, IsToldToTheNewHandlerAndTheBudgetsRefusalIsNot)
+{
+    const CPool pPool(tq_util::createMemPool(3000));
+    g_uiTold = 0;
+    for (const std::new_handler pHandler : {+[] { ++g_uiTold; },
+                                            +[] {
+                                                ++g_uiTold;
+                                                throw std::bad_alloc();
+                                            }}) {
+        const std::new_handler pBefore = std::set_new_handler(pHandler);
+        EXPECT_EQ(take(pPool.get(), 5000), nullptr);
+        g_bAlignedAllocFails = true;
+        EXPECT_EQ(take(pPool.get(), 1024), nullptr);
+        g_bAlignedAllocFails = false;
+        giveBack(take(pPool.get(), 1024));
+        std::set_new_handler(pBefore);
+    }
+    EXPECT_EQ(g_uiTold, 2U);
+    g_bAlignedAllocFails = true;
+    EXPECT_EQ(take(pPool.get(), 100), nullptr);
+}
+
 TEST_F(NoSystemMemory, CostsTheBudgetNothing)
 {
     const CPool pPool(tq_util::createMemPool(3000));

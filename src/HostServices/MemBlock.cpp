@@ -24,6 +24,19 @@ void* allocate(const TQLock& lock, std::uint64_t ulBytes) noexcept
     return fitsBudget(lock, ulBytes) ? std::aligned_alloc(BLOCK_ALIGNMENT, static_cast<std::size_t>(ulBytes)) : nullptr;
 }
 
+// As operator new does: who set a handler hears of what the system refuses, not of what the budget does.
+void tellNewHandler() noexcept
+{
+    const std::new_handler pHandler = std::get_new_handler();
+    if (pHandler == nullptr)
+        return;
+    try {
+        pHandler();
+    } catch (const std::bad_alloc&) {
+        // The block is refused either way.
+    }
+}
+
 // A new block of the class. Where the budget or the system refuses it, free blocks go back first.
 BlockHeader* takeFromSystem(TMemPool* pMemPool, unsigned uiClass) noexcept
 {
@@ -35,6 +48,8 @@ BlockHeader* takeFromSystem(TMemPool* pMemPool, unsigned uiClass) noexcept
             giveBackList(pList, lock);
         pMem = allocate(lock, ulBytes);
     }
+    if (pMem == nullptr && fitsBudget(lock, ulBytes))
+        tellNewHandler();
     if (pMem == nullptr)
         return nullptr;
     lock.m_ulTakenBytes += ulBytes;
