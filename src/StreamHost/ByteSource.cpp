@@ -26,6 +26,12 @@ std::string reasonOf(int iErrno)
     return std::generic_category().message(iErrno);
 }
 
+// errno is handed in: making the exception can change it, when memory is refused.
+[[noreturn]] void throwError(int iErrno)
+{
+    throw CSourceError(reasonOf(iErrno), 0);
+}
+
 class CFileDescriptor
 {
 public:
@@ -33,7 +39,7 @@ public:
         : m_bOwned(path != "-"), m_iFd(m_bOwned ? ::open(path.c_str(), O_RDONLY | O_CLOEXEC) : STDIN_FILENO)
     {
         if (m_iFd < 0)
-            throw CSourceError(reasonOf(errno), 0);
+            throwError(errno);
     }
     ~CFileDescriptor()
     {
@@ -59,9 +65,9 @@ public:
     {
         struct stat status = {};
         if (::fstat(m_fd.get(), &status) != 0)
-            throw CSourceError(reasonOf(errno), 0);
+            throwError(errno);
         if (S_ISDIR(status.st_mode))
-            throw CSourceError(reasonOf(EISDIR), 0);
+            throwError(EISDIR);
         m_bRegular = S_ISREG(status.st_mode);
         if (!m_bRegular)
             return;
