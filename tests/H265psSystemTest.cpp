@@ -64,10 +64,13 @@ TEST(H265psPipe, WhatWasReadIsShownWhenTheInputStalls)
     EXPECT_EQ(child.end(), 0);
 }
 
-// Lines that say what was known so far depend on when the pipe stalls.
-std::string withoutSoFar(const std::string& output)
+// From the first parameter set on: what the head says so far depends on when the pipe stalls.
+std::string withoutHead(const std::string& output)
 {
-    return std::regex_replace(output, std::regex("[^\n]*so far[^\n]*\n"), "");
+    std::size_t uiBegin = output.size();
+    for (const char* const pType : {"\nVPS", "\nSPS", "\nPPS"})
+        uiBegin = std::min(uiBegin, output.find(pType));
+    return output.substr(uiBegin);
 }
 
 ChildResult readSlowly(const std::string& stream, const std::vector<std::string>& arguments, std::size_t uiPiece)
@@ -82,7 +85,7 @@ ChildResult readSlowly(const std::string& stream, const std::vector<std::string>
         }
     }
     const int iStatus = child.end();
-    return {WIFEXITED(iStatus) ? WEXITSTATUS(iStatus) : -1, withoutSoFar(child.m_output), child.m_error};
+    return {WIFEXITED(iStatus) ? WEXITSTATUS(iStatus) : -1, withoutHead(child.m_output), child.m_error};
 }
 
 // Packets of a transport stream, whose first one holds what begins like a stream of H.265.
@@ -129,7 +132,7 @@ TEST(H265psPipe, AByteAtATimeGivesWhatTheFileGives)
         const ChildResult fast = readSlowly(stream, {"--all", "-"}, stream.size());
         const ChildResult slow = readSlowly(stream, {"--all", "-"}, 1);
         EXPECT_EQ(slow.iExitCode, fast.iExitCode);
-        EXPECT_EQ(slow.output, fast.output);
+        EXPECT_TRUE(slow.output == fast.output) << slow.output.substr(0, 500);
         EXPECT_EQ(slow.error, fast.error);
     }
 }

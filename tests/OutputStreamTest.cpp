@@ -85,7 +85,8 @@ protected:
         g_uiPolls = 0;
     }
 
-    COutputStream m_output{OUR_FILE};
+    std::vector<char> m_buffer = std::vector<char>(std::size_t{256} << 10);
+    COutputStream m_output{OUR_FILE, m_buffer};
 };
 
 TEST_F(OutputStream, WritesNothingBeforeItsBufferIsFull)

@@ -16,7 +16,9 @@
 #include <fmt/format.h>
 
 #include "ByteSource.h"
+#include "ErrorLine.h"
 #include "FailureReason.h"
+#include "MemoryRefusals.h"
 #include "SetNames.h"
 #include "StreamLooks.h"
 #include "TextOutput.h"
@@ -63,12 +65,6 @@ std::string emptyReason(const StreamSummary& summary, bool bText)
 
 } // namespace
 
-void writeError(std::string_view message)
-{
-    const std::string line = lineOf("error", message);
-    (void)std::fwrite(line.data(), 1, line.size(), stderr);
-}
-
 // Passes a source on, knows what was taken from it, and tells the report when it stalls.
 class CFileRun::CWatchedSource : public CByteSource
 {
@@ -81,12 +77,10 @@ public:
             m_run.m_report.stall();
         m_piece = m_source.next();
         m_bJudged = false;
-        m_ulTaken += m_piece.size();
+        m_run.m_ulTaken += m_piece.size();
         return m_piece;
     }
     std::span<const unsigned char> head() override { return m_source.head(); }
-
-    [[nodiscard]] std::uint64_t taken() const { return m_ulTaken; }
 
     // Judged by the piece that is being read.
     bool isMpegVideo()
@@ -100,7 +94,6 @@ private:
     CByteSource& m_source;
     CFileRun& m_run;
     std::span<const unsigned char> m_piece;
-    std::uint64_t m_ulTaken = 0;
     bool m_bJudged = false; // the piece was
     bool m_bMpegVideo = false;
 };
@@ -112,15 +105,18 @@ CFileRun::CFileRun(const Options& options, COutputStream& output, CReport& repor
 
 EExitCode CFileRun::run(const std::string& file)
 {
-    m_file = file;
     m_firstVerdict.reset();
+    m_ulTaken = 0;
+    m_bOutOfMemory = false;
     m_bBegun = false;
     try {
-        return readFile();
+        m_file = file;
+        const EExitCode eExitCode = readFile();
+        return m_bOutOfMemory || wasMemoryRefused() ? failForMemory(file) : eExitCode;
     } catch (const CSourceError& error) {
         return fail(error.offset(), inSentence(error.what()));
     } catch (const std::bad_alloc&) {
-        return fail(std::nullopt, "out of memory");
+        return failForMemory(file);
     } catch (const std::exception& error) {
         return fail(std::nullopt, error.what());
     }
@@ -161,6 +157,7 @@ EExitCode CFileRun::readAs(CByteSource& source, EPace ePace)
     m_ePace = ePace;
     m_verdict = CVerdict(m_options.stream.eReader);
     m_interruption.reset();
+    m_ulTaken = 0;
     m_foreign.reset();
     m_held.clear();
     m_bBegun = false;
@@ -177,6 +174,8 @@ EExitCode CFileRun::readAs(CByteSource& source, EPace ePace)
         (void)showHeld();
     if (m_bBegun)
         return closeReport(summary);
+    if (m_bOutOfMemory)
+        return EXIT_FILE_ERROR;
     return fail(summary.ulBytes, m_interruption ? *m_interruption : emptyReason(summary, looksLikeText(source.head())));
 }
 
@@ -188,12 +187,13 @@ StreamSummary CFileRun::readStream(CWatchedSource& source)
     } catch (const CSourceError& error) {
         m_interruption = inSentence(error.what());
     } catch (const std::bad_alloc&) {
+        m_bOutOfMemory = true; // told at the end, without memory
         m_interruption = "out of memory, what follows is not read";
     } catch (const std::exception& error) {
         m_interruption = error.what();
     }
     StreamSummary summary;
-    summary.ulBytes = source.taken();
+    summary.ulBytes = m_ulTaken;
     return summary;
 }
 
@@ -201,7 +201,8 @@ EExitCode CFileRun::closeReport(const StreamSummary& summary)
 {
     if (m_interruption) {
         m_verdict.interrupt(*m_interruption);
-        fail(summary.ulBytes, *m_interruption);
+        if (!m_bOutOfMemory)
+            fail(summary.ulBytes, *m_interruption);
     } else if (!summary.bStopped) { // else nobody reads the output
         m_verdict.end(summary);
         if (const std::string missing = m_verdict.missing(); !missing.empty())
@@ -250,6 +251,14 @@ bool CFileRun::show(const ParameterSetEvent& event)
                          isNotRead(event) ? "not read" : "not supported",
                          failureReason(event, m_options.stream.eReader).text()));
     return !m_output.failed();
+}
+
+// Without any memory, whatever the report makes of what it has.
+EExitCode CFileRun::failForMemory(std::string_view file) const noexcept
+{
+    CErrorLine() << file << ": at byte " << m_ulTaken << ": out of memory, not all of it is shown";
+    (void)wasMemoryRefused(); // it has been told
+    return EXIT_FILE_ERROR;
 }
 
 EExitCode CFileRun::fail(std::optional<std::uint64_t> ulOffset, std::string_view reason)

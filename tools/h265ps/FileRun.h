@@ -34,6 +34,7 @@ private:
     bool take(const h265_stream::ParameterSetEvent& event, CWatchedSource& source);
     bool showHeld();
     bool show(const h265_stream::ParameterSetEvent& event);
+    EExitCode failForMemory(std::string_view file) const noexcept;
     EExitCode fail(std::optional<std::uint64_t> ulOffset, std::string_view reason);
     void warn(std::string_view reason);
     void tell(std::string_view kind, std::optional<std::uint64_t> ulOffset, std::string_view reason);
@@ -47,6 +48,8 @@ private:
     std::optional<CVerdict> m_firstVerdict; // of the first reading, when a second one shows the sets
     EPace m_ePace = EPace::Whole;
     std::optional<std::string> m_interruption; // why the stream was not read to its end
+    bool m_bOutOfMemory = false;               // that is why
+    std::uint64_t m_ulTaken = 0;               // bytes read
     bool m_bBegun = false;                     // the report has the stream
     bool m_bAgain = false;                     // the file has to be read again for its report
 
@@ -57,8 +60,5 @@ private:
     std::optional<std::string_view> m_foreign;          // what it is instead
     std::vector<h265_stream::ParameterSetEvent> m_held; // passed over: they point at nothing
 };
-
-/// Writes "h265ps: error: " and the message to standard error, on one line.
-void writeError(std::string_view message);
 
 } // namespace h265ps

@@ -1,5 +1,6 @@
 #include "OutputStream.h"
 
+#include <algorithm>
 #include <cerrno>
 
 #include <poll.h>
@@ -7,34 +8,34 @@
 
 namespace h265ps {
 
-namespace {
-
-constexpr std::size_t OUTPUT_BUFFER_SIZE = std::size_t{256} << 10;
-
-} // namespace
-
-COutputStream::COutputStream(int iFile) : m_iFile(iFile)
+bool mayWriteAgain(int iFile) noexcept
 {
-    m_buffer.reserve(OUTPUT_BUFFER_SIZE);
+    if (errno == EINTR)
+        return true;
+    if (errno != EAGAIN && errno != EWOULDBLOCK) // coverage: one number with two names on Linux
+        return false;
+    // Standard output may have been made non-blocking by whoever shares it.
+    pollfd waiting = {.fd = iFile, .events = POLLOUT, .revents = 0};
+    return ::poll(&waiting, 1, -1) >= 0 || errno == EINTR;
 }
 
 void COutputStream::append(std::string_view text)
 {
-    if (m_buffer.size() + text.size() > OUTPUT_BUFFER_SIZE)
+    if (text.size() > m_buffer.size() - m_uiHeld)
         flush();
-    if (text.size() > OUTPUT_BUFFER_SIZE)
-        write(text);
-    else
-        m_buffer.append(text);
+    if (text.size() > m_buffer.size())
+        return write(text);
+    std::copy(text.begin(), text.end(), m_buffer.begin() + static_cast<std::ptrdiff_t>(m_uiHeld));
+    m_uiHeld += text.size();
 }
 
-void COutputStream::flush()
+void COutputStream::flush() noexcept
 {
-    write(m_buffer);
-    m_buffer.clear();
+    write({m_buffer.data(), m_uiHeld});
+    m_uiHeld = 0;
 }
 
-void COutputStream::write(std::string_view text)
+void COutputStream::write(std::string_view text) noexcept
 {
     while (!text.empty() && m_iError == 0) {
         const ssize_t iWritten = ::write(m_iFile, text.data(), text.size());
@@ -42,19 +43,9 @@ void COutputStream::write(std::string_view text)
             text.remove_prefix(static_cast<std::size_t>(iWritten));
         else if (iWritten == 0)
             m_iError = EIO; // what takes nothing would be asked for ever
-        else if (errno == EAGAIN || errno == EWOULDBLOCK)
-            waitForRoom();
-        else if (errno != EINTR)
+        else if (!mayWriteAgain(m_iFile))
             m_iError = errno;
     }
-}
-
-// Standard output may have been made non-blocking by whoever shares it.
-void COutputStream::waitForRoom()
-{
-    pollfd waiting = {.fd = m_iFile, .events = POLLOUT, .revents = 0};
-    if (::poll(&waiting, 1, -1) < 0 && errno != EINTR)
-        m_iError = errno;
 }
 
 } // namespace h265ps

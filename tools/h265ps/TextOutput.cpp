@@ -80,21 +80,11 @@ std::string recordOf(const ParameterSetEvent& event, const TextStyle& style)
 
 std::string printable(const std::string& name)
 {
-    const auto isControl = [](unsigned char c) { return c < ' ' || (c >= 0x7f && c < 0xa0); };
     std::string text;
-    for (std::size_t i = 0; i < name.size();) {
-        const std::size_t uiLength = utf8Length(static_cast<unsigned char>(name[i]));
-        const std::string_view rest = std::string_view(name).substr(i + 1);
-        const bool bSequence = uiLength > 1 && rest.size() + 1 >= uiLength &&
-                               std::all_of(rest.begin(),
-                                           rest.begin() + static_cast<std::ptrdiff_t>(uiLength - 1),
-                                           [](char c) { return isUtf8Continuation(static_cast<unsigned char>(c)); });
-        const std::string_view piece = std::string_view(name).substr(i, bSequence ? uiLength : 1);
-        // C1 controls are the sequences C2 80 to C2 9F.
-        const bool bControl = bSequence ? piece[0] == '\xc2' && isControl(static_cast<unsigned char>(piece[1]))
-                                        : isControl(static_cast<unsigned char>(piece[0]));
-        text += bControl ? std::string_view("?") : piece;
-        i += piece.size();
+    for (std::string_view left = name; !left.empty();) {
+        const PrintablePiece piece = printablePiece(left);
+        text += piece.bControl ? std::string_view("?") : left.substr(0, piece.uiLength);
+        left.remove_prefix(piece.uiLength);
     }
     return text;
 }

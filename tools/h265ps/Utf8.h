@@ -43,4 +43,25 @@ constexpr std::size_t utf8SequenceLength(std::string_view text)
     return bForbidden ? 0 : uiLength;
 }
 
+/// What stands at the front of a text that is shown to people: a character, or a byte that begins none.
+struct PrintablePiece
+{
+    std::size_t uiLength;
+    bool bControl; // C0, C1 or DEL, which could forge lines or colours
+};
+
+/// Of a text that is not empty.
+constexpr PrintablePiece printablePiece(std::string_view text)
+{
+    const auto at = [text](std::size_t i) { return static_cast<unsigned char>(text[i]); };
+    const auto isControl = [](unsigned char c) { return c < ' ' || (c >= 0x7f && c < 0xa0); };
+    const std::size_t uiLength = utf8Length(at(0));
+    bool bSequence = uiLength > 1 && text.size() >= uiLength;
+    for (std::size_t i = 1; bSequence && i < uiLength; ++i)
+        bSequence = isUtf8Continuation(at(i));
+    if (!bSequence)
+        return {1, isControl(at(0))};
+    return {uiLength, at(0) == 0xc2 && isControl(at(1))}; // C1 controls are the sequences C2 80 to C2 9F
+}
+
 } // namespace h265ps

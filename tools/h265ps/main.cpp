@@ -5,13 +5,16 @@
 #include <cstring>
 #include <exception>
 #include <memory>
+#include <new>
 #include <string_view>
 
 #include <fcntl.h>
 #include <unistd.h>
 
+#include "ErrorLine.h"
 #include "FileRun.h"
 #include "JsonOutput.h"
+#include "MemoryRefusals.h"
 #include "Options.h"
 #include "OutputStream.h"
 #include "TextOutput.h"
@@ -56,21 +59,24 @@ bool openMissingStreams()
 int finish(COutputStream& output, int iExitCode)
 {
     output.flush();
+    if (wasMemoryRefused()) {
+        writeError("out of memory: what was written can lack something");
+        iExitCode = EXIT_FILE_ERROR;
+    }
     if (!output.failed() || output.error() == EPIPE)
         return iExitCode;
-    writeError(std::string("standard output: ") + std::strerror(output.error()));
+    CErrorLine() << "standard output: " << std::strerror(output.error());
     return EXIT_FILE_ERROR;
 }
 
-int run(int argc, char** argv)
+int run(int argc, char** argv, COutputStream& output)
 {
-    COutputStream output(STDOUT_FILENO);
     Options options;
     if (const std::optional<EarlyEnd> end = parseCommandLine(argc, argv, options)) {
         if (!end->error.empty())
             writeError(end->error);
         output.append(end->output);
-        return finish(output, end->eExitCode);
+        return end->eExitCode;
     }
     const std::unique_ptr<CReport> pReport = makeReport(options, output);
     CFileRun fileRun(options, output, *pReport);
@@ -80,7 +86,20 @@ int run(int argc, char** argv)
         if (output.failed())
             break;
     }
-    return finish(output, iExitCode);
+    return iExitCode;
+}
+
+int runOrSayWhyNot(int argc, char** argv, COutputStream& output)
+{
+    try {
+        return run(argc, argv, output);
+    } catch (const std::bad_alloc&) {
+        writeError("out of memory");
+        (void)wasMemoryRefused(); // it has been told
+    } catch (const std::exception& error) {
+        writeError(error.what());
+    }
+    return EXIT_FILE_ERROR;
 }
 
 } // namespace
@@ -89,17 +108,18 @@ int run(int argc, char** argv)
 
 int main(int argc, char** argv)
 {
-    if (!h265ps::openMissingStreams()) {
-        h265ps::writeError(std::string("/dev/null, in the place of a closed standard stream: ") + std::strerror(errno));
-        return h265ps::EXIT_FILE_ERROR;
+    using namespace h265ps;
+    static char acBuffer[std::size_t{256} << 10];
+    if (!openMissingStreams()) {
+        CErrorLine() << "/dev/null, in the place of a closed standard stream: " << std::strerror(errno);
+        return EXIT_FILE_ERROR;
     }
     // A closed pipe, or a file that may not grow on, is seen at the write that fails.
     std::signal(SIGPIPE, SIG_IGN);
     std::signal(SIGXFSZ, SIG_IGN);
-    try {
-        return h265ps::run(argc, argv);
-    } catch (const std::exception& error) {
-        h265ps::writeError(error.what());
-        return h265ps::EXIT_FILE_ERROR;
-    }
+    COutputStream output(STDOUT_FILENO, acBuffer);
+    writeAtLast(&output);
+    const int iExitCode = finish(output, runOrSayWhyNot(argc, argv, output));
+    writeAtLast(nullptr);
+    return iExitCode;
 }

@@ -1,0 +1,34 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string_view>
+
+namespace h265ps {
+
+/// A line on standard error, "h265ps: error: ..." or another kind, made and written without any memory but its
+/// own. Its destructor ends and writes it. Control characters stand as '?', so that no name can forge lines or
+/// colours.
+class CErrorLine
+{
+public:
+    explicit CErrorLine(std::string_view kind = "error") noexcept;
+    ~CErrorLine();
+    CErrorLine(const CErrorLine&) = delete;
+    CErrorLine& operator=(const CErrorLine&) = delete;
+
+    CErrorLine& operator<<(std::string_view text) noexcept;
+    CErrorLine& operator<<(std::uint64_t ulNumber) noexcept;
+
+private:
+    void put(std::string_view bytes) noexcept;
+    void write() noexcept;
+
+    std::size_t m_uiSize = 0;
+    char m_acText[4096]; // a longer line goes out in pieces
+};
+
+/// Writes "h265ps: error: " and the message to standard error, on one line.
+void writeError(std::string_view message) noexcept;
+
+} // namespace h265ps
