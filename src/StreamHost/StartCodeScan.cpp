@@ -64,7 +64,7 @@ unsigned char* removeEmulationPrevention(const unsigned char* pBegin, const unsi
     return pTo;
 }
 
-constexpr ScanForm form(const char* pName) noexcept
+consteval ScanForm form(const char* pName) noexcept
 {
     return {pName, find<StartCode>, find<UnitEnd>, removeEmulationPrevention};
 }

@@ -84,7 +84,7 @@ H265_SCAN_TARGET inline unsigned char* removeEmulationPrevention(const unsigned 
     return plain::removeEmulationPrevention(p, pEnd, pTo);
 }
 
-constexpr ScanForm form(const char* pName) noexcept
+consteval ScanForm form(const char* pName) noexcept
 {
     return {pName, find<StartCode>, find<UnitEnd>, removeEmulationPrevention};
 }
