@@ -2,6 +2,7 @@
 // blocks than those do: the right result, nothing lost, and the record readable again.
 
 #include <algorithm>
+#include <cstddef>
 #include <iterator>
 #include <string>
 #include <vector>
@@ -9,6 +10,7 @@
 #include <gtest/gtest.h>
 
 #include "CorpusSets.h"
+#include "DamagedPayloads.h"
 #include "DecParameterSetReader.h"
 #include "SetRecord.h"
 #include "SyntaxWriters.h"
@@ -95,7 +97,7 @@ public:
 
     // Reads once more when bReadAgain is set, else gives the record back as the failure left it.
     // Returns whether there was such a call.
-    bool failCall(unsigned uiCall, bool bReadAgain)
+    bool failCall(std::size_t uiCall, bool bReadAgain)
     {
         CTestPool pool;
         pool.failTake(uiCall);
@@ -134,16 +136,13 @@ private:
 
 // Lets call 1, 2, 3, … fail until there is none; returns how many there are.
 template <class TReader>
-unsigned failEachCall(const CorpusSet& set)
+std::size_t failEachCall(const CorpusSet& set)
 {
     CFailures<TReader> failures(set);
-    unsigned uiCall = 0;
-    do {
-        ++uiCall;
-        SCOPED_TRACE("call " + std::to_string(uiCall));
+    return failEachTake([&](std::size_t uiCall) {
         failures.failCall(uiCall, true);
-    } while (failures.failCall(uiCall, false) && !testing::Test::HasFailure());
-    return uiCall - 1;
+        return failures.failCall(uiCall, false);
+    });
 }
 
 template <class TReader>
@@ -154,7 +153,7 @@ TYPED_TEST_SUITE(AllocationFailure, Readers);
 
 TYPED_TEST(AllocationFailure, OfAnyCallLosesNothingAndLeavesAReadableRecord)
 {
-    unsigned uiFailures = 0;
+    std::size_t uiFailures = 0;
     for (const CorpusSet& set : allSets()) {
         SCOPED_TRACE(set.stream);
         uiFailures += failEachCall<TypeParam>(set);

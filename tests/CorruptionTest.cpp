@@ -1,12 +1,13 @@
 // Every parameter set of the corpus, cut at every bit and with every single bit turned: whatever comes
 // out, it is one of the defined results, and nothing is lost or touched that is not the module's.
 
-#include <string>
+#include <cstddef>
 #include <vector>
 
 #include <gtest/gtest.h>
 
 #include "CorpusSets.h"
+#include "DamagedPayloads.h"
 #include "ExactBits.h"
 #include "SetRecord.h"
 
@@ -21,12 +22,6 @@ CBitWriter bitsOf(const std::vector<unsigned char>& payload)
     for (const unsigned char ucByte : payload)
         writer.u(8, ucByte);
     return writer;
-}
-
-std::vector<unsigned char> withBitTurned(std::vector<unsigned char> payload, std::size_t uiBit)
-{
-    payload[uiBit / 8] = static_cast<unsigned char>(payload[uiBit / 8] ^ 0x80U >> uiBit % 8);
-    return payload;
 }
 
 // How often each result came.
@@ -48,20 +43,36 @@ struct Results
 template <class TReader>
 void cutEverywhere(const CorpusSet& set, CSpsTable& table, CTestPool& pool, Results& results)
 {
-    const CBitWriter whole = bitsOf(set.rbsp);
-    for (std::size_t uiBits = 0; uiBits < whole.size(); ++uiBits) {
-        const CExactBits payload(CBitWriter(whole).cut(uiBits));
+    forEachCut(bitsOf(set.rbsp), [&](std::size_t, const CBitWriter& bits) {
+        const CExactBits payload(bits);
         results.count(CSetRecord(set, table, pool).read(payload.reader<TReader>()));
-    }
+    });
 }
 
 template <class TReader>
 void turnEveryBit(const CorpusSet& set, CSpsTable& table, CTestPool& pool, Results& results)
 {
-    for (std::size_t uiBit = 0; uiBit < 8 * set.rbsp.size(); ++uiBit) {
-        const CPaddedPayload payload(withBitTurned(set.rbsp, uiBit));
+    forEachTurnedBit(set.rbsp, [&](const std::vector<unsigned char>& turned) {
+        const CPaddedPayload payload(turned);
         results.count(CSetRecord(set, table, pool).read(payload.reader<TReader>()));
+    });
+}
+
+// Damages each set of the corpus: a result of its own kind, and every block given back.
+template <class TDamage>
+Results damageEverySet(const TDamage& damage)
+{
+    const CLogCatcher quiet(3);
+    Results results;
+    for (const CorpusSet& set : corpusSets()) {
+        SCOPED_TRACE(set.stream);
+        CTestPool pool;
+        CSpsTable table(set.spsRbsps);
+        damage(set, table, pool, results);
+        EXPECT_EQ(results.uiOther, 0U);
+        EXPECT_EQ(pool.blocksInUse(), 0U);
     }
+    return results;
 }
 
 template <class TReader>
@@ -72,31 +83,13 @@ TYPED_TEST_SUITE(Corruption, Readers);
 
 TYPED_TEST(Corruption, CutAtAnyBitASetIsReadOrRefused)
 {
-    const CLogCatcher quiet(3);
-    Results results;
-    for (const CorpusSet& set : corpusSets()) {
-        SCOPED_TRACE(set.stream);
-        CTestPool pool;
-        CSpsTable table(set.spsRbsps);
-        cutEverywhere<TypeParam>(set, table, pool, results);
-        ASSERT_EQ(results.uiOther, 0U);
-        ASSERT_EQ(pool.blocksInUse(), 0U);
-    }
+    const Results results = damageEverySet(cutEverywhere<TypeParam>);
     EXPECT_GT(results.uiRefused, 50000U);
 }
 
 TYPED_TEST(Corruption, WithAnyBitTurnedASetIsReadOrRefused)
 {
-    const CLogCatcher quiet(3);
-    Results results;
-    for (const CorpusSet& set : corpusSets()) {
-        SCOPED_TRACE(set.stream);
-        CTestPool pool;
-        CSpsTable table(set.spsRbsps);
-        turnEveryBit<TypeParam>(set, table, pool, results);
-        ASSERT_EQ(results.uiOther, 0U);
-        ASSERT_EQ(pool.blocksInUse(), 0U);
-    }
+    const Results results = damageEverySet(turnEveryBit<TypeParam>);
     EXPECT_GT(results.uiRead + results.uiRefused, 50000U);
     EXPECT_GT(results.uiRefused, 1000U);
 }
@@ -112,11 +105,11 @@ TYPED_TEST(Corruption, BehindADamagedSetTheWholeOneIsReadAsEver)
         const CPaddedPayload whole(set.rbsp);
         const int iExpected = CSetRecord(set, table, pool).read(whole.template reader<TypeParam>());
         CSetRecord record(set, table, pool);
-        for (std::size_t uiBit = 0; uiBit < 8 * set.rbsp.size(); ++uiBit) {
-            const CPaddedPayload turned(withBitTurned(set.rbsp, uiBit));
-            (void)record.read(turned.template reader<TypeParam>());
-            ASSERT_EQ(record.read(whole.template reader<TypeParam>()), iExpected) << "bit " << uiBit;
-        }
+        forEachTurnedBit(set.rbsp, [&](const std::vector<unsigned char>& turned) {
+            const CPaddedPayload payload(turned);
+            (void)record.read(payload.template reader<TypeParam>());
+            ASSERT_EQ(record.read(whole.template reader<TypeParam>()), iExpected);
+        });
     }
 }
 

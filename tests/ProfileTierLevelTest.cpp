@@ -1,13 +1,17 @@
 #include "ProfileTierLevel.h"
 
 #include <algorithm>
+#include <cstddef>
 #include <cstring>
 #include <random>
 #include <span>
+#include <string>
+#include <vector>
 
 #include <gtest/gtest.h>
 
 #include "BitStreamReader.h"
+#include "DamagedPayloads.h"
 #include "ElementWalk.h"
 #include "SyntaxWriters.h"
 #include "TestHost.h"
@@ -306,17 +310,16 @@ TEST_F(ReadProfileTierLevel, KeepsWhatStoodBeforeTheEndOfThePayloadAndNothingBeh
         const CBitWriter bits = write(syntax, max_sub_layers_minus1);
         const CElementWalk walk = walkOf(m_ptl, syntax, max_sub_layers_minus1);
         ASSERT_EQ(walk.bits().allBits(), bits.allBits());
-        for (std::size_t uiBitCount = 0; uiBitCount <= bits.size(); ++uiBitCount) {
-            SCOPED_TRACE(uiBitCount);
+        forEachCutAndTheWhole(bits, [&](std::size_t uiBitCount, const CBitWriter& first) {
             spoil(m_ptl);
             m_log.forget();
-            const CCutPayload payload(bits, uiBitCount);
+            const CCutPayload payload(first);
             CRbspReader bs = payload.reader();
             const bool bWhole = uiBitCount == bits.size();
             EXPECT_EQ(read_profile_tile_level(&m_ptl, max_sub_layers_minus1, &bs), bWhole ? 0 : E_BS_NOT_ENOUGH_BITS);
             EXPECT_EQ(m_log.lines().size(), bWhole ? 0U : 1U);
             walk.expectFields(uiBitCount);
-        }
+        });
     }
 }
 
@@ -362,18 +365,16 @@ TEST_F(ReadProfileTierLevel, ReadsTheSameBitsThroughTheDecodersReader)
         for (unsigned char& byte : bytes)
             byte = static_cast<unsigned char>(random());
         const unsigned char max_sub_layers_minus1 = static_cast<unsigned char>(random() % 10);
-        const CPaddedPayload payload(bytes);
-        const CPaddedPayload delivered(deliveredByDecoderReader(bytes).bytes());
-        CBitStreamReader decoderReader = payload.reader<CBitStreamReader>();
-        CRbspReader rbspReader = delivered.reader<CRbspReader>();
+        CAlikeReaders readers(bytes);
         profile_tile_level other;
         spoil(other);
         spoil(m_ptl);
-        EXPECT_EQ(read_profile_tile_level(&m_ptl, max_sub_layers_minus1, &decoderReader),
-                  read_profile_tile_level(&other, max_sub_layers_minus1, &rbspReader));
+        EXPECT_EQ(read_profile_tile_level(&m_ptl, max_sub_layers_minus1, &readers.m_decoders),
+                  read_profile_tile_level(&other, max_sub_layers_minus1, &readers.m_plain));
         EXPECT_EQ(std::memcmp(&m_ptl, &other, sizeof(other)), 0);
-        EXPECT_EQ(decoderReader.m_uiCachedBits, rbspReader.m_uiCachedBits);
-        EXPECT_EQ(decoderReader.m_pCurPos - decoderReader.m_pBufStart, rbspReader.m_pCurPos - rbspReader.m_pBufStart);
+        EXPECT_EQ(readers.m_decoders.m_uiCachedBits, readers.m_plain.m_uiCachedBits);
+        EXPECT_EQ(readers.m_decoders.m_pCurPos - readers.m_decoders.m_pBufStart,
+                  readers.m_plain.m_pCurPos - readers.m_plain.m_pBufStart);
     }
 }
 

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <cstdint>
 #include <cstring>
 #include <iterator>
 #include <memory>
@@ -13,6 +14,7 @@
 
 #include "BitStreamReader.h"
 #include "BitWriter.h"
+#include "DamagedPayloads.h"
 #include "ExactBits.h"
 #include "SyntaxWriters.h"
 #include "TestHost.h"
@@ -430,18 +432,17 @@ TEST(ReadScalingList, FailsAtEveryCut)
     s.matrix[2][0] = randomMatrix(numbers);
     s.matrix[3][1] = predictedMatrix(1);
     const CBitWriter whole = write(s);
-    for (std::size_t uiBitCount = 0; uiBitCount < whole.size(); ++uiBitCount) {
-        SCOPED_TRACE(uiBitCount);
+    forEachCut(whole, [](std::size_t uiBitCount, const CBitWriter& bits) {
         const CLogCatcher log;
         const auto pStore = makeStore();
         unsigned char ucBefore = 0;
         matrixOf(pStore, 3, 1).pCoef = &ucBefore;
-        ASSERT_EQ(readList(pStore.get(), CBitWriter(whole).cut(uiBitCount)), E_BS_NOT_ENOUGH_BITS);
+        ASSERT_EQ(readList(pStore.get(), bits), E_BS_NOT_ENOUGH_BITS);
         ASSERT_FALSE(log.lines().empty());
         ASSERT_EQ(matrixOf(pStore, 3, 1).pCoef, &ucBefore);
         ASSERT_EQ(matrixOf(pStore, 3, 3).pCoef, nullptr);
         ASSERT_EQ(matrixOf(pStore, 0, 0).pCoef, uiBitCount >= 2 ? g_deQuantSLDefault4x4 : nullptr);
-    }
+    });
 }
 
 TEST(ReadScalingList, FollowsTheRefillsOfTheDecodersReader)
@@ -449,21 +450,14 @@ TEST(ReadScalingList, FollowsTheRefillsOfTheDecodersReader)
     CNumbers numbers(13);
     for (int iRound = 0; iRound < 200; ++iRound) {
         SCOPED_TRACE(iRound);
-        std::vector<unsigned char> bytes(2048);
-        for (unsigned char& ucByte : bytes)
-            ucByte = static_cast<unsigned char>(numbers.below(256));
-        const CPaddedPayload payload(bytes);
-        const CPaddedPayload delivered(deliveredByDecoderReader(bytes).bytes());
-        CBitStreamReader decoders = payload.reader<CBitStreamReader>();
-        CRbspReader plain = delivered.reader<CRbspReader>();
+        CAlikeReaders readers(numbers.bytes(2048));
         // Any first word: the first matrix is explicit, or one of many.
-        decoders.m_ulCache = std::uint64_t{numbers.below(1U << 31)} << 33 | 0x5555;
-        plain.m_ulCache = decoders.m_ulCache;
+        readers.setFirstWord(std::uint64_t{numbers.below(1U << 31)} << 33 | 0x5555);
 
         const auto pOne = makeStore();
         const auto pOther = makeStore();
-        ASSERT_EQ(readScalingList(pOne.get(), &decoders), readScalingList(pOther.get(), &plain));
-        ASSERT_EQ(bitsLeft(decoders), bitsLeft(plain));
+        ASSERT_EQ(readScalingList(pOne.get(), &readers.m_decoders), readScalingList(pOther.get(), &readers.m_plain));
+        ASSERT_EQ(bitsLeft(readers.m_decoders), bitsLeft(readers.m_plain));
         for (unsigned sizeId = 0; sizeId < 4; ++sizeId) {
             for (unsigned matrixId = 0; matrixId < 6; ++matrixId) {
                 const ScalingListMatrix& one = matrixOf(pOne, sizeId, matrixId);

@@ -1,13 +1,17 @@
 #include "SequenceParameterSet.h"
 
-#include <algorithm>
+#include <cstddef>
 #include <cstring>
 #include <random>
+#include <string>
+#include <vector>
 
 #include <gtest/gtest.h>
 
 #include "BitStreamReader.h"
+#include "DamagedPayloads.h"
 #include "ElementWalk.h"
+#include "SequenceParameterSetFixture.h"
 #include "SyntaxWriters.h"
 #include "TestHost.h"
 
@@ -16,219 +20,8 @@ namespace {
 using namespace h265_codec;
 using namespace h265_test;
 
-constexpr char TAG_PATH[] = "../../../src/LibDecoder/src/DecParameterSetReader";
-
-PoolCall taken(std::size_t uiSize, int iLine)
-{
-    return {true, static_cast<unsigned>(uiSize), TAG_PATH, iLine};
-}
-
-PoolCall released(std::size_t uiSize, int iLine)
-{
-    return {false, static_cast<unsigned>(uiSize), TAG_PATH, iLine};
-}
-
-class SequenceParameterSet : public testing::Test
-{
-protected:
-    SequenceParameterSet() : m_sps(createSPS(m_pool.pool())) { m_pool.forgetCalls(); }
-
-    ~SequenceParameterSet() override
-    {
-        destroySPS(m_sps);
-        EXPECT_EQ(m_pool.blocksInUse(), 0U);
-    }
-
-    // Fills everything but the pointers, which own blocks.
-    void spoilValues()
-    {
-        ScalingListData* const pScalingList = m_sps->pScalingList;
-        ShortTermRefPicSet* const pShortTermRefPicSet = m_sps->pShortTermRefPicSet;
-        const std::uint16_t uiRoomPlus1 = m_sps->uiShortTermRefPicSetRoomPlus1;
-        spoil(*m_sps);
-        m_sps->pScalingList = pScalingList;
-        m_sps->pShortTermRefPicSet = pShortTermRefPicSet;
-        m_sps->uiShortTermRefPicSetRoomPlus1 = uiRoomPlus1;
-    }
-
-    int read(const CBitWriter& bits)
-    {
-        const CPaddedPayload payload(bits.bytes());
-        CRbspReader bs = payload.reader<CRbspReader>();
-        return readSPS(m_sps, &bs, m_pool.pool());
-    }
-
-    int read(const SpsSyntax& syntax) { return read(write(syntax)); }
-
-    // A payload that ends with exactly these bits.
-    int readToTheLastBit(const CBitWriter& bits)
-    {
-        const CCutPayload payload(bits, bits.size());
-        CRbspReader bs = payload.reader();
-        return readSPS(m_sps, &bs, m_pool.pool());
-    }
-
-    // Reads two sets, then is refused room for three.
-    void refuseLargerSets(SpsSyntax& syntax)
-    {
-        syntax.st_ref_pic_set.resize(2);
-        EXPECT_EQ(read(syntax), 0);
-        syntax.st_ref_pic_set.resize(3);
-        m_pool.failTake(1);
-        EXPECT_EQ(read(syntax), E_NO_MEMORY);
-    }
-
-    CTestPool m_pool;
-    CLogCatcher m_log;
-    SPS* m_sps;
-};
-
-using CreateSPS = SequenceParameterSet;
-using DestroySPS = SequenceParameterSet;
-using VerifySPS = SequenceParameterSet;
 using ReadSPS = SequenceParameterSet;
-using ReadSPSBlocks = SequenceParameterSet;
 using ReadSPSDerived = SequenceParameterSet;
-
-TEST_F(CreateSPS, TakesOneZeroedBlock)
-{
-    SPS* const sps = createSPS(m_pool.pool());
-    ASSERT_NE(sps, nullptr);
-    const unsigned char* const pBytes = reinterpret_cast<const unsigned char*>(sps);
-    EXPECT_EQ(std::count(pBytes, pBytes + sizeof(SPS), 0), std::ptrdiff_t{sizeof(SPS)});
-    EXPECT_EQ(m_pool.calls(), std::vector<PoolCall>{taken(528, 647)});
-    EXPECT_TRUE(m_log.lines().empty());
-    destroySPS(sps);
-}
-
-TEST_F(CreateSPS, ReportsAPoolThatGivesNone)
-{
-    for (const int iLevel : {0, 2, 3}) {
-        SCOPED_TRACE(iLevel);
-        const CLogCatcher log(iLevel);
-        m_pool.failTake(1);
-        EXPECT_EQ(createSPS(m_pool.pool()), nullptr);
-        EXPECT_EQ(log.lines(), std::vector<std::string>(iLevel < 3 ? 1 : 0, "ERROR: bad pointer sps\n"));
-    }
-}
-
-TEST_F(DestroySPS, AcceptsNull)
-{
-    destroySPS(nullptr);
-    EXPECT_TRUE(m_pool.calls().empty());
-    EXPECT_TRUE(m_log.lines().empty());
-}
-
-TEST_F(DestroySPS, ReleasesAFreshRecordWithOneCall)
-{
-    SPS* const sps = createSPS(m_pool.pool());
-    m_pool.forgetCalls();
-    destroySPS(sps);
-    EXPECT_EQ(m_pool.calls(), std::vector<PoolCall>{released(528, 663)});
-}
-
-TEST_F(DestroySPS, ReleasesScalingListsThenSetsThenTheRecord)
-{
-    SpsSyntax syntax;
-    syntax.scaling_list_enabled_flag = true;
-    syntax.st_ref_pic_set.resize(2);
-    EXPECT_EQ(read(syntax), 0);
-    m_sps->refCount.counter = 5; // not consulted
-    m_pool.forgetCalls();
-    destroySPS(m_sps);
-    EXPECT_EQ(m_pool.calls(), (std::vector<PoolCall>{released(25344, 661), released(272, 662), released(528, 663)}));
-    m_sps = nullptr;
-}
-
-TEST_F(VerifySPS, AcceptsOnly420InOnePlaneWith8Bits)
-{
-    constexpr char CHROMA[] = "ERROR: only support 4:2:0\n";
-    constexpr char DEPTH[] = "ERROR: only support 8bit depth\n";
-    struct Case
-    {
-        unsigned char chroma_format_idc;
-        bool separate_colour_plane_flag;
-        unsigned char BitDepthY;
-        unsigned char BitDepthC;
-        const char* pLine; // null: supported
-    };
-    const Case aCases[] = {
-        {1, false, 8, 8, nullptr},
-        {0, false, 8, 8, CHROMA},
-        {2, false, 8, 8, CHROMA},
-        {3, false, 8, 8, CHROMA},
-        {3, true, 8, 8, CHROMA},
-        {1, true, 8, 8, CHROMA},
-        {255, false, 8, 8, CHROMA},
-        {1, false, 8, 10, DEPTH},
-        {1, false, 10, 8, DEPTH},
-        {1, false, 10, 10, DEPTH},
-        {1, false, 7, 8, DEPTH},
-        {2, false, 10, 10, CHROMA},
-        {1, true, 9, 8, CHROMA},
-        {1, false, 8, 255, DEPTH},
-    };
-    for (const Case& c : aCases) {
-        for (const int iLevel : {0, 2, 3}) {
-            SCOPED_TRACE(testing::Message() << &c - aCases << " at level " << iLevel);
-            const CLogCatcher log(iLevel);
-            spoilValues();
-            m_sps->chroma_format_idc = c.chroma_format_idc;
-            m_sps->separate_colour_plane_flag = c.separate_colour_plane_flag;
-            m_sps->BitDepthY = c.BitDepthY;
-            m_sps->BitDepthC = c.BitDepthC;
-            SPS before;
-            std::memcpy(&before, m_sps, sizeof(SPS));
-            EXPECT_EQ(verifySPS(m_sps), c.pLine == nullptr ? 0 : -2147483647);
-            EXPECT_EQ(std::memcmp(&before, m_sps, sizeof(SPS)), 0);
-            const bool bLine = c.pLine != nullptr && iLevel < 3;
-            EXPECT_EQ(log.lines(), bLine ? std::vector<std::string>{c.pLine} : std::vector<std::string>{});
-        }
-    }
-}
-
-// Every value different from its neighbours', every optional part there.
-SpsSyntax mixedValues()
-{
-    SpsSyntax s;
-    s.sps_video_parameter_set_id = 11;
-    s.sps_max_sub_layers_minus1 = 2;
-    s.ptl.general_level_idc = 201;
-    s.sps_seq_parameter_set_id = 13;
-    s.chroma_format_idc = 3;
-    s.separate_colour_plane_flag = true;
-    s.pic_width_in_luma_samples = 4104;
-    s.pic_height_in_luma_samples = 2184;
-    s.conformance_window_flag = true;
-    s.conf_win_left_offset = 1;
-    s.conf_win_right_offset = 22;
-    s.conf_win_top_offset = 333;
-    s.conf_win_bottom_offset = 4444;
-    s.bit_depth_luma_minus8 = 2;
-    s.bit_depth_chroma_minus8 = 4;
-    s.log2_max_pic_order_cnt_lsb_minus4 = 7;
-    for (unsigned i = 0; i < 8; ++i)
-        s.ordering[i] = {20 + i, 300 + i, 4000 + i};
-    s.log2_min_luma_coding_block_size_minus3 = 1;
-    s.log2_diff_max_min_luma_coding_block_size = 2;
-    s.log2_min_luma_transform_block_size_minus2 = 3;
-    s.log2_diff_max_min_luma_transform_block_size = 4;
-    s.max_transform_hierarchy_depth_inter = 5;
-    s.max_transform_hierarchy_depth_intra = 6;
-    s.scaling_list_enabled_flag = true;
-    s.amp_enabled_flag = false;
-    s.pcm = PcmSyntax{6, 9, 1, 3, true};
-    s.st_ref_pic_set.resize(2);
-    s.st_ref_pic_set[0].s0 = {{0, true}, {1, false}};
-    s.st_ref_pic_set[0].s1 = {{2, true}};
-    s.long_term_ref_pics_present_flag = true;
-    s.long_term_ref_pic = {{0x5a5, true}, {0x3c3, false}, {0x7ff, true}};
-    s.sps_temporal_mvp_enabled_flag = true;
-    s.strong_intra_smoothing_enabled_flag = false;
-    s.vui_parameters_present_flag = true;
-    s.sps_extension_present_flag = false;
-    return s;
-}
 
 CElementWalk headOf(SPS& sps, const SpsSyntax& s)
 {
@@ -314,13 +107,6 @@ CElementWalk tailOf(SPS& sps, const SpsSyntax& s)
     walk.flag("vui", sps.vui_parameters_present_flag, s.vui_parameters_present_flag);
     walk.flag("extension", sps.sps_extension_present_flag, s.sps_extension_present_flag);
     return walk;
-}
-
-bool areDerivedUntouched(const SPS& sps)
-{
-    return isUntouched(sps.LastCtbWidthY) && isUntouched(sps.LastCtbHeightY) && isUntouched(sps.PicWidthInCtbsY) &&
-           isUntouched(sps.PicHeightInCtbsY) && isUntouched(sps.PicSizeInCtbsY) &&
-           isUntouched(sps.SliceSegmentAddressBits);
 }
 
 TEST_F(ReadSPS, StoresEveryElement)
@@ -558,148 +344,6 @@ TEST_F(ReadSPS, ClearsOnlyThePcmMaskWhenPcmGoes)
     EXPECT_EQ(m_sps->pcm_sample_bit_depth_luma_minus1, 7);
 }
 
-TEST_F(ReadSPS, FillsTheSetsInOrder)
-{
-    SpsSyntax syntax;
-    syntax.st_ref_pic_set.resize(3);
-    syntax.st_ref_pic_set[0].s0 = {{0, true}, {1, true}};
-    syntax.st_ref_pic_set[0].s1 = {{2, true}};
-    syntax.st_ref_pic_set[1].inter_ref_pic_set_prediction_flag = true; // from the set before
-    syntax.st_ref_pic_set[1].delta_rps_sign = true;
-    syntax.st_ref_pic_set[1].flags.resize(4);
-    syntax.st_ref_pic_set[2].s0 = {{7, false}};
-    EXPECT_EQ(read(syntax), 0);
-    const ShortTermRefPicSet* const pSets = m_sps->pShortTermRefPicSet;
-    EXPECT_EQ(pSets[0].NumDeltaPocs, 3);
-    EXPECT_EQ(pSets[1].NumNegativePics, 3);
-    EXPECT_EQ(pSets[1].NumPositivePics, 1);
-    EXPECT_EQ(pSets[1].DeltaPoc[2], -4);
-    EXPECT_EQ(pSets[2].DeltaPoc[0], -8);
-    EXPECT_TRUE(m_sps->sps_temporal_mvp_enabled_flag);
-    EXPECT_EQ(m_sps->PicSizeInCtbsY, 510);
-}
-
-TEST_F(ReadSPS, CallsEverySetWhenThePayloadEndsAtTheirCount)
-{
-    SpsSyntax syntax;
-    syntax.num_short_term_ref_pic_sets = 3;
-    CBitWriter bits = writeSpsFormat(syntax);
-    bits.append(writeSpsCodingTools(syntax)).ue(3);
-    spoilValues();
-    EXPECT_EQ(readToTheLastBit(bits), E_BS_NOT_ENOUGH_BITS);
-    EXPECT_EQ(m_sps->num_short_term_ref_pic_sets, 3);
-    ASSERT_NE(m_sps->pShortTermRefPicSet, nullptr);
-    EXPECT_EQ(m_log.lines(), std::vector<std::string>(4, READ_FLAG_ERROR)); // three sets and the flag
-    EXPECT_FALSE(m_sps->long_term_ref_pics_present_flag);
-    EXPECT_TRUE(isUntouched(m_sps->sps_temporal_mvp_enabled_flag));
-    EXPECT_TRUE(areDerivedUntouched(*m_sps));
-}
-
-// The default SPS with these bits for its long-term pictures.
-CBitWriter withLongTerm(const SpsSyntax& syntax, std::uint64_t num_long_term_ref_pics_sps, const CBitWriter& pictures)
-{
-    CBitWriter bits = writeSpsFormat(syntax);
-    bits.append(writeSpsCodingTools(syntax)).ue(0).flag(true).ue(num_long_term_ref_pics_sps).append(pictures);
-    return bits.flag(false).flag(true).flag(false).flag(true).trailing();
-}
-
-TEST_F(ReadSPS, DropsLongTermPicturesSixteenAndAbove)
-{
-    for (const unsigned uiCount : {15U, 16U, 17U, 32U, 255U, 256U + 3}) {
-        SCOPED_TRACE(uiCount);
-        SpsSyntax syntax;
-        syntax.log2_max_pic_order_cnt_lsb_minus4 = 12;
-        const unsigned uiRead = uiCount % 256;
-        CBitWriter pictures;
-        for (unsigned i = 0; i < uiRead; ++i)
-            pictures.u(16, 0x1000 + i).flag(i % 3 == 0);
-        spoilValues();
-        EXPECT_EQ(read(withLongTerm(syntax, uiCount, pictures)), 0);
-        EXPECT_EQ(m_sps->num_long_term_ref_pics_sps, uiRead);
-        for (unsigned i = 0; i < MAX_LONG_TERM_REF_PICS; ++i) {
-            if (i < uiRead) {
-                EXPECT_EQ(m_sps->lt_ref_pic_poc_lsb_sps[i], 0x1000 + i);
-                EXPECT_EQ(m_sps->used_by_curr_pic_lt_sps_flag[i], i % 3 == 0 ? 1 : 0);
-            } else {
-                EXPECT_TRUE(isUntouched(m_sps->lt_ref_pic_poc_lsb_sps[i]));
-                EXPECT_TRUE(isUntouched(m_sps->used_by_curr_pic_lt_sps_flag[i]));
-            }
-        }
-        EXPECT_FALSE(m_sps->sps_temporal_mvp_enabled_flag);
-        EXPECT_TRUE(m_sps->strong_intra_smoothing_enabled_flag);
-    }
-}
-
-TEST_F(ReadSPS, KeepsTheLast32BitsOfWiderPocLsbs)
-{
-    for (const unsigned uiWidth : {4U, 31U, 32U, 33U, 40U, 63U, 64U}) {
-        SCOPED_TRACE(uiWidth);
-        SpsSyntax syntax;
-        syntax.log2_max_pic_order_cnt_lsb_minus4 = uiWidth - 4;
-        constexpr std::uint64_t LSB = 0xfedcba9889abcdef;
-        EXPECT_EQ(read(withLongTerm(syntax, 1, CBitWriter().u(uiWidth, LSB).flag(true))), 0);
-        const std::uint64_t ulMask = uiWidth < 32 ? (std::uint64_t{1} << uiWidth) - 1 : 0xffffffff;
-        EXPECT_EQ(m_sps->log2_max_pic_order_cnt_lsb, uiWidth);
-        EXPECT_EQ(m_sps->lt_ref_pic_poc_lsb_sps[0], LSB & ulMask);
-        EXPECT_EQ(m_sps->used_by_curr_pic_lt_sps_flag[0], 1);
-        EXPECT_TRUE(m_sps->sps_extension_present_flag);
-    }
-}
-
-// A picture's two elements are 64 bits; so many sets of three bits put them at every place of a cache word.
-TEST_F(ReadSPS, ReadsLongTermPicturesOf64BitsWhereverTheyBegin)
-{
-    SpsSyntax syntax;
-    syntax.log2_max_pic_order_cnt_lsb_minus4 = 59;
-    for (unsigned uiSets = 63; uiSets < 63 + 64; ++uiSets) {
-        SCOPED_TRACE(uiSets);
-        syntax.st_ref_pic_set.assign(uiSets, {});
-        CBitWriter bits = writeSpsFormat(syntax);
-        bits.append(writeSpsCodingTools(syntax)).ue(uiSets);
-        for (unsigned i = 0; i < uiSets; ++i)
-            bits.append(write(syntax.st_ref_pic_set[i], i, uiSets));
-        bits.flag(true).ue(2).u(63, 0).flag(false).u(63, 0x12345678).flag(true);
-        EXPECT_EQ(read(bits.flag(false).flag(true).flag(false).flag(true).trailing()), 0);
-        EXPECT_EQ(m_sps->lt_ref_pic_poc_lsb_sps[0], 0U);
-        EXPECT_EQ(m_sps->lt_ref_pic_poc_lsb_sps[1], 0x12345678U);
-        EXPECT_EQ(m_sps->used_by_curr_pic_lt_sps_flag[0], 0);
-        EXPECT_EQ(m_sps->used_by_curr_pic_lt_sps_flag[1], 1);
-        EXPECT_TRUE(m_sps->strong_intra_smoothing_enabled_flag);
-        EXPECT_TRUE(m_sps->sps_extension_present_flag);
-    }
-}
-
-TEST_F(ReadSPS, FailsAtPocLsbsOfMoreThan64Bits)
-{
-    for (const std::uint64_t ulMinus4 : {61U, 1000U, 0xfffffffbU}) {
-        SCOPED_TRACE(ulMinus4);
-        m_log.forget();
-        SpsSyntax syntax;
-        syntax.log2_max_pic_order_cnt_lsb_minus4 = ulMinus4;
-        spoilValues();
-        EXPECT_EQ(read(withLongTerm(syntax, 1, CBitWriter().u(64, ~std::uint64_t{0}).u(64, ~std::uint64_t{0}))),
-                  E_BS_NOT_ENOUGH_BITS);
-        EXPECT_EQ(m_sps->lt_ref_pic_poc_lsb_sps[0], 0U);
-        EXPECT_TRUE(isUntouched(m_sps->used_by_curr_pic_lt_sps_flag[0]));
-        EXPECT_EQ(m_log.lines(), std::vector<std::string>{READ_BITS_ERROR});
-    }
-}
-
-TEST_F(ReadSPS, TakesNoBitsForPocLsbsOfWidthZero)
-{
-    SpsSyntax syntax;
-    syntax.log2_max_pic_order_cnt_lsb_minus4 = 0xfffffffc; // plus 4 wraps
-    spoilValues();
-    EXPECT_EQ(read(withLongTerm(syntax, 3, CBitWriter().bits("101")).u(64, ~std::uint64_t{0})), 0);
-    EXPECT_EQ(m_sps->log2_max_pic_order_cnt_lsb, 0U);
-    for (unsigned i = 0; i < 3; ++i)
-        EXPECT_EQ(m_sps->lt_ref_pic_poc_lsb_sps[i], 0U);
-    EXPECT_EQ(m_sps->used_by_curr_pic_lt_sps_flag[0], 1);
-    EXPECT_EQ(m_sps->used_by_curr_pic_lt_sps_flag[1], 0);
-    EXPECT_EQ(m_sps->used_by_curr_pic_lt_sps_flag[2], 1);
-    EXPECT_TRUE(m_sps->strong_intra_smoothing_enabled_flag);
-}
-
 TEST_F(ReadSPS, TakesTheFirstBitOfTheVuiForTheExtensionFlag)
 {
     for (const bool aspect_ratio_info_present_flag : {true, false}) {
@@ -760,13 +404,10 @@ TEST_F(ReadSPS, KeepsWhatStoodBeforeTheEndOfThePayloadAndNothingBehind)
         const std::size_t uiPtlEnd = 8 + write(syntax.ptl, syntax.sps_max_sub_layers_minus1).size();
         const std::size_t uiSetsStart = uiPtlEnd + middle.bits().size();
         const std::size_t uiSetsEnd = bits.size() - tail.bits().size();
-        for (std::size_t uiBitCount = 0; uiBitCount <= bits.size(); ++uiBitCount) {
-            SCOPED_TRACE(uiBitCount);
+        forEachCutAndTheWhole(bits, [&](std::size_t uiBitCount, const CBitWriter& first) {
             spoilValues();
-            const CCutPayload payload(bits, uiBitCount);
-            CRbspReader bs = payload.reader();
             const bool bWhole = uiBitCount == bits.size();
-            EXPECT_EQ(readSPS(m_sps, &bs, m_pool.pool()), bWhole ? 0 : E_BS_NOT_ENOUGH_BITS);
+            EXPECT_EQ(readToTheLastBit(first), bWhole ? 0 : E_BS_NOT_ENOUGH_BITS);
             EXPECT_EQ(areDerivedUntouched(*m_sps), !bWhole);
             EXPECT_TRUE(isUntouched(m_sps->reserved));
             head.expectFields(uiBitCount);
@@ -778,7 +419,7 @@ TEST_F(ReadSPS, KeepsWhatStoodBeforeTheEndOfThePayloadAndNothingBehind)
             if (uiBitCount >= uiPtlEnd && uiBitCount < uiSetsStart) {
                 EXPECT_TRUE(isUntouched(m_sps->long_term_ref_pics_present_flag));
             }
-        }
+        });
     }
 }
 
@@ -795,212 +436,6 @@ TEST_F(ReadSPS, KeepsEarlierValuesOfWhatALaterReadingSkips)
     EXPECT_EQ(m_sps->num_long_term_ref_pics_sps, 3);
     EXPECT_EQ(m_sps->lt_ref_pic_poc_lsb_sps[2], 0x7ffU);
     EXPECT_EQ(m_sps->PicSizeInCtbsY, 510);
-}
-
-TEST_F(ReadSPSBlocks, TakesScalingListsAndThenTheSets)
-{
-    SpsSyntax syntax;
-    syntax.scaling_list_enabled_flag = true;
-    syntax.st_ref_pic_set.resize(5);
-    EXPECT_EQ(read(syntax), 0);
-    EXPECT_EQ(m_pool.calls(), (std::vector<PoolCall>{taken(25344, 325), taken(std::size_t{5} * 136, 361)}));
-}
-
-TEST_F(ReadSPSBlocks, AsksForNothingButAZeroSizeWithoutListsAndSets)
-{
-    EXPECT_EQ(read(SpsSyntax{}), 0);
-    EXPECT_EQ(m_pool.calls(), std::vector<PoolCall>{taken(0, 361)});
-    EXPECT_NE(m_sps->pShortTermRefPicSet, nullptr);
-}
-
-TEST_F(ReadSPSBlocks, FailsWithAPoolThatRefusesAZeroSize)
-{
-    m_pool.failTake(1);
-    EXPECT_EQ(read(SpsSyntax{}), -2147483646);
-    EXPECT_EQ(m_sps->pShortTermRefPicSet, nullptr);
-    EXPECT_TRUE(m_log.lines().empty());
-}
-
-TEST_F(ReadSPSBlocks, FailsWithoutALineAtEachBlockThatIsRefused)
-{
-    SpsSyntax syntax = mixedValues();
-    for (const bool bExplicit : {false, true}) {
-        if (bExplicit)
-            syntax.scaling_list_data = ScalingListDataSyntax{};
-        for (std::size_t uiCall = 1; uiCall <= 3; ++uiCall) {
-            SCOPED_TRACE(uiCall);
-            CTestPool pool;
-            SPS* const sps = createSPS(pool.pool());
-            pool.failTake(uiCall);
-            const CPaddedPayload payload(write(syntax).bytes());
-            CRbspReader bs = payload.reader<CRbspReader>();
-            EXPECT_EQ(readSPS(sps, &bs, pool.pool()), uiCall < 3 ? E_NO_MEMORY : 0);
-            EXPECT_EQ(pool.hasFailed(), uiCall < 3);
-            EXPECT_EQ(sps->pScalingList == nullptr, uiCall == 1);
-            EXPECT_EQ(sps->pShortTermRefPicSet == nullptr, uiCall < 3);
-            EXPECT_EQ(sps->num_short_term_ref_pic_sets, uiCall == 1 ? 0 : 2); // reached or not
-            EXPECT_EQ(sps->PicWidthInCtbsY, uiCall < 3 ? 0 : 4104 / 64 + 1);
-            EXPECT_TRUE(m_log.lines().empty());
-
-            // The record can be read again, and destroyed.
-            CRbspReader again = payload.reader<CRbspReader>();
-            EXPECT_EQ(readSPS(sps, &again, pool.pool()), 0);
-            destroySPS(sps);
-            EXPECT_EQ(pool.blocksInUse(), 0U);
-        }
-    }
-}
-
-TEST_F(ReadSPSBlocks, PointsAtTheDefaultsWithoutListData)
-{
-    SpsSyntax syntax;
-    syntax.scaling_list_enabled_flag = true;
-    EXPECT_EQ(read(syntax), 0);
-    EXPECT_FALSE(m_sps->sps_scaling_list_data_present_flag);
-    ScalingListData defaults = {};
-    setDefaultScalingList(&defaults);
-    for (unsigned sizeId = 0; sizeId < 4; ++sizeId) {
-        for (unsigned matrixId = 0; matrixId < 6; ++matrixId)
-            EXPECT_EQ(m_sps->pScalingList->aList[sizeId].aMatrix[matrixId].pCoef,
-                      defaults.aList[sizeId].aMatrix[matrixId].pCoef);
-    }
-}
-
-TEST_F(ReadSPSBlocks, ReadsListDataIntoAZeroedStore)
-{
-    SpsSyntax syntax;
-    syntax.scaling_list_enabled_flag = true;
-    syntax.scaling_list_data = ScalingListDataSyntax{};
-    syntax.scaling_list_data->matrix[0][1].scaling_list_pred_mode_flag = true;
-    syntax.scaling_list_data->matrix[0][1].scaling_list_delta_coef = {5};
-    EXPECT_EQ(read(syntax), 0);
-    EXPECT_TRUE(m_sps->sps_scaling_list_data_present_flag);
-    ScalingListMatrix& matrix = m_sps->pScalingList->aList[0].aMatrix[1];
-    EXPECT_EQ(matrix.pCoef, matrix.aucCoef);
-    EXPECT_EQ(matrix.aucCoef[15], 13);
-    EXPECT_EQ(matrix.aucCoef[16], 0); // behind a 4x4 matrix
-    EXPECT_EQ(m_sps->pScalingList->aList[3].aMatrix[2].pCoef, nullptr);
-    EXPECT_EQ(m_sps->pScalingList->aList[3].aMatrix[3].pCoef, m_sps->pScalingList->aList[3].aMatrix[1].pCoef);
-    EXPECT_EQ(m_sps->PicSizeInCtbsY, 510);
-}
-
-TEST_F(ReadSPSBlocks, EndsWithTheResultOfListDataThatFails)
-{
-    SpsSyntax syntax;
-    syntax.scaling_list_enabled_flag = true;
-    syntax.scaling_list_data = ScalingListDataSyntax{};
-    syntax.scaling_list_data->matrix[1][2].scaling_list_pred_matrix_id_delta = 3; // before the first matrix
-    spoilValues();
-    EXPECT_EQ(read(syntax), E_BS_NOT_ENOUGH_BITS);
-    EXPECT_TRUE(m_log.lines().empty());
-    EXPECT_TRUE(isUntouched(m_sps->amp_enabled_flag));
-    EXPECT_EQ(m_sps->pShortTermRefPicSet, nullptr);
-}
-
-TEST_F(ReadSPSBlocks, FailsWhereverListDataEnds)
-{
-    SpsSyntax syntax;
-    syntax.scaling_list_enabled_flag = true;
-    syntax.scaling_list_data = ScalingListDataSyntax{};
-    for (unsigned sizeId = 0; sizeId < 4; ++sizeId)
-        syntax.scaling_list_data->matrix[sizeId][1].scaling_list_pred_mode_flag = true;
-    syntax.rbsp_trailing_bits = false;
-    const CBitWriter bits = write(syntax);
-    for (std::size_t uiBitCount = 0; uiBitCount <= bits.size(); ++uiBitCount) {
-        SCOPED_TRACE(uiBitCount);
-        spoilValues();
-        const CCutPayload payload(bits, uiBitCount);
-        CRbspReader bs = payload.reader();
-        const bool bWhole = uiBitCount == bits.size();
-        EXPECT_EQ(readSPS(m_sps, &bs, m_pool.pool()), bWhole ? 0 : E_BS_NOT_ENOUGH_BITS);
-        EXPECT_EQ(areDerivedUntouched(*m_sps), !bWhole);
-    }
-}
-
-TEST_F(ReadSPSBlocks, ReusesItsBlocksInALaterReading)
-{
-    SpsSyntax syntax = mixedValues();
-    EXPECT_EQ(read(syntax), 0);
-    const ScalingListData* const pScalingList = m_sps->pScalingList;
-    const ShortTermRefPicSet* const pShortTermRefPicSet = m_sps->pShortTermRefPicSet;
-    m_pool.forgetCalls();
-    EXPECT_EQ(read(syntax), 0);
-    syntax.scaling_list_data = ScalingListDataSyntax{};
-    syntax.st_ref_pic_set.resize(1);
-    EXPECT_EQ(read(syntax), 0);
-    syntax.scaling_list_enabled_flag = false;
-    syntax.st_ref_pic_set.clear();
-    EXPECT_EQ(read(syntax), 0);
-    syntax.st_ref_pic_set.resize(2); // as many as the array was made for
-    EXPECT_EQ(read(syntax), 0);
-    EXPECT_TRUE(m_pool.calls().empty());
-    EXPECT_EQ(m_sps->pScalingList, pScalingList);
-    EXPECT_EQ(m_sps->pShortTermRefPicSet, pShortTermRefPicSet);
-    EXPECT_TRUE(m_sps->sps_scaling_list_data_present_flag); // kept from the reading that had it
-}
-
-TEST_F(ReadSPSBlocks, ReplacesTheSetsWhenTheyGrow)
-{
-    SpsSyntax syntax;
-    EXPECT_EQ(read(syntax), 0); // made for none
-    m_pool.forgetCalls();
-    syntax.st_ref_pic_set.resize(2);
-    EXPECT_EQ(read(syntax), 0);
-    EXPECT_EQ(m_pool.calls(), (std::vector<PoolCall>{released(0, 361), taken(272, 361)}));
-    m_pool.forgetCalls();
-    syntax.num_short_term_ref_pic_sets = 255;
-    syntax.st_ref_pic_set.resize(255);
-    EXPECT_EQ(read(syntax), 0);
-    EXPECT_EQ(m_pool.calls(), (std::vector<PoolCall>{released(272, 361), taken(std::size_t{255} * 136, 361)}));
-    EXPECT_EQ(m_pool.sizeOf(m_sps->pShortTermRefPicSet), 255U * 136);
-}
-
-TEST_F(ReadSPSBlocks, StaysWholeWhenTheLargerSetsAreRefused)
-{
-    SpsSyntax syntax;
-    refuseLargerSets(syntax);
-    EXPECT_EQ(m_sps->pShortTermRefPicSet, nullptr);
-    EXPECT_TRUE(m_log.lines().empty());
-    m_pool.forgetCalls();
-    syntax.st_ref_pic_set.resize(1);
-    EXPECT_EQ(read(syntax), 0);
-    EXPECT_EQ(m_pool.calls(), std::vector<PoolCall>{taken(136, 361)});
-}
-
-TEST_F(ReadSPSBlocks, TrustsAnArrayThatTheHostPutThere)
-{
-    m_sps->pShortTermRefPicSet = static_cast<ShortTermRefPicSet*>(
-        tq_util::getMemBlock(4 * sizeof(ShortTermRefPicSet), m_pool.pool(), "host", 1));
-    m_pool.forgetCalls();
-    SpsSyntax syntax;
-    for (const std::size_t uiCount : {1U, 4U, 2U}) {
-        syntax.st_ref_pic_set.resize(uiCount);
-        EXPECT_EQ(read(syntax), 0);
-    }
-    EXPECT_TRUE(m_pool.calls().empty());
-}
-
-TEST_F(ReadSPSBlocks, TrustsAnArrayThatTheHostPutThereAfterARefusal)
-{
-    SpsSyntax syntax;
-    refuseLargerSets(syntax);
-    m_sps->pShortTermRefPicSet = static_cast<ShortTermRefPicSet*>(
-        tq_util::getMemBlock(4 * sizeof(ShortTermRefPicSet), m_pool.pool(), "host", 1));
-    m_pool.forgetCalls();
-    syntax.st_ref_pic_set.resize(4);
-    EXPECT_EQ(read(syntax), 0);
-    EXPECT_TRUE(m_pool.calls().empty());
-}
-
-TEST_F(ReadSPSBlocks, ClearsANewArrayOfSets)
-{
-    SpsSyntax syntax;
-    syntax.num_short_term_ref_pic_sets = 4;
-    CBitWriter bits = writeSpsFormat(syntax);
-    bits.append(writeSpsCodingTools(syntax)).ue(4);
-    EXPECT_EQ(readToTheLastBit(bits), E_BS_NOT_ENOUGH_BITS);
-    const unsigned char* const pBytes = reinterpret_cast<const unsigned char*>(m_sps->pShortTermRefPicSet);
-    EXPECT_EQ(std::count(pBytes, pBytes + std::size_t{4} * 136, 0), 4 * 136);
 }
 
 TEST_F(ReadSPSDerived, ComputesThePictureInCtbs)
@@ -1087,14 +522,11 @@ TEST_F(ReadSPS, ReadsTheSameBitsThroughBothReaders)
         std::vector<unsigned char> bytes(std::size_t{8} * 1000);
         for (std::size_t i = 0; i < 6000; ++i)
             bytes[i] = static_cast<unsigned char>(random() | random());
-        const CPaddedPayload payload(bytes);
-        const CPaddedPayload delivered(deliveredByDecoderReader(bytes).bytes());
-        CBitStreamReader decoderReader = payload.reader<CBitStreamReader>();
-        CRbspReader rbspReader = delivered.reader<CRbspReader>();
+        CAlikeReaders readers(bytes);
         SPS* const sps = createSPS(m_pool.pool());
         SPS* const other = createSPS(m_pool.pool());
-        const int iResult = readSPS(sps, &decoderReader, m_pool.pool());
-        EXPECT_EQ(iResult, readSPS(other, &rbspReader, m_pool.pool()));
+        const int iResult = readSPS(sps, &readers.m_decoders, m_pool.pool());
+        EXPECT_EQ(iResult, readSPS(other, &readers.m_plain, m_pool.pool()));
         expectSameValues(*sps, *other);
         uiGood += iResult == 0 ? 1 : 0;
         destroySPS(sps);

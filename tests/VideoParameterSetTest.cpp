@@ -1,11 +1,16 @@
 #include "VideoParameterSet.h"
 
+#include <cstddef>
+#include <cstdint>
 #include <cstring>
 #include <random>
+#include <string>
+#include <vector>
 
 #include <gtest/gtest.h>
 
 #include "BitStreamReader.h"
+#include "DamagedPayloads.h"
 #include "ElementWalk.h"
 #include "SyntaxWriters.h"
 #include "TestHost.h"
@@ -262,11 +267,10 @@ TEST_F(ReadVPS, KeepsWhatStoodBeforeTheEndOfThePayloadAndNothingBehind)
         const CElementWalk tail = tailOf(m_vps, syntax);
         const std::size_t uiPtlEnd = HEAD_BITS + write(syntax.ptl, syntax.vps_max_sub_layers_minus1).size();
         ASSERT_EQ(uiPtlEnd + tail.bits().size(), bits.size());
-        for (std::size_t uiBitCount = 0; uiBitCount <= bits.size(); ++uiBitCount) {
-            SCOPED_TRACE(uiBitCount);
+        forEachCutAndTheWhole(bits, [&](std::size_t uiBitCount, const CBitWriter& first) {
             spoil(m_vps);
             m_log.forget();
-            const CCutPayload payload(bits, uiBitCount);
+            const CCutPayload payload(first);
             CRbspReader bs = payload.reader();
             EXPECT_EQ(readVPS(&m_vps, &bs), uiBitCount == bits.size() ? 0 : E_BS_NOT_ENOUGH_BITS);
             head.expectFields(uiBitCount);
@@ -282,7 +286,7 @@ TEST_F(ReadVPS, KeepsWhatStoodBeforeTheEndOfThePayloadAndNothingBehind)
             }
             if (uiBitCount >= uiPtlEnd)
                 tail.expectFields(uiBitCount - uiPtlEnd);
-        }
+        });
     }
 }
 
@@ -302,7 +306,7 @@ TEST_F(ReadVPS, SucceedsWithoutTrailingBitsAfterAnErrorLine)
     VpsSyntax syntax;
     syntax.rbsp_trailing_bits = false;
     const CBitWriter bits = write(syntax);
-    const CCutPayload payload(bits, bits.size());
+    const CCutPayload payload(bits);
     CRbspReader bs = payload.reader();
     EXPECT_EQ(readVPS(&m_vps, &bs), 0);
     EXPECT_FALSE(m_vps.vps_extension_flag);
@@ -363,15 +367,12 @@ TEST_F(ReadVPS, ReadsTheSameBitsThroughBothReaders)
         std::vector<unsigned char> bytes(1000); // more than the longest structure takes
         for (unsigned char& byte : bytes)
             byte = static_cast<unsigned char>(random());
-        const CPaddedPayload payload(bytes);
-        const CPaddedPayload delivered(deliveredByDecoderReader(bytes).bytes());
-        CBitStreamReader decoderReader = payload.reader<CBitStreamReader>();
-        CRbspReader rbspReader = delivered.reader<CRbspReader>();
+        CAlikeReaders readers(bytes);
         VPS other;
         spoil(other);
         spoil(m_vps);
-        const int iResult = readVPS(&m_vps, &decoderReader);
-        EXPECT_EQ(iResult, readVPS(&other, &rbspReader));
+        const int iResult = readVPS(&m_vps, &readers.m_decoders);
+        EXPECT_EQ(iResult, readVPS(&other, &readers.m_plain));
         EXPECT_EQ(std::memcmp(&m_vps, &other, sizeof(other)), 0);
         uiGood += iResult == 0 ? 1 : 0;
     }

@@ -35,14 +35,14 @@ bool isUntouched(const T& field)
     return true;
 }
 
-/// A payload of exactly uiBitCount bits, which need not be whole bytes: the bits in front of it, which
-/// fill it up, are read away.
+/// A payload of exactly these bits, which need not be whole bytes: the bits in front of it, which fill it
+/// up, are read away.
 class CCutPayload
 {
 public:
-    CCutPayload(const CBitWriter& bits, std::size_t uiBitCount)
-        : m_uiInFront(static_cast<unsigned>((8 - uiBitCount % 8) % 8)),
-          m_payload(CBitWriter().u(m_uiInFront, 0x55).append(CBitWriter(bits).cut(uiBitCount)).bytes())
+    explicit CCutPayload(const CBitWriter& bits)
+        : m_uiInFront(static_cast<unsigned>((8 - bits.size() % 8) % 8)),
+          m_payload(CBitWriter().u(m_uiInFront, 0x55).append(bits).bytes())
     {}
 
     [[nodiscard]] h265_codec::CRbspReader reader() const

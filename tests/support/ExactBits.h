@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <vector>
 
 #include "BitStreamReader.h"
 #include "BitWriter.h"
@@ -75,6 +76,14 @@ public:
     {
         m_ulState = m_ulState * 6364136223846793005 + 1442695040888963407;
         return static_cast<unsigned>((m_ulState >> 33) % uiBound);
+    }
+
+    std::vector<unsigned char> bytes(std::size_t uiCount)
+    {
+        std::vector<unsigned char> result(uiCount);
+        for (unsigned char& ucByte : result)
+            ucByte = static_cast<unsigned char>(below(256));
+        return result;
     }
 
 private:

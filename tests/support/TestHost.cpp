@@ -7,6 +7,8 @@ namespace h265_test {
 
 namespace {
 
+constexpr char TAG_PATH[] = "../../../src/LibDecoder/src/DecParameterSetReader";
+
 // releaseMemBlock is told no pool.
 std::unordered_map<const void*, CTestPool*>& poolOfBlock()
 {
@@ -21,6 +23,16 @@ std::vector<std::string>& caughtLines()
 }
 
 } // namespace
+
+PoolCall taken(std::size_t uiSize, int iLine)
+{
+    return {true, static_cast<unsigned>(uiSize), TAG_PATH, iLine};
+}
+
+PoolCall released(std::size_t uiSize, int iLine)
+{
+    return {false, static_cast<unsigned>(uiSize), TAG_PATH, iLine};
+}
 
 CTestPool::~CTestPool()
 {

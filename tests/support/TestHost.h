@@ -21,6 +21,10 @@ struct PoolCall
     bool operator==(const PoolCall&) const = default;
 };
 
+/// The calls as the module makes them: a size, and the number that stands for the place.
+[[nodiscard]] PoolCall taken(std::size_t uiSize, int iLine);
+[[nodiscard]] PoolCall released(std::size_t uiSize, int iLine);
+
 /// A pool for tests of the module, in the place of the real one: every block is an own heap block of
 /// exactly the size asked for (so that the sanitizers see each byte past it), filled with garbage;
 /// calls are recorded; taking can be made to fail. One thread only.
