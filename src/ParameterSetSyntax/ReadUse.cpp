@@ -2,6 +2,24 @@
 
 namespace h265_syntax {
 
+bool CReadUse::refill(unsigned uiBits)
+{
+    const std::uint64_t uiPos = position();
+    if (uiPos + uiBits > m_uiEnd) {
+        stop(EStop::payloadEnds, uiPos, 0);
+        return false;
+    }
+    std::uint64_t uiWord = 0;
+    std::memcpy(&uiWord, m_pRbsp + uiPos / 8, sizeof(uiWord));
+    if constexpr (std::endian::native == std::endian::little)
+        uiWord = __builtin_bswap64(uiWord);
+    const std::uint64_t uiTaken = std::min({std::uint64_t{63}, 64 - uiPos % 8, m_uiEnd - uiPos});
+    const std::uint64_t uiMark = NO_BITS >> uiTaken;
+    m_uiWindow = (uiWord << (uiPos % 8) & ~(uiMark - 1)) | uiMark;
+    m_uiBehind = uiPos + uiTaken;
+    return true;
+}
+
 void CReadUse::stop(EStop eStop, std::uint64_t uiBit, std::int64_t iValue)
 {
     if (m_eStop == EStop::none) {
@@ -10,28 +28,26 @@ void CReadUse::stop(EStop eStop, std::uint64_t uiBit, std::int64_t iValue)
         m_iStopValue = iValue;
     }
     m_uiEnd = 0;
+    m_uiWindow = NO_BITS;
 }
 
 // A code that the window does not hold, or that the payload ends in.
 std::uint32_t CReadUse::longCodeNum()
 {
-    const std::uint64_t uiBit = m_uiPos;
-    unsigned leadingZeroBits = 0;
-    while (uiBit + leadingZeroBits < m_uiEnd && leadingZeroBits <= 32) {
-        const std::uint64_t uiZero = uiBit + leadingZeroBits;
-        if ((m_pRbsp[uiZero / 8] >> (7 - uiZero % 8) & 1) != 0)
-            break;
-        ++leadingZeroBits;
-    }
-    if (leadingZeroBits >= 32 && uiBit + leadingZeroBits < m_uiEnd) {
+    const std::uint64_t uiBit = position();
+    if (!refill(1))
+        return 0;
+    const auto leadingZeroBits = static_cast<unsigned>(std::countl_zero(m_uiWindow));
+    if (leadingZeroBits >= 32 && bitsLeft() > 32) {
         stop(EStop::codeTooLong, uiBit, 0);
         return 0;
     }
-    if (uiBit + 2 * leadingZeroBits + 1 > m_uiEnd) {
+    if (uiBit + 2 * std::uint64_t{leadingZeroBits} + 1 > m_uiEnd) {
         stop(EStop::payloadEnds, uiBit, 0);
         return 0;
     }
-    m_uiPos += leadingZeroBits;
+    if (leadingZeroBits > 0)
+        (void)bits(leadingZeroBits);
     return static_cast<std::uint32_t>(bits(leadingZeroBits + 1) - 1);
 }
 
@@ -47,16 +63,17 @@ std::uint64_t CReadUse::trailingBit() const
 
 void CReadUse::trailing(RbspTrailing& trailing)
 {
-    trailing.uiBits = m_eStop == EStop::none ? m_uiEnd - m_uiPos : 0;
-    const bool bRegular = trailing.uiBits >= 1 && trailing.uiBits <= 8 && window() == std::uint64_t{1} << 63;
+    const std::uint64_t uiPos = position();
+    trailing.uiBits = m_eStop == EStop::none ? m_uiEnd - uiPos : 0;
+    const bool bRegular = trailing.uiBits >= 1 && trailing.uiBits <= 8 && trailingBit() == uiPos;
     trailing.bRegular = m_eStop != EStop::none || bRegular;
     trailing.bytes.clear();
     if (trailing.bRegular)
         return;
-    trailing.bytes.resize(static_cast<std::size_t>((trailing.uiBits + 7) / 8));
-    for (unsigned char& ucByte : trailing.bytes) {
-        ucByte = static_cast<unsigned char>(window() >> 56);
-        m_uiPos += 8;
+    for (std::uint64_t uiLeft = trailing.uiBits; uiLeft > 0;) {
+        const auto uiBits = static_cast<unsigned>(std::min<std::uint64_t>(uiLeft, 8));
+        trailing.bytes.push_back(static_cast<unsigned char>(bits(uiBits) << (8 - uiBits)));
+        uiLeft -= uiBits;
     }
 }
 

@@ -39,7 +39,7 @@ public:
     void uv(std::uint64_t uiBits, const char*, T& value, I...)
     {
         if (uiBits > MAX_WIDTH) [[unlikely]]
-            stop(EStop::widthTooLarge, m_uiPos, 0);
+            stop(EStop::widthTooLarge, position(), 0);
         value =
             uiBits == 0 ? T{} : static_cast<T>(bits(static_cast<unsigned>(std::min<std::uint64_t>(uiBits, MAX_WIDTH))));
     }
@@ -62,7 +62,7 @@ public:
     template <class... I>
     void ueUpTo(std::uint32_t uiMax, const char*, std::uint32_t& value, I...)
     {
-        const std::uint64_t uiBit = m_uiPos;
+        const std::uint64_t uiBit = position();
         value = codeNum();
         if (value > uiMax) [[unlikely]]
             stop(EStop::countTooLarge, uiBit, value);
@@ -72,7 +72,7 @@ public:
     void bound(std::uint32_t uiValue, std::uint32_t uiMax)
     {
         if (uiValue > uiMax) [[unlikely]]
-            stop(EStop::countTooLarge, m_uiPos - 1, uiValue);
+            stop(EStop::countTooLarge, position() - 1, uiValue);
     }
 
     /// A run of flags with one more index.
@@ -97,8 +97,8 @@ public:
     void flagsToEnd(const char*, std::vector<unsigned char>& values)
     {
         values.clear();
-        for (const std::uint64_t uiLast = trailingBit(); m_uiPos < uiLast; ++m_uiPos)
-            values.push_back(m_pRbsp[m_uiPos / 8] >> (7 - m_uiPos % 8) & 1);
+        for (std::uint64_t uiBit = position(), uiLast = trailingBit(); uiBit < uiLast; ++uiBit)
+            values.push_back(static_cast<unsigned char>(bits(1)));
     }
 
     template <class T, class V>
@@ -123,15 +123,15 @@ public:
     }
 
     /// A bound of a loop: 0 behind the end.
-    [[nodiscard]] std::uint64_t upTo(std::uint64_t uiCount) const { return m_uiEnd == 0 ? 0 : uiCount; }
+    [[nodiscard]] std::uint64_t upTo(std::uint64_t uiCount) const { return m_eStop != EStop::none ? 0 : uiCount; }
 
-    [[nodiscard]] bool isByteAligned() const { return m_uiPos % 8 == 0; }
+    [[nodiscard]] bool isByteAligned() const { return position() % 8 == 0; }
 
     /// The syntax goes on with what only another set, which is not known, can tell.
     void needs(bool bKnown, const char*)
     {
         if (!bKnown) [[unlikely]]
-            stop(EStop::noContext, m_uiPos, 0);
+            stop(EStop::noContext, position(), 0);
     }
 
     void enter(const char*) {}
@@ -145,55 +145,49 @@ public:
     [[nodiscard]] std::int64_t stopValue() const { return m_iStopValue; }
 
 private:
-    static std::uint64_t swapped(std::uint64_t uiWord)
-    {
-        if constexpr (std::endian::native == std::endian::little)
-            return __builtin_bswap64(uiWord);
-        else
-            return uiWord;
-    }
-
-    // At least 57 bits, the next one on top.
-    [[nodiscard]] std::uint64_t window() const
-    {
-        std::uint64_t uiWord = 0;
-        std::memcpy(&uiWord, m_pRbsp + (m_uiPos >> 3), sizeof(uiWord));
-        return swapped(uiWord) << (m_uiPos & 7);
-    }
+    [[nodiscard]] std::uint64_t bitsLeft() const { return 63 - static_cast<unsigned>(std::countr_zero(m_uiWindow)); }
+    [[nodiscard]] std::uint64_t position() const { return m_uiBehind - bitsLeft(); }
 
     // 1 to 57 bits
     std::uint64_t bits(unsigned uiBits)
     {
-        if (m_uiPos + uiBits > m_uiEnd) [[unlikely]] {
-            stop(EStop::payloadEnds, m_uiPos, 0);
-            return 0;
+        if (m_uiWindow << uiBits == 0) [[unlikely]] {
+            if (!refill(uiBits))
+                return 0;
         }
-        const std::uint64_t uiValue = window() >> (64 - uiBits);
-        m_uiPos += uiBits;
+        const std::uint64_t uiValue = m_uiWindow >> (64 - uiBits);
+        m_uiWindow <<= uiBits;
         return uiValue;
     }
 
     // 9.2
     std::uint32_t codeNum()
     {
-        const std::uint64_t uiWindow = window();
-        if (uiWindow >> (63 - 28) != 0) [[likely]] {
+        const std::uint64_t uiWindow = m_uiWindow;
+        if (uiWindow >> 35 != 0) [[likely]] {
             const auto leadingZeroBits = static_cast<unsigned>(std::countl_zero(uiWindow));
-            if (m_uiPos + 2 * leadingZeroBits + 1 <= m_uiEnd) [[likely]] {
-                m_uiPos += 2 * leadingZeroBits + 1;
+            const std::uint64_t uiBehind = uiWindow << leadingZeroBits << (leadingZeroBits + 1);
+            if (uiBehind != 0) [[likely]] {
+                m_uiWindow = uiBehind;
                 return static_cast<std::uint32_t>(uiWindow >> (63 - 2 * leadingZeroBits)) - 1;
             }
         }
         return longCodeNum();
     }
 
+    // False, and stopped, when the payload has fewer bits left.
+    bool refill(unsigned uiBits);
     std::uint32_t longCodeNum();
     void stop(EStop eStop, std::uint64_t uiBit, std::int64_t iValue);
     // Where rbsp_trailing_bits( ) begins: the last bit that is 1.
     [[nodiscard]] std::uint64_t trailingBit() const;
 
+    static constexpr std::uint64_t NO_BITS = std::uint64_t{1} << 63;
+
+    // The next bits of the payload, the first on top; behind them a 1, then zeros.
+    std::uint64_t m_uiWindow = NO_BITS;
+    std::uint64_t m_uiBehind = 0; // the place behind these bits
     const unsigned char* m_pRbsp;
-    std::uint64_t m_uiPos = 0;
     std::uint64_t m_uiEnd; // 0 as soon as something stopped it
     EStop m_eStop = EStop::none;
     std::uint64_t m_uiStopBit = 0;
