@@ -18,7 +18,7 @@ template <class TUse>
 void hrd_parameters(TUse& use, Of<TUse, HrdParameters>& s, bool commonInfPresentFlag, unsigned maxNumSubLayersMinus1,
                     const HrdParameters* pPrevious);
 template <class TUse>
-void vui_parameters(TUse& use, Of<TUse, VuiParameters>& s, unsigned sps_max_sub_layers_minus1);
+void vui_parameters(TUse& use, Of<TUse, VuiParameters>& s, const SequenceParameterSet& sps);
 template <class TUse>
 void scaling_list_data(TUse& use, Of<TUse, ScalingListDataSyntax>& s);
 template <class TUse>
@@ -64,9 +64,8 @@ void vps_3d_extension(TUse& use, Of<TUse, Vps3dExtension>& s, unsigned NumViews)
 /// The whole sets, without rbsp_trailing_bits( ).
 template <class TUse>
 void video_parameter_set_rbsp(TUse& use, Of<TUse, VideoParameterSet>& s);
-/// pVps: the VPS that an SPS of a layer above the base layer refers to; null when it is not known.
 template <class TUse>
-void seq_parameter_set_rbsp(TUse& use, Of<TUse, SequenceParameterSet>& s, const VideoParameterSet* pVps);
+void seq_parameter_set_rbsp(TUse& use, Of<TUse, SequenceParameterSet>& s, const Context& context);
 template <class TUse>
 void pic_parameter_set_rbsp(TUse& use, Of<TUse, PictureParameterSet>& s);
 

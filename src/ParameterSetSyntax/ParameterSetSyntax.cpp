@@ -20,7 +20,7 @@ void describe(TUse& use, Of<TUse, VideoParameterSet>& set, const Context&)
 template <class TUse>
 void describe(TUse& use, Of<TUse, SequenceParameterSet>& set, const Context& context)
 {
-    seq_parameter_set_rbsp(use, set, context.apVps[set.sps_video_parameter_set_id & 15U]);
+    seq_parameter_set_rbsp(use, set, context);
 }
 template <class TUse>
 void describe(TUse& use, Of<TUse, PictureParameterSet>& set, const Context&)

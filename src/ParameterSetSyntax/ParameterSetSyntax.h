@@ -22,13 +22,6 @@ inline constexpr unsigned VPS_NUT = 32; // Table 7-1
 inline constexpr unsigned SPS_NUT = 33;
 inline constexpr unsigned PPS_NUT = 34;
 
-/// What a set needs of others, by their ids; null where there is none. Only an SPS of a layer above the
-/// base layer that leaves its sub-layers and its format to the VPS (MultiLayerExtSpsFlag) needs anything.
-struct Context
-{
-    const VideoParameterSet* apVps[16] = {};
-};
-
 /// Reads a set into a structure, which may have been used before and keeps its memory. False: it stopped
 /// early, set.stop says where and why, and the elements in front of that are there.
 bool read(VideoParameterSet& set, const CNalUnit& nalUnit);

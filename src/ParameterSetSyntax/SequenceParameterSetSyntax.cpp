@@ -13,6 +13,7 @@ namespace {
 // sps_rep_format_idx names, else that of the lowest layer that may use the SPS, its own.
 void inferRepFormat(SequenceParameterSet& s, const VideoParameterSet* pVps)
 {
+    s.bFormatKnown = false;
     if (pVps == nullptr)
         return;
     const std::vector<RepFormat>& formats = pVps->vps_extension->rep_format;
@@ -22,6 +23,7 @@ void inferRepFormat(SequenceParameterSet& s, const VideoParameterSet* pVps)
         s.update_rep_format_flag ? s.sps_rep_format_idx : pVps->vps_extension->vps_rep_format_idx[uiLayer];
     if (uiFormat >= formats.size())
         return;
+    s.bFormatKnown = true;
     const RepFormat& format = formats[uiFormat];
     s.chroma_format_idc = format.chroma_format_vps_idc;
     s.separate_colour_plane_flag = format.separate_colour_plane_vps_flag;
@@ -169,13 +171,14 @@ void extensions(TUse& use, Of<TUse, SequenceParameterSet>& s)
         FLAGS_TO_END(sps_extension_data_flag);
 }
 
-// sps_max_sub_layers_minus1 and MultiLayerExtSpsFlag, F.7.3.2.2.1 and F.7.4.3.2.1
+// sps_max_sub_layers_minus1 and MultiLayerExtSpsFlag, F.7.3.2.2.1 and F.7.4.3.2.1; pVps may be null
 template <class TUse>
 void subLayerCount(TUse& use, Of<TUse, SequenceParameterSet>& s, const VideoParameterSet* pVps)
 {
     if (s.nal_unit_header.nuh_layer_id == 0) {
         U(3, sps_max_sub_layers_minus1);
         INFER(MultiLayerExtSpsFlag, 0);
+        INFER(bSubLayersKnown, 1);
     } else {
         U(3, sps_ext_or_max_sub_layers_minus1);
         INFER(MultiLayerExtSpsFlag, s.sps_ext_or_max_sub_layers_minus1 == 7);
@@ -183,6 +186,7 @@ void subLayerCount(TUse& use, Of<TUse, SequenceParameterSet>& s, const VideoPara
             INFER(sps_max_sub_layers_minus1, s.sps_ext_or_max_sub_layers_minus1);
         else
             INFER(sps_max_sub_layers_minus1, pVps != nullptr ? pVps->vps_max_sub_layers_minus1 : 0);
+        INFER(bSubLayersKnown, !s.MultiLayerExtSpsFlag || pVps != nullptr);
     }
 }
 
@@ -190,9 +194,10 @@ void subLayerCount(TUse& use, Of<TUse, SequenceParameterSet>& s, const VideoPara
 
 // F.7.3.2.2.1, which 7.3.2.2.1 is for nuh_layer_id equal to 0
 template <class TUse>
-void seq_parameter_set_rbsp(TUse& use, Of<TUse, SequenceParameterSet>& s, const VideoParameterSet* pVps)
+void seq_parameter_set_rbsp(TUse& use, Of<TUse, SequenceParameterSet>& s, const Context& context)
 {
     U(4, sps_video_parameter_set_id);
+    const VideoParameterSet* const pVps = context.apVps[s.sps_video_parameter_set_id & 15U];
     subLayerCount(use, s, pVps);
     if (!s.MultiLayerExtSpsFlag) {
         FLAG(sps_temporal_id_nesting_flag);
@@ -207,6 +212,7 @@ void seq_parameter_set_rbsp(TUse& use, Of<TUse, SequenceParameterSet>& s, const 
         use.derive(inferRepFormat, s, pVps);
     } else {
         format(use, s);
+        INFER(bFormatKnown, 1);
     }
     UE(log2_max_pic_order_cnt_lsb_minus4);
     if (!s.MultiLayerExtSpsFlag)
@@ -221,12 +227,11 @@ void seq_parameter_set_rbsp(TUse& use, Of<TUse, SequenceParameterSet>& s, const 
     codingTools(use, s);
     FLAG(vui_parameters_present_flag);
     if (s.vui_parameters_present_flag)
-        vui_parameters(use, s.vui_parameters, s.sps_max_sub_layers_minus1);
+        vui_parameters(use, s.vui_parameters, s);
     extensions(use, s);
 }
 
-#define INSTANTIATE(TUse)                                                                                              \
-    template void seq_parameter_set_rbsp(TUse&, Of<TUse, SequenceParameterSet>&, const VideoParameterSet*);
+#define INSTANTIATE(TUse) template void seq_parameter_set_rbsp(TUse&, Of<TUse, SequenceParameterSet>&, const Context&);
 H265_FOR_EACH_USE(INSTANTIATE)
 
 } // namespace h265_syntax

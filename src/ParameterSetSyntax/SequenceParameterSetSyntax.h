@@ -14,6 +14,15 @@
 
 namespace h265_syntax {
 
+struct VideoParameterSet;
+
+/// What a set needs of others, by their ids; null where there is none. Only an SPS of a layer above the
+/// base layer that leaves its sub-layers and its format to the VPS (MultiLayerExtSpsFlag) needs anything.
+struct Context
+{
+    const VideoParameterSet* apVps[16] = {};
+};
+
 /// 7.3.2.2 and F.7.3.2.2 seq_parameter_set_rbsp( )
 struct SequenceParameterSet
 {
@@ -22,6 +31,8 @@ struct SequenceParameterSet
     std::uint16_t sps_max_sub_layers_minus1 = 0;        // u(3)
     std::uint16_t sps_ext_or_max_sub_layers_minus1 = 0; // u(3), of nuh_layer_id above 0
     bool MultiLayerExtSpsFlag = false;                  // derived, F.7.3.2.2.1
+    bool bSubLayersKnown = true;                        // false: they are the VPS's, which is not known
+    bool bFormatKnown = true;                           // false: it is the VPS's, which is not known
     bool sps_temporal_id_nesting_flag = false;
     ProfileTierLevel profile_tier_level;
     std::uint32_t sps_seq_parameter_set_id = 0; // ue(v)

@@ -68,6 +68,7 @@ void sps_scc_extension(TUse& use, Of<TUse, SpsSccExtension>& s, const SequencePa
         FLAG(sps_palette_predictor_initializers_present_flag);
         if (s.sps_palette_predictor_initializers_present_flag) {
             UE(sps_num_palette_predictor_initializers_minus1);
+            use.needs(sps.bFormatKnown, "sps_palette_predictor_initializer");
             const unsigned numComps = (sps.chroma_format_idc == 0) ? 1 : 3;
             for (unsigned comp = 0; comp < numComps; ++comp) {
                 const std::uint64_t BitDepth =

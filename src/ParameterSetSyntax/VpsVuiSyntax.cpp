@@ -90,6 +90,8 @@ void tilesAndWavefronts(TUse& use, Of<TUse, VpsVui>& s, const VideoParameterSet&
     const LayerVariables& layers = *vps.layers;
     const unsigned uiFirst = vps.vps_base_layer_internal_flag ? 0 : 1;
     FLAG(tiles_not_in_use_flag);
+    if (!vps.vps_base_layer_internal_flag)
+        INFER(tiles_in_use_flag, 0, 0U); // no element tells of it
     if (!s.tiles_not_in_use_flag) {
         for (unsigned i = uiFirst; i <= layers.MaxLayersMinus1; ++i) {
             FLAG(tiles_in_use_flag, i);

@@ -53,7 +53,7 @@ void aspectRatioAndSignal(TUse& use, Of<TUse, VuiParameters>& s)
 }
 
 template <class TUse>
-void timing(TUse& use, Of<TUse, VuiParameters>& s, unsigned sps_max_sub_layers_minus1)
+void timing(TUse& use, Of<TUse, VuiParameters>& s, const SequenceParameterSet& sps)
 {
     FLAG(vui_timing_info_present_flag);
     if (s.vui_timing_info_present_flag) {
@@ -65,7 +65,8 @@ void timing(TUse& use, Of<TUse, VuiParameters>& s, unsigned sps_max_sub_layers_m
         FLAG(vui_hrd_parameters_present_flag);
         if (s.vui_hrd_parameters_present_flag) {
             const Inside inside(use, "hrd_parameters");
-            hrd_parameters(use, *s.hrd_parameters, true, sps_max_sub_layers_minus1, nullptr);
+            use.needs(sps.bSubLayersKnown, "hrd_parameters");
+            hrd_parameters(use, *s.hrd_parameters, true, sps.sps_max_sub_layers_minus1, nullptr);
         }
     } else {
         INFER(vui_hrd_parameters_present_flag, 0); // without the element that says so
@@ -101,7 +102,7 @@ void bitstreamRestriction(TUse& use, Of<TUse, VuiParameters>& s)
 
 // E.2.1
 template <class TUse>
-void vui_parameters(TUse& use, Of<TUse, VuiParameters>& s, unsigned sps_max_sub_layers_minus1)
+void vui_parameters(TUse& use, Of<TUse, VuiParameters>& s, const SequenceParameterSet& sps)
 {
     const Inside inside(use, "vui_parameters");
     aspectRatioAndSignal(use, s);
@@ -120,11 +121,11 @@ void vui_parameters(TUse& use, Of<TUse, VuiParameters>& s, unsigned sps_max_sub_
         INFER(def_disp_win_top_offset, 0);    // E.3.1
         INFER(def_disp_win_bottom_offset, 0); // E.3.1
     }
-    timing(use, s, sps_max_sub_layers_minus1);
+    timing(use, s, sps);
     bitstreamRestriction(use, s);
 }
 
-#define INSTANTIATE(TUse) template void vui_parameters(TUse&, Of<TUse, VuiParameters>&, unsigned);
+#define INSTANTIATE(TUse) template void vui_parameters(TUse&, Of<TUse, VuiParameters>&, const SequenceParameterSet&);
 H265_FOR_EACH_USE(INSTANTIATE)
 
 } // namespace h265_syntax

@@ -186,13 +186,14 @@ private:
                   .uiNalBit = 0,
                   .iValue = static_cast<std::int64_t>(value),
                   .structure = m_structure};
-        tell([&value](std::int64_t iValue) {
+        tell([&value]([[maybe_unused]] std::int64_t iValue) {
             if constexpr (MUTABLE) {
                 if (static_cast<std::int64_t>(static_cast<T>(iValue)) == iValue) {
                     value = static_cast<T>(iValue);
                     return true;
                 }
             }
+            (void)value;
             return false;
         });
     }
