@@ -36,6 +36,7 @@ void CModuleLogCapture::keepLine(const char* pLine)
 {
     if (g_pCapture == nullptr)
         return;
+    ++g_pCapture->m_ulLines;
     try {
         g_pCapture->keep(pLine);
     } catch (const std::bad_alloc&) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -18,6 +19,9 @@ public:
     CModuleLogCapture(const CModuleLogCapture&) = delete;
     CModuleLogCapture& operator=(const CModuleLogCapture&) = delete;
 
+    /// Lines that the module logged, whatever the level.
+    [[nodiscard]] std::uint64_t lineCount() const noexcept { return m_ulLines; }
+
 private:
     static void keepLine(const char* pLine);
     void keep(std::string_view line);
@@ -28,6 +32,7 @@ private:
     int m_iLevelBefore;
     void (*m_pSinkBefore)(const char*);
     CModuleLogCapture* m_pCaptureBefore;
+    std::uint64_t m_ulLines = 0;
 };
 
 } // namespace h265_stream

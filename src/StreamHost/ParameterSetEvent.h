@@ -56,7 +56,7 @@ struct ParameterSetEvent
     const h265_codec::VPS* vps;   // the record of the matching type when iRead is 0, else all null
     const h265_codec::SPS* sps;
     const h265_codec::PPS* pps;
-    const h265_codec::SPS* spsOfPps; // of a PPS: the SPS that it was read against
+    const h265_codec::SPS* spsOfPps; // of a PPS: the SPS that it was read against, or whose picture is too large
 };
 
 } // namespace h265_stream

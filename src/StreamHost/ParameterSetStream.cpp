@@ -20,6 +20,9 @@ public:
     bool onNalUnit(const NalUnit& unit) override
     {
         ++m_summary.ulNalUnits;
+        const std::uint64_t ulEnd = unit.ulOffset + unit.ulSize;
+        m_tables.skipBytes(ulEnd - m_ulEnd - unit.bytes.size());
+        m_ulEnd = ulEnd;
         if (!isParameterSet(unit.header.nal_unit_type))
             return true;
         ParameterSetEvent event = m_tables.readNalUnit(unit.bytes, unit.ulOffset);
@@ -76,6 +79,7 @@ private:
 
     CParameterSetTables& m_tables;
     const ParameterSetSink& m_sink;
+    std::uint64_t m_ulEnd = 0; // of the unit before
 };
 
 } // namespace

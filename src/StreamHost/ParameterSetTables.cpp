@@ -1,18 +1,16 @@
 #include "ParameterSetTables.h"
 
 #include <algorithm>
-#include <array>
-#include <functional>
-#include <string_view>
-#include <unordered_map>
 #include <utility>
 
 #include "DecParameterSetReader.h"
 #include "NalUnit.h"
 #include "SeenSets.h"
 #include "SetReader.h"
+#include "SetTable.h"
 #include "StalePpsWatch.h"
 #include "WaitingPps.h"
+#include "WorkAccount.h"
 #include "tq_util.h"
 
 namespace h265_stream {
@@ -25,37 +23,16 @@ namespace {
 
 constexpr unsigned VPS_IDS = 16; // as SPS_IDS and PPS_IDS
 
-// Longer sets are read again each time instead of being kept to recognise their repeats, so that the
-// tables cannot be made to hold much beside their records.
-constexpr std::size_t MAX_KEPT_BYTES = std::size_t{64} << 10;
-
 // The SPS in force that a PPS refers to; all 0 when there is none, and of a VPS or SPS.
 struct SpsInUse
 {
+    SPS* sps = nullptr;
     std::uint64_t ulReading = 0;
     std::uint64_t ulContent = 0;
 };
 
 template <class TRecord>
-struct Entry : ReadSet<TRecord>
-{
-    UnitPlace place{}; // of its last repeat
-    std::uint64_t ulReading = 0;
-    SeenSet first{};                  // the first set with the same bytes and record, often itself
-    SpsInUse sps;                     // of a PPS: what it was read against
-    std::vector<unsigned char> bytes; // of the NAL unit; empty when it is too long to be kept
-    std::size_t uiHash = 0;           // of bytes
-
-    [[nodiscard]] bool isGood(bool bEnterUnverified) const
-    {
-        return this->iRead == 0 && (bEnterUnverified || this->iVerify == 0);
-    }
-};
-
-std::size_t hashOf(std::span<const unsigned char> bytes)
-{
-    return std::hash<std::string_view>()({reinterpret_cast<const char*>(bytes.data()), bytes.size()});
-}
+using Entry = SetEntry<TRecord>;
 
 unsigned idOf(const VPS& vps)
 {
@@ -82,18 +59,16 @@ public:
     ParameterSetEvent readNalUnit(std::span<const unsigned char> nalUnit, std::uint64_t ulOffset);
     std::optional<ParameterSetEvent> nextWaiting();
     std::optional<ParameterSetEvent> nextWithoutSps();
+    void skipBytes(std::uint64_t ulBytes) noexcept { m_account.payIn(ulBytes); }
     void clear() noexcept;
 
-    [[nodiscard]] const VPS* vps(unsigned uiId) const noexcept { return inForce(m_vpsEntries, uiId); }
-    [[nodiscard]] const SPS* sps(unsigned uiId) const noexcept { return inForce(m_spsEntries, uiId); }
-    [[nodiscard]] const PPS* pps(unsigned uiId) const noexcept { return inForce(m_ppsEntries, uiId); }
+    [[nodiscard]] const VPS* vps(unsigned uiId) const noexcept { return m_vpss.record(uiId); }
+    [[nodiscard]] const SPS* sps(unsigned uiId) const noexcept { return m_spss.record(uiId); }
+    [[nodiscard]] const PPS* pps(unsigned uiId) const noexcept { return m_ppss.record(uiId); }
     [[nodiscard]] std::vector<StalePps> stalePps() const { return m_staleWatch.stale(); }
     [[nodiscard]] const tq_util::TMemPool* pool() const noexcept { return m_reader.pool(); }
 
 private:
-    template <class TRecord>
-    using Table = std::vector<std::unique_ptr<Entry<TRecord>>>;
-
     // One NAL unit on its way through the tables.
     struct Unit
     {
@@ -102,62 +77,41 @@ private:
         bool bMayWait; // a PPS without its SPS
     };
 
-    template <class TRecord>
-    static const TRecord* inForce(const Table<TRecord>& table, unsigned uiId) noexcept
-    {
-        return uiId < table.size() && table[uiId] != nullptr ? table[uiId]->pRecord.get() : nullptr;
-    }
-
     ParameterSetEvent readUnit(Unit unit);
     void readPps(ParameterSetEvent& event, const Unit& unit);
+    void noteUnread(ParameterSetEvent& event, const Unit& unit);
     template <class TRecord>
-    void take(ParameterSetEvent& event, Table<TRecord>& table, std::unique_ptr<Entry<TRecord>>& pUnentered,
-              const Unit& unit, const SpsInUse& sps = {});
+    void take(ParameterSetEvent& event, CSetTable<TRecord>& table, const Unit& unit, const SpsInUse& sps = {});
     template <class TRecord>
     std::unique_ptr<Entry<TRecord>> readFresh(ParameterSetEvent& event, const Unit& unit, const SpsInUse& sps);
-    template <class TRecord>
-    void enter(Table<TRecord>& table, std::unique_ptr<Entry<TRecord>> pEntry);
-    template <class TRecord>
-    Entry<TRecord>* findRepeat(const Table<TRecord>& table, std::span<const unsigned char> nalUnit,
-                               const SpsInUse& sps) const;
 
-    // What follows from an entry that takes its place in the table.
-    static void onEnter(const Entry<VPS>&) {}
-    void onEnter(const Entry<SPS>& entry);
-    void onEnter(const Entry<PPS>& entry);
+    // What follows from an entry that came into force in the place of another one, or of none.
+    static void onEntered(const Entry<VPS>&, const Entry<VPS>*) {}
+    void onEntered(const Entry<SPS>& entry, const Entry<SPS>* pBefore);
+    void onEntered(const Entry<PPS>& entry, const Entry<PPS>* pBefore);
 
     template <class TRecord>
     void tell(ParameterSetEvent& event, const Entry<TRecord>& entry) const;
-    void show(ParameterSetEvent& event, const VPS& vps) const { event.vps = &vps; }
-    void show(ParameterSetEvent& event, const SPS& sps) const { event.sps = &sps; }
+    static void show(ParameterSetEvent& event, const VPS& vps) { event.vps = &vps; }
+    static void show(ParameterSetEvent& event, const SPS& sps) { event.sps = &sps; }
     void show(ParameterSetEvent& event, const PPS& pps) const
     {
         event.pps = &pps;
-        event.spsOfPps = m_apSps[pps.pps_seq_parameter_set_id];
+        event.spsOfPps = m_spss.record(pps.pps_seq_parameter_set_id);
     }
 
     const StreamOptions m_options;
     CSetReader m_reader; // its pool outlives the records
     std::uint64_t m_ulUnits = 0;
     std::uint64_t m_ulReadings = 0;
-    Table<VPS> m_vpsEntries{VPS_IDS};
-    Table<SPS> m_spsEntries{SPS_IDS};
-    Table<PPS> m_ppsEntries{PPS_IDS};
-    std::array<SPS*, SPS_IDS> m_apSps{}; // the records of m_spsEntries, as readPPS wants them
-
-    // Of the last call, when it entered nothing.
-    std::unique_ptr<Entry<VPS>> m_pUnenteredVps;
-    std::unique_ptr<Entry<SPS>> m_pUnenteredSps;
-    std::unique_ptr<Entry<PPS>> m_pUnenteredPps;
-
-    // By hash of the bytes: the id of an entry that may have them. Two sets with one hash take turns,
-    // which costs a reading and no more.
-    std::unordered_map<std::size_t, unsigned> m_idOfHash;
-
+    CSetTable<VPS> m_vpss{VPS_IDS};
+    CSetTable<SPS> m_spss{SPS_IDS};
+    CSetTable<PPS> m_ppss{PPS_IDS};
     CSeenSets m_seen;
     CWaitingPpsList m_waiting;
     std::optional<unsigned> m_arrivedSps; // PPSs may have waited for it
     CStalePpsWatch m_staleWatch;
+    CWorkAccount m_account;
 };
 
 ParameterSetEvent CParameterSetTables::Impl::readNalUnit(std::span<const unsigned char> nalUnit, std::uint64_t ulOffset)
@@ -165,6 +119,7 @@ ParameterSetEvent CParameterSetTables::Impl::readNalUnit(std::span<const unsigne
     while (nextWaiting()) {
         // The caller did not ask for them; the tables need them.
     }
+    m_account.payIn(nalUnit.size());
     return readUnit({.bytes = nalUnit, .place = {ulOffset, ++m_ulUnits}, .bMayWait = true});
 }
 
@@ -178,7 +133,7 @@ std::optional<ParameterSetEvent> CParameterSetTables::Impl::nextWaiting()
         return std::nullopt;
     }
     ParameterSetEvent event = readUnit({.bytes = waiting->bytes, .place = waiting->place, .bMayWait = false});
-    event.ulReadAt = m_spsEntries[*m_arrivedSps]->place.ulOffset;
+    event.ulReadAt = m_spss.inForce(*m_arrivedSps)->place.ulOffset;
     return event;
 }
 
@@ -192,9 +147,9 @@ std::optional<ParameterSetEvent> CParameterSetTables::Impl::nextWithoutSps()
 
 ParameterSetEvent CParameterSetTables::Impl::readUnit(Unit unit)
 {
-    m_pUnenteredVps.reset();
-    m_pUnenteredSps.reset();
-    m_pUnenteredPps.reset();
+    m_vpss.dropUnentered();
+    m_spss.dropUnentered();
+    m_ppss.dropUnentered();
 
     ParameterSetEvent event{};
     event.bCutOff = unit.bytes.size() < NAL_UNIT_HEADER_BYTES;
@@ -206,16 +161,13 @@ ParameterSetEvent CParameterSetTables::Impl::readUnit(Unit unit)
                         !isParameterSet(event.header.nal_unit_type);
     unit.bytes = unit.bytes.first(std::min(unit.bytes.size(), MAX_PARAMETER_SET_BYTES));
     if (!event.bPassedOver && event.header.nal_unit_type == VPS_NUT) {
-        take(event, m_vpsEntries, m_pUnenteredVps, unit);
+        take(event, m_vpss, unit);
     } else if (!event.bPassedOver && event.header.nal_unit_type == SPS_NUT) {
-        take(event, m_spsEntries, m_pUnenteredSps, unit);
+        take(event, m_spss, unit);
     } else if (!event.bPassedOver) {
         readPps(event, unit);
     } else if (isParameterSet(event.header.nal_unit_type)) {
-        const std::optional<SeenSet> seen = m_seen.note(event, unit.bytes, 0, {unit.place.ulOffset, 0});
-        event.bSeenBefore = seen.has_value();
-        if (seen)
-            event.ulSameAs = seen->ulOffset;
+        noteUnread(event, unit);
     }
     return event;
 }
@@ -223,25 +175,35 @@ ParameterSetEvent CParameterSetTables::Impl::readUnit(Unit unit)
 void CParameterSetTables::Impl::readPps(ParameterSetEvent& event, const Unit& unit)
 {
     const std::optional<PpsIds> ids = m_reader.ppsIdsOf(unit.bytes);
-    const Entry<SPS>* const pSps = ids ? m_spsEntries[spsIndexOf(*ids)].get() : nullptr;
+    const Entry<SPS>* const pSps = ids ? m_spss.inForce(spsIndexOf(*ids)) : nullptr;
     if (pSps != nullptr) {
-        take(event, m_ppsEntries, m_pUnenteredPps, unit, {pSps->ulReading, pSps->first.ulContent});
+        take(event, m_ppss, unit, {pSps->pRecord.get(), pSps->ulReading, pSps->first.ulContent});
         return;
     }
     if (ids && unit.bMayWait && m_waiting.keep(*ids, unit.place, unit.bytes)) {
         event.bWaiting = true;
         return;
     }
-    take(event, m_ppsEntries, m_pUnenteredPps, unit);
-    event.missingSps = ids;
+    take(event, m_ppss, unit);
+    if (event.iRead)
+        event.missingSps = ids;
+}
+
+// What was passed over or refused.
+void CParameterSetTables::Impl::noteUnread(ParameterSetEvent& event, const Unit& unit)
+{
+    const std::optional<SeenSet> seen = m_seen.note(event, unit.bytes, 0, {unit.place.ulOffset, 0});
+    event.bSeenBefore = seen.has_value();
+    if (seen)
+        event.ulSameAs = seen->ulOffset;
 }
 
 // Reads the unit, or recognises it, and tells the event.
 template <class TRecord>
-void CParameterSetTables::Impl::take(ParameterSetEvent& event, Table<TRecord>& table,
-                                     std::unique_ptr<Entry<TRecord>>& pUnentered, const Unit& unit, const SpsInUse& sps)
+void CParameterSetTables::Impl::take(ParameterSetEvent& event, CSetTable<TRecord>& table, const Unit& unit,
+                                     const SpsInUse& sps)
 {
-    if (Entry<TRecord>* const pEntry = findRepeat(table, unit.bytes, sps)) {
+    if (Entry<TRecord>* const pEntry = table.findRepeat(unit.bytes, sps.ulReading)) {
         event.bRepeat = true;
         event.ulSameAs = pEntry->first.ulOffset;
         pEntry->place = unit.place;
@@ -249,32 +211,47 @@ void CParameterSetTables::Impl::take(ParameterSetEvent& event, Table<TRecord>& t
         return;
     }
     std::unique_ptr<Entry<TRecord>> pFresh = readFresh<TRecord>(event, unit, sps);
-    const bool bGood = pFresh->isGood(m_options.bEnterUnverified);
-    const Entry<TRecord>* const pInForce = bGood ? table[idOf(*pFresh->pRecord)].get() : nullptr;
-    // A PPS that waited stands behind one of its id that came later.
-    if (bGood && (pInForce == nullptr || pInForce->place.ulNumber < unit.place.ulNumber)) {
-        enter(table, std::move(pFresh));
+    if (pFresh == nullptr) {
+        noteUnread(event, unit);
         return;
     }
-    event.bSeenBefore = event.ulSameAs.has_value();
-    pUnentered = std::move(pFresh);
+    const bool bGood = pFresh->iRead == 0 && (m_options.bEnterUnverified || pFresh->iVerify == 0);
+    const Entry<TRecord>* const pInForce = bGood ? table.inForce(idOf(*pFresh->pRecord)) : nullptr;
+    // A PPS that waited stands behind one of its id that came later.
+    if (!bGood || (pInForce != nullptr && pInForce->place.ulNumber > unit.place.ulNumber)) {
+        event.bSeenBefore = event.ulSameAs.has_value();
+        table.keepUnentered(std::move(pFresh));
+        return;
+    }
+    const Entry<TRecord>& entry = *pFresh;
+    const std::unique_ptr<Entry<TRecord>> pBefore = table.enter(idOf(*entry.pRecord), std::move(pFresh));
+    onEntered(entry, pBefore.get());
 }
 
+// Null when the unit is refused.
 template <class TRecord>
 std::unique_ptr<Entry<TRecord>> CParameterSetTables::Impl::readFresh(ParameterSetEvent& event, const Unit& unit,
                                                                      const SpsInUse& sps)
 {
-    auto pFresh = std::make_unique<Entry<TRecord>>();
-    if (unit.bytes.size() <= MAX_KEPT_BYTES) {
-        pFresh->bytes.assign(unit.bytes.begin(), unit.bytes.end());
-        pFresh->uiHash = hashOf(unit.bytes);
+    if (m_account.isInDebt()) {
+        event.eRefusal = ERefusal::TooMuchWork;
+        return nullptr;
     }
+    auto pFresh = std::make_unique<Entry<TRecord>>();
+    m_reader.read(*pFresh, unit.bytes, sps.sps);
+    m_account.charge(pFresh->ulWork);
+    if (pFresh->bPictureTooLarge) {
+        event.eRefusal = ERefusal::PictureTooLarge;
+        event.spsOfPps = sps.sps;
+        return nullptr;
+    }
+
+    CSetTable<TRecord>::keepBytes(*pFresh, unit.bytes);
     pFresh->place = unit.place;
     pFresh->ulReading = ++m_ulReadings;
-    pFresh->sps = sps;
-    m_reader.read(*pFresh, unit.bytes, m_apSps.data());
+    pFresh->ulSpsReading = sps.ulReading;
+    pFresh->ulSpsContent = sps.ulContent;
     tell(event, *pFresh);
-
     pFresh->first = {unit.place.ulOffset, pFresh->ulReading};
     if (const std::optional<SeenSet> seen = m_seen.note(event, unit.bytes, sps.ulContent, pFresh->first)) {
         pFresh->first = *seen;
@@ -295,77 +272,41 @@ void CParameterSetTables::Impl::tell(ParameterSetEvent& event, const Entry<TReco
         show(event, *entry.pRecord);
 }
 
-template <class TRecord>
-void CParameterSetTables::Impl::enter(Table<TRecord>& table, std::unique_ptr<Entry<TRecord>> pEntry)
-{
-    const unsigned uiId = idOf(*pEntry->pRecord);
-    std::unique_ptr<Entry<TRecord>>& pSlot = table[uiId];
-    if (pSlot != nullptr)
-        m_idOfHash.erase(pSlot->uiHash);
-    if (!pEntry->bytes.empty())
-        m_idOfHash[pEntry->uiHash] = uiId;
-    onEnter(*pEntry);
-    pSlot = std::move(pEntry);
-}
-
-void CParameterSetTables::Impl::onEnter(const Entry<SPS>& entry)
+void CParameterSetTables::Impl::onEntered(const Entry<SPS>& entry, const Entry<SPS>* pBefore)
 {
     const unsigned uiId = idOf(*entry.pRecord);
-    const Entry<SPS>* const pBefore = m_spsEntries[uiId].get();
     if (pBefore == nullptr) {
         m_arrivedSps = uiId;
-    } else if (pBefore->first.ulContent != entry.first.ulContent) {
-        CStalePpsWatch::PpsIdSet ppsIds;
-        for (const std::unique_ptr<Entry<PPS>>& pPps : m_ppsEntries) {
-            if (pPps != nullptr && pPps->pRecord->pps_seq_parameter_set_id == uiId &&
-                pPps->sps.ulContent != entry.first.ulContent)
-                ppsIds.set(idOf(*pPps->pRecord));
-        }
-        m_staleWatch.onReplaced(uiId, entry.place.ulOffset, ppsIds);
+        return;
     }
-    m_apSps[uiId] = entry.pRecord.get();
+    if (pBefore->first.ulContent == entry.first.ulContent)
+        return;
+    CStalePpsWatch::PpsIdSet ppsIds;
+    for (unsigned i = 0; i < PPS_IDS; ++i) {
+        const Entry<PPS>* const pPps = m_ppss.inForce(i);
+        ppsIds.set(i,
+                   pPps != nullptr && pPps->pRecord->pps_seq_parameter_set_id == uiId &&
+                       pPps->ulSpsContent != entry.first.ulContent);
+    }
+    m_staleWatch.onReplaced(uiId, entry.place.ulOffset, ppsIds);
 }
 
-void CParameterSetTables::Impl::onEnter(const Entry<PPS>& entry)
+void CParameterSetTables::Impl::onEntered(const Entry<PPS>& entry, const Entry<PPS>* pBefore)
 {
-    const unsigned uiId = idOf(*entry.pRecord);
-    if (const Entry<PPS>* const pBefore = m_ppsEntries[uiId].get())
-        m_staleWatch.onSentAgain(pBefore->pRecord->pps_seq_parameter_set_id, uiId);
-}
-
-template <class TRecord>
-Entry<TRecord>* CParameterSetTables::Impl::findRepeat(const Table<TRecord>& table,
-                                                      std::span<const unsigned char> nalUnit, const SpsInUse& sps) const
-{
-    if (nalUnit.size() > MAX_KEPT_BYTES)
-        return nullptr;
-    const auto position = m_idOfHash.find(hashOf(nalUnit));
-    if (position == m_idOfHash.end() || position->second >= table.size())
-        return nullptr;
-    Entry<TRecord>* const pEntry = table[position->second].get();
-    const bool bRepeat =
-        pEntry != nullptr && std::ranges::equal(pEntry->bytes, nalUnit) && pEntry->sps.ulReading == sps.ulReading;
-    return bRepeat ? pEntry : nullptr;
+    if (pBefore != nullptr)
+        m_staleWatch.onSentAgain(pBefore->pRecord->pps_seq_parameter_set_id, idOf(*entry.pRecord));
 }
 
 void CParameterSetTables::Impl::clear() noexcept
 {
-    const auto empty = [](auto& table) {
-        for (auto& pEntry : table)
-            pEntry.reset();
-    };
-    empty(m_vpsEntries);
-    empty(m_spsEntries);
-    empty(m_ppsEntries);
-    m_apSps.fill(nullptr);
-    m_pUnenteredVps.reset();
-    m_pUnenteredSps.reset();
-    m_pUnenteredPps.reset();
-    m_idOfHash.clear();
+    m_vpss.clear();
+    m_spss.clear();
+    m_ppss.clear();
     m_seen.clear();
     m_waiting.clear();
     m_arrivedSps.reset();
     m_staleWatch.clear();
+    m_account.clear();
     m_ulUnits = 0;
     m_ulReadings = 0;
 }
@@ -407,6 +348,11 @@ const SPS* CParameterSetTables::sps(unsigned uiId) const noexcept
 const PPS* CParameterSetTables::pps(unsigned uiId) const noexcept
 {
     return m_pImpl->pps(uiId);
+}
+
+void CParameterSetTables::skipBytes(std::uint64_t ulBytes) noexcept
+{
+    m_pImpl->skipBytes(ulBytes);
 }
 
 void CParameterSetTables::clear() noexcept

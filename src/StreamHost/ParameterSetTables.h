@@ -57,6 +57,10 @@ public:
     /// further one.
     std::optional<ParameterSetEvent> nextWithoutSps();
 
+    /// Bytes of the stream that are not given to readNalUnit. All bytes pay for the work that parameter sets
+    /// cost beyond their own (the tables of a large picture): what is not paid for is refused.
+    void skipBytes(std::uint64_t ulBytes) noexcept;
+
     /// SPSs that were replaced while PPSs that were read against the old one were not sent again, in the
     /// order of their offsets; 1,024 of them at most.
     [[nodiscard]] std::vector<StalePps> stalePps() const;

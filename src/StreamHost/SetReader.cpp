@@ -1,10 +1,12 @@
 #include "SetReader.h"
 
 #include <algorithm>
+#include <array>
 #include <new>
 
 #include "ModuleLog.h"
 #include "NalUnit.h"
+#include "WorkAccount.h"
 
 namespace h265_stream {
 
@@ -99,27 +101,45 @@ void CSetReader::readWithLog(ReadSet<TRecord>& set, std::span<const unsigned cha
     set.iRead = withBitReader(payloadOf(nalUnit), [&](auto* pBS) { return read(pRecord, pBS); });
     if (set.iRead == 0)
         set.iVerify = pVerify(pRecord);
+    set.ulWork = capture.lineCount() * WORK_OF_LOG_LINE;
 }
 
-void CSetReader::read(ReadSet<VPS>& set, std::span<const unsigned char> nalUnit, SPS** /* apSps */)
+void CSetReader::read(ReadSet<VPS>& set, std::span<const unsigned char> nalUnit, SPS* /* sps */)
 {
     readWithLog<VPS>(set, nalUnit, createVPS, h265_codec::verifyVPS, [](VPS* vps, auto* pBS) {
         return h265_codec::readVPS(vps, pBS);
     });
 }
 
-void CSetReader::read(ReadSet<SPS>& set, std::span<const unsigned char> nalUnit, SPS** /* apSps */)
+void CSetReader::read(ReadSet<SPS>& set, std::span<const unsigned char> nalUnit, SPS* /* sps */)
 {
     readWithLog<SPS>(set, nalUnit, h265_codec::createSPS, h265_codec::verifySPS, [this](SPS* sps, auto* pBS) {
         return h265_codec::readSPS(sps, pBS, m_pPool.get());
     });
+    if (set.pRecord != nullptr)
+        set.ulWork += workOf(*set.pRecord);
 }
 
-void CSetReader::read(ReadSet<PPS>& set, std::span<const unsigned char> nalUnit, SPS** apSps)
+// Nothing but the tile tables takes the picture's size from the SPS: against a copy without CTBs a PPS is
+// read in full, but for tables of no size.
+void CSetReader::read(ReadSet<PPS>& set, std::span<const unsigned char> nalUnit, SPS* sps)
 {
+    const bool bTooLarge = sps != nullptr && ctbsOf(*sps) > m_options.uiMaxCtbs;
+    SPS used = sps != nullptr ? *sps : SPS{};
+    if (bTooLarge) {
+        used.PicWidthInCtbsY = 0;
+        used.PicHeightInCtbsY = 0;
+    }
+    std::array<SPS*, 256> apSps{};
+    if (sps != nullptr)
+        apSps[sps->sps_seq_parameter_set_id] = &used;
     readWithLog<PPS>(set, nalUnit, h265_codec::createPPS, h265_codec::verifyPPS, [&](PPS* pps, auto* pBS) {
-        return h265_codec::readPPS(pps, apSps, pBS, m_pPool.get());
+        return h265_codec::readPPS(pps, apSps.data(), pBS, m_pPool.get());
     });
+    if (set.pRecord == nullptr)
+        return;
+    set.ulWork += workOf(*set.pRecord, used);
+    set.bPictureTooLarge = bTooLarge && set.pRecord->tiles_enabled_flag;
 }
 
 } // namespace h265_stream

@@ -28,6 +28,8 @@ template <class TRecord>
 struct ReadSet
 {
     std::unique_ptr<TRecord, RecordDeleter> pRecord; // of a reading that failed: fit for nothing else than its end
+    bool bPictureTooLarge = false; // of a PPS: no tables were built, the record has none of its values
+    std::uint64_t ulWork = 0;      // see CWorkAccount
     int iRead = 0;
     std::optional<int> iVerify; // none unless iRead is 0
     std::vector<std::string> logLines;
@@ -45,10 +47,10 @@ public:
     /// The ids in front of a PPS, as its reading finds them; none when it ends within them.
     std::optional<PpsIds> ppsIdsOf(std::span<const unsigned char> nalUnit);
 
-    /// Reads and verifies one set. apSps: the 256 SPSs in force, null where there is none.
-    void read(ReadSet<h265_codec::VPS>& set, std::span<const unsigned char> nalUnit, h265_codec::SPS** apSps);
-    void read(ReadSet<h265_codec::SPS>& set, std::span<const unsigned char> nalUnit, h265_codec::SPS** apSps);
-    void read(ReadSet<h265_codec::PPS>& set, std::span<const unsigned char> nalUnit, h265_codec::SPS** apSps);
+    /// Reads and verifies one set, a PPS against its SPS; null when that has not come. A VPS or SPS needs none.
+    void read(ReadSet<h265_codec::VPS>& set, std::span<const unsigned char> nalUnit, h265_codec::SPS* sps);
+    void read(ReadSet<h265_codec::SPS>& set, std::span<const unsigned char> nalUnit, h265_codec::SPS* sps);
+    void read(ReadSet<h265_codec::PPS>& set, std::span<const unsigned char> nalUnit, h265_codec::SPS* sps);
 
     [[nodiscard]] const tq_util::TMemPool* pool() const noexcept { return m_pPool.get(); }
 

@@ -25,7 +25,7 @@ std::optional<WaitingPps> CWaitingPpsList::takeFirst()
     return take(m_units.begin());
 }
 
-std::optional<WaitingPps> CWaitingPpsList::take(std::deque<WaitingPps>::iterator position)
+std::optional<WaitingPps> CWaitingPpsList::take(const std::deque<WaitingPps>::iterator& position)
 {
     if (position == m_units.end())
         return std::nullopt;

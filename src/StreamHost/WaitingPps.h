@@ -51,7 +51,7 @@ public:
     static constexpr std::size_t MAX_BYTES = std::size_t{1} << 20;
 
 private:
-    std::optional<WaitingPps> take(std::deque<WaitingPps>::iterator position);
+    std::optional<WaitingPps> take(const std::deque<WaitingPps>::iterator& position);
 
     std::deque<WaitingPps> m_units;
     std::size_t m_uiBytes = 0; // of all of them
