@@ -121,7 +121,8 @@ TEST(WorkAccount, TakesTheLargestPictureInTheSmallestCtbs)
     EXPECT_EQ(tables.readNalUnit(tiledPps(0)).eRefusal, ERefusal::PictureTooLarge);
 }
 
-// The first sets take the whole credit; then each picture has to pay for its own. Two bins for each CTB, 0.035 bits together: fewer bytes no picture has.
+// The first sets take the whole credit; then each picture has to pay for its own. Two bins for each CTB, 0.035 bits
+// together: fewer bytes no picture has.
 StreamSummary readLegalStream(unsigned uiWidth, unsigned uiHeight, unsigned uiFirstSets, unsigned uiPictures)
 {
     const std::size_t uiCtbs = std::size_t{(uiWidth + 15) / 16} * ((uiHeight + 15) / 16);
@@ -203,12 +204,12 @@ TEST(WorkAccount, ReadsOnOnceTheDebtIsPaid)
 
 TEST(WorkAccount, ChargesSlicesBytesWhereTheyStand)
 {
-    // The slice behind the last PPS does not pay for it.
-    Bytes stream = byteStream({spsUnit(16384, 8704)});
-    for (unsigned i = 0; i < 80; ++i)
-        append(stream, tiledPps(i));
+    Bytes stream = byteStream({spsUnit(64, 64)});
+    for (unsigned i = 0; i < 12; ++i)
+        append(stream, tiledPps(i, 1024, 1024));
     const unsigned uiRefused = outcomeOf(stream).uiRefused;
     EXPECT_GT(uiRefused, 0U);
+    // A slice behind the last PPS does not pay for it; one in front does, as any bytes do.
     EXPECT_EQ(outcomeOf(joined({stream, byteStream({slice(100'000)})})).uiRefused, uiRefused);
     EXPECT_EQ(outcomeOf(joined({byteStream({slice(100'000)}), stream})).uiRefused, 0U);
     EXPECT_EQ(outcomeOf(joined({Bytes(100'000, 0xff), stream})).uiRefused, 0U);
