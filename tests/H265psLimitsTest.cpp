@@ -14,6 +14,7 @@
 #include <nlohmann/json.hpp>
 
 #include "H265psProgram.h"
+#include "NalUnitWriter.h"
 #include "SyntaxWriters.h"
 
 // What the program makes of sets that hold more than a record keeps, a screen shows or memory takes.
@@ -188,7 +189,7 @@ TEST(H265psLimits, AGridTooLargeForAScreenIsCutAndSaysSo)
     EXPECT_EQ(record["TileId"].size(), 511U);
 }
 
-TEST(H265psLimits, TablesThatNeedTooMuchMemoryAreAnErrorOfTheSet)
+TEST(H265psLimits, TablesOfAPictureAboveEveryLevelAreAnErrorOfTheSet)
 {
     SpsSyntax sps;
     sps.pic_width_in_luma_samples = 65535;
@@ -199,8 +200,28 @@ TEST(H265psLimits, TablesThatNeedTooMuchMemoryAreAnErrorOfTheSet)
     const CStreamFile stream(sps, pps);
     const ChildResult result = h265ps({stream.name()});
     EXPECT_EQ(result.iExitCode, 1);
-    EXPECT_TRUE(std::regex_search(result.error, std::regex("PPS not read: .*more memory"))) << result.error;
+    EXPECT_TRUE(std::regex_search(result.error, std::regex("PPS not read: .*more coding tree blocks"))) << result.error;
     EXPECT_TRUE(stream.lastRecord().is_null());
+}
+
+// Each PPS in force has tables of 24 MiB.
+TEST(H265psLimits, TablesThatNeedTooMuchMemoryAreAnErrorOfTheSet)
+{
+    SpsSyntax sps;
+    sps.pic_width_in_luma_samples = 16384;
+    sps.pic_height_in_luma_samples = 16384;
+    sps.log2_diff_max_min_luma_coding_block_size = 1;
+    PpsSyntax pps;
+    pps.tiles = TilesSyntax();
+    Bytes bytes = byteStream({nalUnit(33, write(sps))});
+    for (unsigned i = 0; i < 20; ++i) {
+        pps.pps_pic_parameter_set_id = i;
+        bytes = joined({bytes, byteStream({nalUnit(34, write(pps))})});
+    }
+    const CStreamFile stream(std::string(bytes.begin(), bytes.end()));
+    const ChildResult result = h265ps({stream.name()});
+    EXPECT_EQ(result.iExitCode, 1);
+    EXPECT_TRUE(std::regex_search(result.error, std::regex("PPS not read: .*more memory"))) << result.error;
 }
 
 #ifdef H265PS_SANITIZED
