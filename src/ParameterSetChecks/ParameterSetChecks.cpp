@@ -125,8 +125,8 @@ void tellStop(const Stop& stop, CFindings& findings)
     findings.add(std::move(finding));
 }
 
-// Gives the findings their places. Of a set that was not read to its end, what is said of elements that were
-// not read is no finding.
+// Gives the findings their places. What is said of elements that are not there is no finding: of a set that was
+// not read to its end, or of values that a structure has from the set that it held before.
 template <class TSet>
 void finish(const TSet& set, const CNalUnit& nalUnit, CFindings& findings)
 {
@@ -134,11 +134,10 @@ void finish(const TSet& set, const CNalUnit& nalUnit, CFindings& findings)
     if (!all.empty()) {
         CBitFinder finder(all);
         trace(set, finder, &nalUnit);
-    }
-    if (set.stop) {
         findings.dropIf([](const Finding& finding) { return !finding.ulBit && !finding.element.empty(); });
-        tellStop(set.stop, findings);
     }
+    if (set.stop)
+        tellStop(set.stop, findings);
     std::stable_sort(all.begin(), all.end(), [](const Finding& a, const Finding& b) {
         return a.ulBit.value_or(UINT64_MAX) < b.ulBit.value_or(UINT64_MAX);
     });

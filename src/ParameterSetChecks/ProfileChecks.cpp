@@ -53,7 +53,7 @@ unsigned maxBitDepth(const ProfileTierLevel& ptl, unsigned uiProfile)
     return ptl.general_max_8bit_constraint_flag    ? 8
            : ptl.general_max_10bit_constraint_flag ? 10
            : ptl.general_max_12bit_constraint_flag ? 12
-           : ptl.general_max_14bit_constraint_flag ? 14
+           : isMax14Bit(ptl)                       ? 14
                                                    : 16;
 }
 
@@ -69,8 +69,9 @@ unsigned maxChromaFormat(const ProfileTierLevel& ptl, unsigned uiProfile)
 
 void checkFormat(const SequenceParameterSet& s, const Claim& claim, CChecks& checks)
 {
+    constexpr unsigned MAX_DEPTH_MINUS8 = 8; // above, it is forbidden anyway
     const unsigned uiMaxDepth = maxBitDepth(s.profile_tier_level, claim.uiProfile) - 8;
-    SHALL(s.bit_depth_luma_minus8 <= uiMaxDepth,
+    SHALL(s.bit_depth_luma_minus8 <= uiMaxDepth || s.bit_depth_luma_minus8 > MAX_DEPTH_MINUS8,
           BLAME(bit_depth_luma_minus8),
           claim.pClause,
           say("at most ", uiMaxDepth),
@@ -80,7 +81,7 @@ void checkFormat(const SequenceParameterSet& s, const Claim& claim, CChecks& che
           claim.name,
           " allows ",
           uiMaxDepth + 8);
-    SHALL(s.bit_depth_chroma_minus8 <= uiMaxDepth,
+    SHALL(s.bit_depth_chroma_minus8 <= uiMaxDepth || s.bit_depth_chroma_minus8 > MAX_DEPTH_MINUS8,
           BLAME(bit_depth_chroma_minus8),
           claim.pClause,
           say("at most ", uiMaxDepth),

@@ -79,16 +79,17 @@ void checkSubLayerProfile(const ProfileTierLevel& s, unsigned i, CChecks& checks
         if (isReserved(j) && s.sub_layer_profile_compatibility_flag[i][j] && j != uiProfile)
             checks.reserved(BLAME_2(sub_layer_profile_compatibility_flag, i, j), "7.4.4", "0");
     }
+    // Their names have no index in the table.
     const auto zero = [&](const Blamed& blamed) {
         if (blamed.iValue != 0)
             checks.reserved(blamed, "7.4.4", "0");
     };
-    zero(BLAME_1(sub_layer_reserved_zero_33bits, i));
-    zero(BLAME_1(sub_layer_reserved_zero_34bits, i));
-    zero(BLAME_1(sub_layer_reserved_zero_7bits, i));
-    zero(BLAME_1(sub_layer_reserved_zero_35bits, i));
-    zero(BLAME_1(sub_layer_reserved_zero_43bits, i));
-    zero(BLAME_1(sub_layer_reserved_zero_bit, i));
+    zero(Blamed("sub_layer_reserved_zero_33bits", static_cast<std::int64_t>(s.sub_layer_reserved_zero_33bits[i])));
+    zero(Blamed("sub_layer_reserved_zero_34bits", static_cast<std::int64_t>(s.sub_layer_reserved_zero_34bits[i])));
+    zero(Blamed("sub_layer_reserved_zero_7bits", static_cast<std::int64_t>(s.sub_layer_reserved_zero_7bits[i])));
+    zero(Blamed("sub_layer_reserved_zero_35bits", static_cast<std::int64_t>(s.sub_layer_reserved_zero_35bits[i])));
+    zero(Blamed("sub_layer_reserved_zero_43bits", static_cast<std::int64_t>(s.sub_layer_reserved_zero_43bits[i])));
+    zero(Blamed("sub_layer_reserved_zero_bit", static_cast<std::int64_t>(s.sub_layer_reserved_zero_bit[i])));
 }
 
 bool isLevel(unsigned level_idc)
@@ -143,10 +144,18 @@ void checkProfileTierLevel(const ProfileTierLevel& s, unsigned uiMaxSubLayersMin
     }
 }
 
+bool isMax14Bit(const ProfileTierLevel& s) noexcept
+{
+    const auto isOneOf = [&](auto... profiles) {
+        return ((s.general_profile_idc == profiles || s.general_profile_compatibility_flag[profiles]) || ...);
+    };
+    return s.general_max_14bit_constraint_flag && isOneOf(5U, 9U, 10U, 11U);
+}
+
 ConstraintFlags constraintFlags(const ProfileTierLevel& s) noexcept
 {
     const auto flag = [](bool b) { return b ? '1' : '0'; };
-    return {{flag(s.general_max_14bit_constraint_flag),
+    return {{flag(isMax14Bit(s)),
              flag(s.general_max_12bit_constraint_flag),
              flag(s.general_max_10bit_constraint_flag),
              flag(s.general_max_8bit_constraint_flag),

@@ -14,6 +14,9 @@ void checkProfileTierLevel(const ProfileTierLevel& s, unsigned uiMaxSubLayersMin
 /// The general_ flags that tell profiles of one idc apart.
 [[nodiscard]] ConstraintFlags constraintFlags(const ProfileTierLevel& s) noexcept;
 
+/// general_max_14bit_constraint_flag, where it is coded: the profiles that have it are few.
+[[nodiscard]] bool isMax14Bit(const ProfileTierLevel& s) noexcept;
+
 /// Whether a set claims to conform to a profile: by its general_profile_idc or a compatibility flag.
 [[nodiscard]] bool claims(const ProfileTierLevel& s, unsigned uiProfile) noexcept;
 

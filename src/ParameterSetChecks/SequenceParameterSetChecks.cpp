@@ -176,7 +176,7 @@ void checkPcm(const SequenceParameterSet& s, CChecks& checks)
           ulLeast,
           " to 2^",
           ulMost);
-    SHALL(Log2MaxIpcmCbSizeY <= ulMost,
+    SHALL(Log2MaxIpcmCbSizeY <= ulMost || Log2MinIpcmCbSizeY > ulMost,
           BLAME(log2_diff_max_min_pcm_luma_coding_block_size),
           "7.4.3.2.1",
           say("a largest PCM block of at most 2^", ulMost),

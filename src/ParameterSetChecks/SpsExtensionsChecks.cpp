@@ -32,7 +32,7 @@ void checkScc(const SpsSccExtension& s, CChecks checks)
               "0",
               "a palette of no entries has no initial ones");
         const std::uint64_t ulMost = PaletteMaxPredictorSize(s);
-        SHALL(!s.sps_palette_predictor_initializers_present_flag ||
+        SHALL(s.palette_max_size == 0 || !s.sps_palette_predictor_initializers_present_flag ||
                   s.sps_num_palette_predictor_initializers_minus1 < ulMost,
               BLAME(sps_num_palette_predictor_initializers_minus1),
               "7.4.3.2.3",

@@ -80,12 +80,13 @@ void checkSignalType(const SequenceParameterSet& sps, const VuiParameters& s, CC
 void checkFields(const SequenceParameterSet& sps, const VuiParameters& s, CChecks& checks)
 {
     const ProfileTierLevel& ptl = sps.profile_tier_level;
-    SHALL(!ptl.general_frame_only_constraint_flag || !s.field_seq_flag,
+    const bool bOwn = !sps.MultiLayerExtSpsFlag; // else the VPS has it
+    SHALL(!bOwn || !ptl.general_frame_only_constraint_flag || !s.field_seq_flag,
           BLAME(field_seq_flag),
           "E.3.1",
           "0",
           "the pictures are fields, but general_frame_only_constraint_flag says frames only");
-    const bool bMixed = ptl.general_progressive_source_flag && ptl.general_interlaced_source_flag;
+    const bool bMixed = bOwn && ptl.general_progressive_source_flag && ptl.general_interlaced_source_flag;
     SHALL(s.frame_field_info_present_flag || !(s.field_seq_flag || bMixed),
           BLAME(frame_field_info_present_flag),
           "E.3.1",

@@ -1,0 +1,97 @@
+// A.4: what levels allow.
+
+#include "ChecksTable.h"
+#include "Levels.h"
+
+using namespace h265_syntax;
+using namespace h265_test;
+
+namespace {
+
+#define PTL "profile_tier_level."
+#define SIZE(W, H) "pic_width_in_luma_samples=" #W " pic_height_in_luma_samples=" #H " "
+// Level 3.1: 983040 samples, sides up to 2804
+// clang-format off
+const ChecksRow ROWS[] = {
+    {SIZE(1280, 768), ""},
+    {SIZE(1280, 776), "error pic_width_in_luma_samples [A.4.1]"},
+    {SIZE(2800, 344), ""},
+    {SIZE(2808, 344), "error pic_width_in_luma_samples [A.4.1]"},
+    {SIZE(344, 2808), "error pic_height_in_luma_samples [A.4.1]"},
+    {SIZE(344, 2800), ""},
+    // 6 pictures of the full size, 8 of three quarters, 12 of a half, 16 of a quarter
+    {SIZE(1280, 768) "sps_max_dec_pic_buffering_minus1[0]=5", ""},
+    {SIZE(1280, 768) "sps_max_dec_pic_buffering_minus1[0]=6", "error sps_max_dec_pic_buffering_minus1[0] [A.4.2]"},
+    {SIZE(1280, 576) "sps_max_dec_pic_buffering_minus1[0]=7", ""},
+    {SIZE(1280, 576) "sps_max_dec_pic_buffering_minus1[0]=8", "error sps_max_dec_pic_buffering_minus1[0] [A.4.2]"},
+    {SIZE(1280, 384) "sps_max_dec_pic_buffering_minus1[0]=11", ""},
+    {SIZE(1280, 384) "sps_max_dec_pic_buffering_minus1[0]=12", "error sps_max_dec_pic_buffering_minus1[0] [A.4.2]"},
+    {SIZE(1280, 192) "sps_max_dec_pic_buffering_minus1[0]=15", ""},
+    {SIZE(1280, 200) "sps_max_dec_pic_buffering_minus1[0]=12", "error sps_max_dec_pic_buffering_minus1[0] [A.4.2]"},
+    // 33177600 samples a second
+    {SIZE(1280, 720) "vui_parameters_present_flag=1 vui_parameters.vui_timing_info_present_flag=1 vui_parameters.vui_num_units_in_tick=1 vui_parameters.vui_time_scale=36", ""},
+    {SIZE(1280, 720) "vui_parameters_present_flag=1 vui_parameters.vui_timing_info_present_flag=1 vui_parameters.vui_num_units_in_tick=1 vui_parameters.vui_time_scale=37", "warning vui_parameters.vui_time_scale [A.4.2]"},
+    {SIZE(8192, 8192) PTL"general_level_idc=255", ""},
+};
+
+// Screen content profiles start from seven pictures.
+const ChecksRow SCREEN_ROWS[] = {
+    {"sps_max_dec_pic_buffering_minus1[0]=6", ""},
+    {"sps_max_dec_pic_buffering_minus1[0]=7", "error sps_max_dec_pic_buffering_minus1[0] [A.4.2]"},
+};
+
+// Level 3.1: three rows and columns; 832x480 of CTBs of 16
+const ChecksRow TILE_ROWS[] = {
+    {"tiles_enabled_flag=1 num_tile_columns_minus1=2 num_tile_rows_minus1=2", ""},
+    {"tiles_enabled_flag=1 num_tile_columns_minus1=3", "error num_tile_columns_minus1 [A.4.1]"},
+    {"tiles_enabled_flag=1 num_tile_rows_minus1=3", "error num_tile_rows_minus1 [A.4.1]"},
+};
+// clang-format on
+
+TEST(LevelChecks, HoldSizePictureBufferAndRate)
+{
+    expectSpsRows(with(legalSps(), PTL "general_level_idc=93"), ROWS);
+}
+
+TEST(LevelChecks, GiveScreenContentOnePictureMore)
+{
+    expectSpsRows(with(legalSps(),
+                       SIZE(1280, 768) PTL "general_level_idc=93 " PTL "general_profile_compatibility_flag[4]=0 " PTL
+                                           "general_profile_idc=9 " PTL "general_profile_compatibility_flag[9]=1 " PTL
+                                           "general_max_14bit_constraint_flag=1 " PTL
+                                           "general_max_12bit_constraint_flag=1 " PTL
+                                           "general_max_10bit_constraint_flag=1 " PTL
+                                           "general_max_8bit_constraint_flag=1 " PTL
+                                           "general_intra_constraint_flag=0 " PTL
+                                           "general_lower_bit_rate_constraint_flag=1"),
+                  SCREEN_ROWS);
+}
+
+TEST(LevelChecks, HoldTheTilesOfAPps)
+{
+    const SequenceParameterSet sps = with(legalSps(), SIZE(1280, 512) PTL "general_level_idc=93");
+    expectPpsRows(legalPps(), TILE_ROWS, &sps);
+}
+
+TEST(LevelChecks, NameTheLowestLevelThatWouldDo)
+{
+    SequenceParameterSet sps = with(legalSps(), SIZE(4096, 2160) PTL "general_level_idc=93");
+    std::vector<unsigned char> bytes;
+    ASSERT_FALSE(write(sps, bytes));
+    CFindings findings;
+    check(sps, CNalUnit(bytes), nullptr, findings);
+    ASSERT_EQ(findings.all().size(), 2U);
+    EXPECT_NE(findings.all()[0].message.find("level 5 would do"), std::string::npos) << findings.all()[0].message;
+}
+
+// Tables A.8 and A.9, and the side lengths that follow.
+TEST(LevelChecks, KnowTheSidesOfLevels)
+{
+    EXPECT_EQ(maxSideLength(*findLevel(30)), 543U);
+    EXPECT_EQ(maxSideLength(*findLevel(120)), 4222U);
+    EXPECT_EQ(maxSideLength(*findLevel(186)), 16888U);
+    EXPECT_EQ(findLevel(255), nullptr);
+    EXPECT_EQ(findLevel(31), nullptr);
+}
+
+} // namespace
