@@ -95,6 +95,8 @@ public:
     {
         if (element.iValue != 0 || !std::string_view(element.pName).ends_with("_alignment_bit_equal_to_one"))
             return true;
+        if (m_findings.errorOf(element.pName, element.structure) != nullptr)
+            return true;
         const bool bVui = !element.structure.empty();
         CChecks(m_findings, std::string(element.structure))
             .error(Blamed(element.pName, 0), bVui ? "F.7.4.3.1.1" : "7.4.3.1", "1", say(element.pName, " is 0, not 1"));

@@ -50,6 +50,7 @@ void checkMultilayer(const PpsMultilayerExtension& s, CChecks checks)
     constexpr std::int64_t OFFSET = 1 << 14;
     if (s.pps_infer_scaling_list_flag)
         RANGE(pps_scaling_list_ref_layer_id, 0, 62, "F.7.4.3.3.4");
+    RANGE(num_ref_loc_offsets, 0, MAX_REF_LOC_OFFSETS, "F.7.4.3.3.4");
     for (unsigned i = 0; i < std::min(s.num_ref_loc_offsets, MAX_REF_LOC_OFFSETS); ++i) {
         const auto blame = [&](const char* pName, std::int64_t iValue) {
             return Blamed(pName, iValue, s.ref_loc_offset_layer_id[i]);
@@ -89,12 +90,14 @@ void checkColourMapping(const ColourMappingTable& s, CChecks checks)
     RANGE(chroma_bit_depth_cm_input_minus8, 0, 8, "F.7.4.3.3.5");
     RANGE(luma_bit_depth_cm_output_minus8, 0, 8, "F.7.4.3.3.5");
     RANGE(chroma_bit_depth_cm_output_minus8, 0, 8, "F.7.4.3.3.5");
-    SHALL(s.luma_bit_depth_cm_output_minus8 >= s.luma_bit_depth_cm_input_minus8,
+    SHALL(s.luma_bit_depth_cm_input_minus8 > 8 ||
+              s.luma_bit_depth_cm_output_minus8 >= s.luma_bit_depth_cm_input_minus8,
           BLAME(luma_bit_depth_cm_output_minus8),
           "F.7.4.3.3.5",
           say("at least ", s.luma_bit_depth_cm_input_minus8),
           "colour mapping does not lower the luma bit depth");
-    SHALL(s.chroma_bit_depth_cm_output_minus8 >= s.chroma_bit_depth_cm_input_minus8,
+    SHALL(s.chroma_bit_depth_cm_input_minus8 > 8 ||
+              s.chroma_bit_depth_cm_output_minus8 >= s.chroma_bit_depth_cm_input_minus8,
           BLAME(chroma_bit_depth_cm_output_minus8),
           "F.7.4.3.3.5",
           say("at least ", s.chroma_bit_depth_cm_input_minus8),

@@ -134,6 +134,9 @@ void checkOutputLayerSets(const VideoParameterSet& vps, CChecks& checks)
         if (layers.NumLayerSets > 2 && i >= layers.NumLayerSets)
             RANGE_1(layer_set_idx_for_ols_minus1, i, 0, layers.NumLayerSets - std::int64_t{2}, "F.7.4.3.1.1");
         const OutputLayers& ols = layers.aOls[i];
+        if (ols.OlsIdxToLsIdx >= layers.LayerSetLayerIdList.size() ||
+            layers.LayerSetLayerIdList[ols.OlsIdxToLsIdx].uiCount == 0)
+            continue;
         SHOULD(ols.uiOutputLayerFlags != 0,
                Blamed{},
                "F.7.4.3.1.1",
@@ -141,8 +144,6 @@ void checkOutputLayerSets(const VideoParameterSet& vps, CChecks& checks)
                "output layer set ",
                i,
                " outputs no layer");
-        if (ols.OlsIdxToLsIdx >= layers.LayerSetLayerIdList.size())
-            continue;
         for (unsigned j = 0; j < layers.LayerSetLayerIdList[ols.OlsIdxToLsIdx].uiCount; ++j) {
             const bool bCoded = (ols.uiNecessaryLayerFlags >> j & 1) != 0 && s.vps_num_profile_tier_level_minus1 > 0;
             if (bCoded)

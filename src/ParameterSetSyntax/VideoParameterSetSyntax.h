@@ -43,7 +43,7 @@ struct VideoParameterSet
     std::vector<unsigned char> cprms_present_flag;
     std::vector<HrdParameters> hrd_parameters;
     bool vps_extension_flag = false;
-    bool vps_extension_alignment_bit_equal_to_one[8] = {};
+    bool vps_extension_alignment_bit_equal_to_one[8] = {true, true, true, true, true, true, true, true};
     Part<VpsExtension> vps_extension;
     Part<LayerVariables> layers; // derived, when there is a vps_extension( )
     bool vps_extension2_flag = false;

@@ -83,7 +83,7 @@ struct VpsExtension
     std::uint32_t vps_non_vui_extension_length = 0;                    // ue(v), 0 to 4096
     std::vector<std::uint16_t> vps_non_vui_extension_data_byte;        // u(8); entry 0 is not coded
     bool vps_vui_present_flag = false;
-    bool vps_vui_alignment_bit_equal_to_one[8] = {};
+    bool vps_vui_alignment_bit_equal_to_one[8] = {true, true, true, true, true, true, true, true};
     Part<VpsVui> vps_vui;
 };
 

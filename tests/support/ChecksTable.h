@@ -107,8 +107,8 @@ std::string toldOf(const TSet& set, const h265_syntax::CFindings& findings)
         text += (finding.element.empty() ? "-" : pathOf(finding)) + " [" + finding.clause + "]";
         EXPECT_FALSE(finding.message.empty()) << text;
         EXPECT_FALSE(finding.message.ends_with('.')) << finding.message;
-        if (finding.element.empty())
-            continue;
+        if (finding.element.empty() || finding.clause == "7.3")
+            continue; // of no element, or of one that could not be read
         // It stands where a trace has it, with the value that it has there.
         const Located place = locate(set, pathOf(finding), finding.iValue);
         EXPECT_NE(place.ulBit, UINT64_MAX) << textOf(finding);
