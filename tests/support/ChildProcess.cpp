@@ -75,6 +75,15 @@ std::vector<char*> pointersTo(std::vector<std::string>& texts)
     return pointers;
 }
 
+// The child's end of a new pseudo-terminal; iOurEnd is set to ours.
+int openTerminal(int& iOurEnd)
+{
+    iOurEnd = check(::posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC), "posix_openpt");
+    check(::grantpt(iOurEnd), "grantpt");
+    check(::unlockpt(iOurEnd), "unlockpt");
+    return check(::open(::ptsname(iOurEnd), O_RDWR | O_NOCTTY), "pseudo-terminal");
+}
+
 // The child's end of its standard output; iOurEnd is set to ours where there is one.
 int openOutput(EChildOutput eOutput, std::FILE* pCapture, int& iOurEnd)
 {
@@ -92,10 +101,7 @@ int openOutput(EChildOutput eOutput, std::FILE* pCapture, int& iOurEnd)
     case EChildOutput::Terminal:
         break;
     }
-    iOurEnd = check(::posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC), "posix_openpt");
-    check(::grantpt(iOurEnd), "grantpt");
-    check(::unlockpt(iOurEnd), "unlockpt");
-    return check(::open(::ptsname(iOurEnd), O_RDWR | O_NOCTTY), "pseudo-terminal");
+    return openTerminal(iOurEnd);
 }
 
 // Between fork and exec: calls that are safe there only.
@@ -112,6 +118,22 @@ int openOutput(EChildOutput eOutput, std::FILE* pCapture, int& iOurEnd)
 }
 
 } // namespace
+
+bool hasPseudoTerminals()
+{
+    int iOurEnd = -1;
+    int iTheirEnd = -1;
+    try {
+        iTheirEnd = openTerminal(iOurEnd);
+    } catch (const std::runtime_error&) {
+        // told by iTheirEnd
+    }
+    if (iOurEnd >= 0)
+        ::close(iOurEnd);
+    if (iTheirEnd >= 0)
+        ::close(iTheirEnd);
+    return iTheirEnd >= 0;
+}
 
 ChildResult runChild(const std::string& program, const std::vector<std::string>& arguments, const ChildSetup& setup)
 {

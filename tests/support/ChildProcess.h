@@ -29,6 +29,9 @@ struct ChildSetup
     EChildOutput eOutput = EChildOutput::Captured;
 };
 
+/// Whether EChildOutput::Terminal can be had: a system without /dev/ptmx or /dev/pts has no pseudo-terminals.
+bool hasPseudoTerminals();
+
 /// Runs a program (by its path) with the arguments and waits for its end.
 ChildResult runChild(const std::string& program, const std::vector<std::string>& arguments,
                      const ChildSetup& setup = {});
