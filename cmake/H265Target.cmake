@@ -19,27 +19,45 @@ if(H265PS_COVERAGE)
     target_link_options(h265ps_BuildFlags INTERFACE -fprofile-instr-generate)
 endif()
 
+# The marks of what a shared library exports: a header alone.
+add_library(h265ps_Export INTERFACE)
+add_library(H265ParameterSets::Export ALIAS h265ps_Export)
+target_sources(h265ps_Export INTERFACE FILE_SET HEADERS
+    BASE_DIRS ${PROJECT_SOURCE_DIR}/src/Export FILES ${PROJECT_SOURCE_DIR}/src/Export/H265psExport.h)
+set_target_properties(h265ps_Export PROPERTIES EXPORT_NAME Export)
+
 set(H265PS_LIBRARIES "" CACHE INTERNAL "libraries to install")
 set(H265PS_INTERFACES "" CACHE INTERNAL "interfaces to install")
 
+# h265_words_apart(RESULT NAME): StreamHost becomes stream-host.
+function(h265_words_apart RESULT NAME)
+    string(REGEX REPLACE "([a-z0-9])([A-Z])" "\\1-\\2" WORDS "${NAME}")
+    string(TOLOWER "${WORDS}" WORDS)
+    set(${RESULT} ${WORDS} PARENT_SCOPE)
+endfunction()
+
 # h265_add_library(NAME SOURCES ... PUBLIC_HEADERS ... [LINK ...] [OUTPUT_NAME ...])
-# A static library with the name H265ParameterSets::NAME inside and outside the project. The real target is
-# h265ps_NAME, so that it clashes with no target of a parent project, and the file is libh265ps-NAME, with
-# NAME in lower case and its words apart (or OUTPUT_NAME).
+# A library (static, or shared with BUILD_SHARED_LIBS) with the name H265ParameterSets::NAME inside and
+# outside the project. The real target is h265ps_NAME, so that it clashes with no target of a parent
+# project, and the file is libh265ps-NAME, with NAME in lower case and its words apart (or OUTPUT_NAME).
 function(h265_add_library NAME)
     cmake_parse_arguments(PARSE_ARGV 1 ARG "" "OUTPUT_NAME" "SOURCES;PUBLIC_HEADERS;LINK")
     if(NOT ARG_OUTPUT_NAME)
-        string(REGEX REPLACE "([a-z0-9])([A-Z])" "\\1-\\2" ARG_OUTPUT_NAME "${NAME}")
-        string(TOLOWER "${ARG_OUTPUT_NAME}" ARG_OUTPUT_NAME)
+        h265_words_apart(ARG_OUTPUT_NAME ${NAME})
     endif()
     set(TARGET h265ps_${NAME})
-    add_library(${TARGET} STATIC ${ARG_SOURCES})
+    add_library(${TARGET} ${ARG_SOURCES})
     add_library(H265ParameterSets::${NAME} ALIAS ${TARGET})
     target_sources(${TARGET} PUBLIC FILE_SET HEADERS FILES ${ARG_PUBLIC_HEADERS})
     target_compile_features(${TARGET} PUBLIC cxx_std_20)
-    target_link_libraries(${TARGET} PUBLIC ${ARG_LINK} PRIVATE $<BUILD_INTERFACE:h265ps_BuildFlags>)
+    target_link_libraries(${TARGET} PUBLIC h265ps_Export ${ARG_LINK} PRIVATE $<BUILD_INTERFACE:h265ps_BuildFlags>)
     set_target_properties(${TARGET} PROPERTIES CXX_EXTENSIONS OFF VERIFY_INTERFACE_HEADER_SETS ON
-        POSITION_INDEPENDENT_CODE ON EXPORT_NAME ${NAME} OUTPUT_NAME h265ps-${ARG_OUTPUT_NAME})
+        POSITION_INDEPENDENT_CODE ON EXPORT_NAME ${NAME} OUTPUT_NAME h265ps-${ARG_OUTPUT_NAME}
+        VERSION ${H265ParameterSets_VERSION}
+        SOVERSION ${H265ParameterSets_VERSION_MAJOR}.${H265ParameterSets_VERSION_MINOR})
+    if(BUILD_SHARED_LIBS) # hidden functions of a static library get other registers from g++: 1 % more instructions
+        set_target_properties(${TARGET} PROPERTIES CXX_VISIBILITY_PRESET hidden VISIBILITY_INLINES_HIDDEN ON)
+    endif()
     set(H265PS_LIBRARIES ${H265PS_LIBRARIES} ${TARGET} CACHE INTERNAL "libraries to install")
 endfunction()
 
@@ -49,6 +67,7 @@ function(h265_add_interface NAME)
     add_library(h265ps_${NAME} INTERFACE)
     add_library(H265ParameterSets::${NAME} ALIAS h265ps_${NAME})
     target_link_libraries(h265ps_${NAME} INTERFACE ${ARG_LINK})
-    set_target_properties(h265ps_${NAME} PROPERTIES EXPORT_NAME ${NAME})
+    h265_words_apart(WORDS ${NAME}) # the pkg-config file
+    set_target_properties(h265ps_${NAME} PROPERTIES EXPORT_NAME ${NAME} OUTPUT_NAME h265ps-${WORDS})
     set(H265PS_INTERFACES ${H265PS_INTERFACES} h265ps_${NAME} CACHE INTERNAL "interfaces to install")
 endfunction()

@@ -1,13 +1,13 @@
-# The package H265ParameterSets: find_package( H265ParameterSets ) gives the same target names as add_subdirectory.
+# The package H265ParameterSets: find_package( H265ParameterSets ) gives the same target names as add_subdirectory;
+# pkg-config has one file for each library and h265ps for all of them.
 include(GNUInstallDirs)
 include(CMakePackageConfigHelpers)
 
-foreach(LIBRARY IN LISTS H265PS_LIBRARIES)
-    install(TARGETS ${LIBRARY} EXPORT H265ParameterSetsTargets
-        ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR}
-        FILE_SET HEADERS DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/h265ps)
-endforeach()
-install(TARGETS ${H265PS_INTERFACES} EXPORT H265ParameterSetsTargets)
+install(TARGETS h265ps_Export ${H265PS_LIBRARIES} ${H265PS_INTERFACES} EXPORT H265ParameterSetsTargets
+    ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR}
+    LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
+    RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR}
+    FILE_SET HEADERS DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/h265ps)
 install(EXPORT H265ParameterSetsTargets NAMESPACE H265ParameterSets::
     DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/H265ParameterSets)
 configure_package_config_file(cmake/H265ParameterSetsConfig.cmake.in
@@ -18,3 +18,62 @@ write_basic_package_version_file(${CMAKE_CURRENT_BINARY_DIR}/H265ParameterSetsCo
 install(FILES ${CMAKE_CURRENT_BINARY_DIR}/H265ParameterSetsConfig.cmake
     ${CMAKE_CURRENT_BINARY_DIR}/H265ParameterSetsConfigVersion.cmake
     DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/H265ParameterSets)
+
+# The prefix is told relative to the file, so that an installed tree can be moved.
+file(RELATIVE_PATH PC_PREFIX ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_PREFIX})
+string(REGEX REPLACE "/$" "" PC_PREFIX "\${pcfiledir}/${PC_PREFIX}")
+foreach(KIND IN ITEMS LIBDIR INCLUDEDIR)
+    set(PC_${KIND} ${CMAKE_INSTALL_${KIND}})
+    if(NOT IS_ABSOLUTE "${PC_${KIND}}")
+        set(PC_${KIND} "\${prefix}/${PC_${KIND}}")
+    endif()
+endforeach()
+
+# h265_install_pkgconfig(FILE DESCRIPTION [REQUIRES ...] [LIBS ...] [PRIVATE ...])
+function(h265_install_pkgconfig FILE DESCRIPTION)
+    cmake_parse_arguments(PARSE_ARGV 2 PC "" "" "REQUIRES;LIBS;PRIVATE")
+    if(NOT BUILD_SHARED_LIBS) # nobody asks for --static when there is nothing else
+        list(APPEND PC_LIBS ${PC_PRIVATE})
+        set(PC_PRIVATE "")
+    endif()
+    list(JOIN PC_REQUIRES ", " PC_REQUIRES)
+    list(JOIN PC_LIBS " " PC_LIBS)
+    list(JOIN PC_PRIVATE " " PC_PRIVATE)
+    configure_file(cmake/pkgconfig.pc.in ${CMAKE_CURRENT_BINARY_DIR}/${FILE}.pc @ONLY)
+    install(FILES ${CMAKE_CURRENT_BINARY_DIR}/${FILE}.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+endfunction()
+
+set(ALL_NAMES "")
+foreach(LIBRARY IN LISTS H265PS_LIBRARIES H265PS_INTERFACES)
+    get_target_property(NAME ${LIBRARY} OUTPUT_NAME)
+    get_target_property(EXPORT_NAME ${LIBRARY} EXPORT_NAME)
+    get_target_property(LINKED ${LIBRARY} INTERFACE_LINK_LIBRARIES)
+    get_target_property(KIND ${LIBRARY} TYPE)
+    set(REQUIRES "")
+    set(PRIVATE "")
+    foreach(OTHER IN LISTS LINKED)
+        if(OTHER STREQUAL "Threads::Threads")
+            list(APPEND PRIVATE -pthread)
+        elseif(OTHER MATCHES "^H265ParameterSets::")
+            get_target_property(OTHER_NAME ${OTHER} OUTPUT_NAME)
+            if(OTHER_NAME)
+                list(APPEND REQUIRES ${OTHER_NAME})
+            endif()
+        endif()
+    endforeach()
+    if(KIND STREQUAL "INTERFACE_LIBRARY")
+        set(LIBS "")
+    else()
+        set(LIBS -L\${libdir} -l${NAME})
+    endif()
+    h265_install_pkgconfig(${NAME} "${PROJECT_DESCRIPTION}: ${EXPORT_NAME}"
+        REQUIRES ${REQUIRES} LIBS ${LIBS} PRIVATE ${PRIVATE})
+    if(NOT KIND STREQUAL "INTERFACE_LIBRARY")
+        list(PREPEND ALL_NAMES ${NAME}) # what links comes in front of what it links
+    endif()
+endforeach()
+h265_install_pkgconfig(h265ps "${PROJECT_DESCRIPTION}: all libraries" REQUIRES ${ALL_NAMES})
+
+install(FILES README.md CHANGELOG.md SECURITY.md DESTINATION ${CMAKE_INSTALL_DOCDIR})
+install(DIRECTORY docs DESTINATION ${CMAKE_INSTALL_DOCDIR} FILES_MATCHING PATTERN "*.md")
+install(FILES docs/h265ps.schema.json DESTINATION ${CMAKE_INSTALL_DATADIR}/h265ps)

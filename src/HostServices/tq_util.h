@@ -3,7 +3,9 @@
 #include <cstdint>
 #include <type_traits>
 
-namespace tq_util {
+#include "H265psExport.h"
+
+namespace H265PS_EXPORT tq_util {
 
 /// A 64-bit counter that records embed for the host's sharing scheme. Trivial: zero bytes are a
 /// valid counter of 0.

@@ -1,6 +1,8 @@
 #pragma once
 
-namespace tqlog {
+#include "H265psExport.h"
+
+namespace H265PS_EXPORT tqlog {
 
 /// Bytes of the buffer that a message is built in, terminator included.
 inline constexpr unsigned LOG_BUFFER_SIZE = 2048;

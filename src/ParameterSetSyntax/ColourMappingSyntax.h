@@ -3,7 +3,9 @@
 #include <cstdint>
 #include <vector>
 
-namespace h265_syntax {
+#include "H265psExport.h"
+
+namespace H265PS_EXPORT h265_syntax {
 
 /// What colour_mapping_octants( ) codes for one part of an octant that is not split: the elements that
 /// the table indexes by idxShiftY, idxCb, idxCr, then j and c.

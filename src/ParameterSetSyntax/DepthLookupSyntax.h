@@ -3,7 +3,9 @@
 #include <cstdint>
 #include <vector>
 
-namespace h265_syntax {
+#include "H265psExport.h"
+
+namespace H265PS_EXPORT h265_syntax {
 
 /// I.7.3.2.3.8 delta_lookup_table( )
 struct DeltaLookupTable

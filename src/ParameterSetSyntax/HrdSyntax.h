@@ -2,9 +2,10 @@
 
 #include <cstdint>
 
+#include "H265psExport.h"
 #include "ProfileTierLevelSyntax.h"
 
-namespace h265_syntax {
+namespace H265PS_EXPORT h265_syntax {
 
 inline constexpr unsigned MAX_CPBS = 32; // E.3.2: cpb_cnt_minus1 is at most 31
 

@@ -4,7 +4,9 @@
 #include <cstdint>
 #include <vector>
 
-namespace h265_syntax {
+#include "H265psExport.h"
+
+namespace H265PS_EXPORT h265_syntax {
 
 struct VideoParameterSet;
 

@@ -5,7 +5,9 @@
 #include <span>
 #include <vector>
 
-namespace h265_syntax {
+#include "H265psExport.h"
+
+namespace H265PS_EXPORT h265_syntax {
 
 /// 7.3.1.2 nal_unit_header( )
 struct NalUnitHeader

@@ -8,6 +8,7 @@
 #include <string_view>
 #include <vector>
 
+#include "H265psExport.h"
 #include "NalUnitSyntax.h"
 #include "PictureParameterSetSyntax.h"
 #include "SequenceParameterSetSyntax.h"
@@ -16,7 +17,7 @@
 
 /// Every syntax element of VPS, SPS and PPS, of every layer and extension: read into plain structures,
 /// told one by one with their places, written back, compared. Nothing here throws but for want of memory.
-namespace h265_syntax {
+namespace H265PS_EXPORT h265_syntax {
 
 inline constexpr unsigned VPS_NUT = 32; // Table 7-1
 inline constexpr unsigned SPS_NUT = 33;

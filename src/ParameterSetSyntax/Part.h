@@ -2,7 +2,9 @@
 
 #include <memory>
 
-namespace h265_syntax {
+#include "H265psExport.h"
+
+namespace H265PS_EXPORT h265_syntax {
 
 /// A structure that most sets do without: it takes memory when it is first written to, and keeps it
 /// when the set is read into again. Read where there is none, it is all zero.

@@ -3,13 +3,14 @@
 #include <cstdint>
 #include <vector>
 
+#include "H265psExport.h"
 #include "NalUnitSyntax.h"
 #include "Part.h"
 #include "PpsExtensionsSyntax.h"
 #include "ScalingListDataSyntax.h"
 #include "SyntaxElement.h"
 
-namespace h265_syntax {
+namespace H265PS_EXPORT h265_syntax {
 
 /// 7.3.2.3 pic_parameter_set_rbsp( )
 struct PictureParameterSet

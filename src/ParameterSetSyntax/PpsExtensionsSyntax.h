@@ -5,9 +5,10 @@
 
 #include "ColourMappingSyntax.h"
 #include "DepthLookupSyntax.h"
+#include "H265psExport.h"
 #include "Part.h"
 
-namespace h265_syntax {
+namespace H265PS_EXPORT h265_syntax {
 
 /// 7.3.2.3.2 pps_range_extension( )
 struct PpsRangeExtension

@@ -2,7 +2,9 @@
 
 #include <cstdint>
 
-namespace h265_syntax {
+#include "H265psExport.h"
+
+namespace H265PS_EXPORT h265_syntax {
 
 inline constexpr unsigned MAX_SUB_LAYERS = 8; // what u(3) can name; 7.4.3.1 allows 7
 

@@ -2,7 +2,9 @@
 
 #include <cstdint>
 
-namespace h265_syntax {
+#include "H265psExport.h"
+
+namespace H265PS_EXPORT h265_syntax {
 
 /// 7.3.4 scaling_list_data( ), indexed by sizeId and matrixId; of size 3 (32x32) matrixId 0 and 3 are coded.
 struct ScalingListDataSyntax

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <vector>
 
+#include "H265psExport.h"
 #include "NalUnitSyntax.h"
 #include "Part.h"
 #include "ProfileTierLevelSyntax.h"
@@ -12,7 +13,7 @@
 #include "SyntaxElement.h"
 #include "VuiSyntax.h"
 
-namespace h265_syntax {
+namespace H265PS_EXPORT h265_syntax {
 
 struct VideoParameterSet;
 

@@ -3,7 +3,9 @@
 #include <cstdint>
 #include <vector>
 
-namespace h265_syntax {
+#include "H265psExport.h"
+
+namespace H265PS_EXPORT h265_syntax {
 
 /// 7.3.2.2.2 sps_range_extension( )
 struct SpsRangeExtension

@@ -2,7 +2,9 @@
 
 #include <cstdint>
 
-namespace h265_syntax {
+#include "H265psExport.h"
+
+namespace H265PS_EXPORT h265_syntax {
 
 inline constexpr unsigned MAX_NUM_PICS = 16; // 7.4.8: of each list, as no DPB holds more (A.4.2)
 inline constexpr unsigned MAX_DELTA_POCS = 2 * MAX_NUM_PICS;

@@ -6,7 +6,9 @@
 #include <string>
 #include <string_view>
 
-namespace h265_syntax {
+#include "H265psExport.h"
+
+namespace H265PS_EXPORT h265_syntax {
 
 /// Clause 7.2.
 enum class EDescriptor : std::uint8_t

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <vector>
 
+#include "H265psExport.h"
 #include "HrdSyntax.h"
 #include "LayerSets.h"
 #include "NalUnitSyntax.h"
@@ -11,7 +12,7 @@
 #include "SyntaxElement.h"
 #include "VpsExtensionSyntax.h"
 
-namespace h265_syntax {
+namespace H265PS_EXPORT h265_syntax {
 
 /// 7.3.2.1, F.7.3.2.1 and I.7.3.2.1 video_parameter_set_rbsp( )
 struct VideoParameterSet

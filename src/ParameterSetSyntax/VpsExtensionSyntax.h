@@ -4,13 +4,14 @@
 #include <cstdint>
 #include <vector>
 
+#include "H265psExport.h"
 #include "HrdSyntax.h"
 #include "LayerSets.h"
 #include "Part.h"
 #include "ProfileTierLevelSyntax.h"
 #include "VpsVuiSyntax.h"
 
-namespace h265_syntax {
+namespace H265PS_EXPORT h265_syntax {
 
 /// F.7.3.2.1.2 rep_format( )
 struct RepFormat

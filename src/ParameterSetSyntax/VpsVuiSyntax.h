@@ -4,9 +4,10 @@
 #include <cstdint>
 #include <vector>
 
+#include "H265psExport.h"
 #include "HrdSyntax.h"
 
-namespace h265_syntax {
+namespace H265PS_EXPORT h265_syntax {
 
 inline constexpr unsigned MAX_LAYERS = 63; // F.7.4.3.1.1: MaxLayersMinus1 is at most 62
 

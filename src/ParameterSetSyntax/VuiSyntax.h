@@ -2,10 +2,11 @@
 
 #include <cstdint>
 
+#include "H265psExport.h"
 #include "HrdSyntax.h"
 #include "Part.h"
 
-namespace h265_syntax {
+namespace H265PS_EXPORT h265_syntax {
 
 inline constexpr std::uint16_t EXTENDED_SAR = 255; // Table E.1
 

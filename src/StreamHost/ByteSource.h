@@ -8,7 +8,9 @@
 #include <stdexcept>
 #include <string>
 
-namespace h265_stream {
+#include "H265psExport.h"
+
+namespace H265PS_EXPORT h265_stream {
 
 /// A source could not be opened or read: what() says why, ulOffset how far it got.
 class CSourceError : public std::runtime_error

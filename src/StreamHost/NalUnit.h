@@ -3,7 +3,9 @@
 #include <cstddef>
 #include <cstdint>
 
-namespace h265_stream {
+#include "H265psExport.h"
+
+namespace H265PS_EXPORT h265_stream {
 
 /// Table 7-1, the types that this library looks into.
 inline constexpr unsigned char VPS_NUT = 32;

@@ -5,9 +5,10 @@
 #include <span>
 #include <vector>
 
+#include "H265psExport.h"
 #include "NalUnit.h"
 
-namespace h265_stream {
+namespace H265PS_EXPORT h265_stream {
 
 /// A NAL unit of a byte stream.
 struct NalUnit

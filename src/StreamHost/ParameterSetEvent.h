@@ -6,15 +6,16 @@
 #include <string>
 #include <string_view>
 
+#include "H265psExport.h"
 #include "NalUnit.h"
 
-namespace h265_codec {
+namespace H265PS_EXPORT h265_codec {
 struct VPS;
 struct SPS;
 struct PPS;
 } // namespace h265_codec
 
-namespace h265_stream {
+namespace H265PS_EXPORT h265_stream {
 
 /// Why a set of layer 0 was not given to the module, though its NAL unit is sound.
 enum class ERefusal

@@ -6,11 +6,12 @@
 #include <memory>
 #include <vector>
 
+#include "H265psExport.h"
 #include "ParameterSetEvent.h"
 #include "StalePps.h"
 #include "StreamOptions.h"
 
-namespace h265_stream {
+namespace H265PS_EXPORT h265_stream {
 
 /// What a stream held, after its end.
 struct StreamSummary

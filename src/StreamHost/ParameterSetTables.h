@@ -7,11 +7,12 @@
 #include <span>
 #include <vector>
 
+#include "H265psExport.h"
 #include "ParameterSetEvent.h"
 #include "StalePps.h"
 #include "StreamOptions.h"
 
-namespace h265_stream {
+namespace H265PS_EXPORT h265_stream {
 
 /// The parameter sets in force: VPS by id (16), SPS by id (256), PPS by id (256). It reads NAL units
 /// with the module into records of its own pool. Each is read into a fresh record that takes the place

@@ -4,7 +4,9 @@
 #include <memory>
 #include <span>
 
-namespace h265_stream {
+#include "H265psExport.h"
+
+namespace H265PS_EXPORT h265_stream {
 
 /// Bytes that are readable behind an RBSP; all zero.
 inline constexpr std::size_t RBSP_PADDING = 8;

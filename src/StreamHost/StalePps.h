@@ -3,7 +3,9 @@
 #include <cstdint>
 #include <vector>
 
-namespace h265_stream {
+#include "H265psExport.h"
+
+namespace H265PS_EXPORT h265_stream {
 
 /// An SPS was replaced by another one, and PPSs that were read against the old one were not sent again.
 struct StalePps

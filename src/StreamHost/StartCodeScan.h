@@ -3,7 +3,9 @@
 #include <cstddef>
 #include <span>
 
-namespace h265_stream {
+#include "H265psExport.h"
+
+namespace H265PS_EXPORT h265_stream {
 
 /// The three searches for two zero bytes and what stands behind them, in one instruction set. They read
 /// inside the given bytes only and give the same results in every form.

@@ -3,7 +3,9 @@
 #include <cstddef>
 #include <cstdint>
 
-namespace h265_stream {
+#include "H265psExport.h"
+
+namespace H265PS_EXPORT h265_stream {
 
 /// Which of the module's bit readers reads the payloads.
 enum class EBitReader

@@ -18,6 +18,12 @@ void checkField(CDifferences& differences, const char* pName, const TModule& mod
         differences.check(pName, static_cast<Value>(module), model);
 }
 
+// NAME[i], built by appending: g++ 12 takes the insertion in front of "[" + to_string(i) for an overlap.
+std::string indexed(const char* pName, std::size_t uiIndex)
+{
+    return std::string(pName).append("[").append(std::to_string(uiIndex)).append("]");
+}
+
 template <class TModule, std::size_t N, class TModel>
 void checkField(CDifferences& differences, const char* pName, const TModule (&module)[N],
                 const std::array<TModel, N>& model)
@@ -29,7 +35,7 @@ void checkField(CDifferences& differences, const char* pName, const TModule (&mo
                     differences.check(pName + std::to_string(i) + "," + std::to_string(j), module[i][j], model[i][j]);
             }
         } else if (static_cast<Value>(module[i]) != model[i]) {
-            differences.check(pName + ("[" + std::to_string(i) + "]"), module[i], model[i]);
+            differences.check(indexed(pName, i), module[i], model[i]);
         }
     }
 }
@@ -249,7 +255,7 @@ void CComparison::table(const char* pName, const unsigned* pModule, const ModelT
         return;
     const auto [module, expected] = std::mismatch(pModule, pModule + model.entries.size(), model.entries.begin());
     if (expected != model.entries.end())
-        m_differences.check(pName + ("[" + std::to_string(module - pModule) + "]"), *module, *expected);
+        m_differences.check(indexed(pName, static_cast<std::size_t>(module - pModule)), *module, *expected);
 }
 
 void adopt(ModelVps& model, const h265_codec::VPS& module)

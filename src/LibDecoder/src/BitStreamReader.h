@@ -5,7 +5,9 @@
 #include <cstring>
 #include <type_traits>
 
-namespace h265_codec {
+#include "H265psExport.h"
+
+namespace H265PS_EXPORT h265_codec {
 
 /// The payload ran out. The verify functions also return it for an unsupported stream, readPPS for a
 /// missing SPS.

@@ -4,10 +4,11 @@
 #include <cstdint>
 #include <type_traits>
 
+#include "H265psExport.h"
 #include "ScalingList.h"
 #include "tq_util.h"
 
-namespace h265_codec {
+namespace H265PS_EXPORT h265_codec {
 
 struct SPS;
 

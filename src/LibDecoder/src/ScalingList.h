@@ -3,9 +3,10 @@
 #include <cstddef>
 #include <type_traits>
 
+#include "H265psExport.h"
 #include "ScalingListTables.h"
 
-namespace h265_codec {
+namespace H265PS_EXPORT h265_codec {
 
 class CBitStreamReader;
 class CRbspReader;

@@ -2,7 +2,9 @@
 
 #include <cstdint>
 
-namespace h265_codec {
+#include "H265psExport.h"
+
+namespace H265PS_EXPORT h265_codec {
 
 /// Matrices coded for each sizeId; the 32x32 ones count as matrixId 0 and 1.
 extern const int g_scalingListNum[4];

@@ -2,7 +2,9 @@
 
 #include <cstdint>
 
-namespace h265_codec {
+#include "H265psExport.h"
+
+namespace H265PS_EXPORT h265_codec {
 
 /// Scan tables of the decoder: [diagonal 6.5.3, horizontal 6.5.4, vertical 6.5.5] x [4x4, 8x8, 16x16,
 /// 32x32]; entry i is the raster position y * side + x of the i-th coefficient. Constant-initialised, pointers and

@@ -4,12 +4,13 @@
 #include <cstdint>
 #include <type_traits>
 
+#include "H265psExport.h"
 #include "ProfileTierLevel.h"
 #include "ScalingList.h"
 #include "ShortTermRefPicSet.h"
 #include "tq_util.h"
 
-namespace h265_codec {
+namespace H265PS_EXPORT h265_codec {
 
 /// Long-term pictures that an SPS keeps; further ones are read and dropped.
 inline constexpr unsigned MAX_LONG_TERM_REF_PICS = 16;

@@ -3,7 +3,9 @@
 #include <cstddef>
 #include <type_traits>
 
-namespace h265_codec {
+#include "H265psExport.h"
+
+namespace H265PS_EXPORT h265_codec {
 
 class CBitStreamReader;
 class CRbspReader;

@@ -2,10 +2,11 @@
 
 #include <cstdint>
 
+#include "H265psExport.h"
 #include "PictureParameterSet.h"
 #include "SequenceParameterSet.h"
 
-namespace h265_codec {
+namespace H265PS_EXPORT h265_codec {
 
 /// More tile columns, tile rows or tiles than this are refused: far above any level of Annex A, low
 /// enough that a few bits of payload cannot ask for gigabytes.

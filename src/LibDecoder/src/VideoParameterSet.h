@@ -3,9 +3,10 @@
 #include <cstddef>
 #include <type_traits>
 
+#include "H265psExport.h"
 #include "ProfileTierLevel.h"
 
-namespace h265_codec {
+namespace H265PS_EXPORT h265_codec {
 
 /// 7.3.2.1 video_parameter_set_rbsp( ), as far as the base layer needs it. Owned by the host; it has
 /// no pointers.
