@@ -12,7 +12,9 @@
 #include <utility>
 #include <vector>
 
-namespace h265_syntax {
+#include "H265psExport.h"
+
+namespace H265PS_EXPORT h265_syntax {
 
 enum class ESeverity : std::uint8_t
 {

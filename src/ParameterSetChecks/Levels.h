@@ -3,7 +3,9 @@
 #include <cstdint>
 #include <span>
 
-namespace h265_syntax {
+#include "H265psExport.h"
+
+namespace H265PS_EXPORT h265_syntax {
 
 /// Main and High tier: the two columns of the tables of A.4 that depend on the tier. 0: the level has no such tier.
 struct TierLimit

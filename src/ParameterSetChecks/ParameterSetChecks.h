@@ -1,11 +1,12 @@
 #pragma once
 
 #include "Finding.h"
+#include "H265psExport.h"
 #include "ParameterSetSyntax.h"
 
 /// What H.265 demands of parameter sets: 7.4 and E.3, the layers of Annexes F to I, profiles and levels of
 /// Annex A. A room beside each structure of ParameterSetSyntax, a line for each constraint.
-namespace h265_syntax {
+namespace H265PS_EXPORT h265_syntax {
 
 /// Adds what is wrong with a set, in coding order. The set was read from the NAL unit, whole or as far as it
 /// went: what could not be read is a finding too, and is not looked at further.

@@ -2,7 +2,9 @@
 
 #include <span>
 
-namespace h265_syntax {
+#include "H265psExport.h"
+
+namespace H265PS_EXPORT h265_syntax {
 
 /// general_profile_idc of the profiles (A.3, G.11, H.11, I.11).
 enum EProfile : unsigned

@@ -3,7 +3,9 @@
 #include <cstdint>
 #include <string_view>
 
-namespace h265_syntax {
+#include "H265psExport.h"
+
+namespace H265PS_EXPORT h265_syntax {
 
 /// What a value of a syntax element means, in a few words: "BT.2020" for colour_primaries 9, "4:2:0" for
 /// chroma_format_idc 1, "reserved" where the standard keeps a value for later. Empty where the value says
