@@ -137,8 +137,7 @@ void CJsonRecord::matrix(const ScalingListData& lists, unsigned sizeId, unsigned
     m_json.key("source");
     m_json.text(eSource == EMatrixSource::Default ? "default" : eSource == EMatrixSource::Own ? "own" : "ref");
     m_json.key("coef");
-    numberArray(std::span<const unsigned char>(lists.aList[sizeId].aMatrix[matrixId].pCoef,
-                                               static_cast<std::size_t>(g_scalingListSize[sizeId])));
+    m_json.numbers({lists.aList[sizeId].aMatrix[matrixId].pCoef, static_cast<std::size_t>(g_scalingListSize[sizeId])});
     m_json.closeObject();
 }
 

@@ -1,5 +1,6 @@
 #include "JsonWriter.h"
 
+#include <algorithm>
 #include <array>
 #include <charconv>
 
@@ -35,6 +36,27 @@ void appendEscape(CTextSink& sink, char c)
     const char acEscape[] = {'\\', 'u', '0', '0', DIGITS[uiCode >> 4], DIGITS[uiCode & 0xf]};
     sink.append({acEscape, sizeof(acEscape)});
 }
+
+// A number of 8 bits behind its comma. Every entry is copied whole and counts for as long as it is.
+struct SmallNumber
+{
+    char acText[4];
+    unsigned char ucLength;
+};
+
+consteval std::array<SmallNumber, 256> makeSmallNumbers()
+{
+    std::array<SmallNumber, 256> all{};
+    for (unsigned i = 0; i < all.size(); ++i) {
+        SmallNumber& number = all[i];
+        number.acText[number.ucLength++] = ',';
+        for (unsigned uiUnit = i >= 100 ? 100 : i >= 10 ? 10 : 1; uiUnit != 0; uiUnit /= 10)
+            number.acText[number.ucLength++] = static_cast<char>('0' + i / uiUnit % 10);
+    }
+    return all;
+}
+
+constexpr std::array<SmallNumber, 256> SMALL_NUMBERS = makeSmallNumbers();
 
 } // namespace
 
@@ -83,6 +105,26 @@ void CJsonWriter::number(std::uint64_t ulValue)
 {
     std::array<char, 24> acDigits;
     value(digitsOf(ulValue, acDigits));
+}
+
+void CJsonWriter::numbers(std::span<const unsigned char> values)
+{
+    openArray();
+    while (!values.empty()) {
+        const auto piece = values.first(std::min<std::size_t>(values.size(), 256));
+        std::array<char, 256 * sizeof(SmallNumber::acText)> acText;
+        std::size_t uiLength = 0;
+        for (const unsigned char ucValue : piece) {
+            const SmallNumber& number = SMALL_NUMBERS[ucValue];
+            std::copy_n(number.acText, sizeof(number.acText), acText.data() + uiLength);
+            uiLength += number.ucLength;
+        }
+        const std::size_t uiComma = m_bFirst ? 1 : 0; // in front of the very first
+        m_sink.append({acText.data() + uiComma, uiLength - uiComma});
+        m_bFirst = false;
+        values = values.subspan(piece.size());
+    }
+    closeArray();
 }
 
 void CJsonWriter::text(std::string_view bytes)

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <span>
 #include <string_view>
 
 #include "OutputStream.h"
@@ -25,6 +26,8 @@ public:
     void key(std::string_view name);
     void number(std::int64_t iValue);
     void number(std::uint64_t ulValue);
+    /// An array of small numbers, of which a document can have a thousand for each byte of the stream.
+    void numbers(std::span<const unsigned char> values);
     void flag(bool bValue) { value(bValue ? "true" : "false"); }
     void null() { value("null"); }
     /// Any bytes: what is no UTF-8 becomes U+FFFD.
