@@ -235,7 +235,7 @@ void checkLevelOfSps(const SequenceParameterSet& s, CFindings& findings)
     checkSize(s, *pLevel, checks);
     checkDpb(s, *pLevel, checks);
     const VuiParameters& vui = s.vui_parameters;
-    if (s.vui_parameters_present_flag && vui.vui_hrd_parameters_present_flag)
+    if (s.vui_parameters_present_flag && vui.vui_hrd_parameters_present_flag && !s.stop) // all CPBs, or none
         checkHrds(*vui.hrd_parameters,
                   s.profile_tier_level,
                   s.sps_max_sub_layers_minus1,
@@ -246,7 +246,7 @@ void checkLevelOfSps(const SequenceParameterSet& s, CFindings& findings)
 void checkLevelOfVps(const VideoParameterSet& s, CFindings& findings)
 {
     const CChecks checks(findings, "");
-    if (s.profile_tier_level.general_profile_space != 0)
+    if (s.profile_tier_level.general_profile_space != 0 || s.stop)
         return;
     const std::size_t uiHrds =
         std::min<std::size_t>({s.vps_num_hrd_parameters, s.hrd_layer_set_idx.size(), s.hrd_parameters.size()});

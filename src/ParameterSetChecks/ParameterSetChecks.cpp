@@ -93,7 +93,9 @@ public:
 
     bool onElement(const Element& element) override
     {
-        if (element.iValue != 0 || !std::string_view(element.pName).ends_with("_alignment_bit_equal_to_one"))
+        const std::string_view name = element.pName;
+        if (element.iValue != 0 ||
+            (name != "vps_extension_alignment_bit_equal_to_one" && name != "vps_vui_alignment_bit_equal_to_one"))
             return true;
         if (m_findings.errorOf(element.pName, element.structure) != nullptr)
             return true;

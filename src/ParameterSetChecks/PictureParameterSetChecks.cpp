@@ -71,8 +71,8 @@ void checkTiles(const PictureParameterSet& s, const SequenceParameterSet& sps, C
           " tile rows do not fit into a picture of ",
           PicHeightInCtbsY,
           " CTBs in height");
-    if (s.uniform_spacing_flag)
-        return;
+    if (s.uniform_spacing_flag || s.stop)
+        return; // even, or not all there
     if (ulColumns > 1 && ulColumns <= PicWidthInCtbsY && s.column_width_minus1.size() + 1 >= ulColumns) {
         const std::uint64_t ulSum = explicitSum(s.column_width_minus1, ulColumns);
         SHALL(ulSum < PicWidthInCtbsY,

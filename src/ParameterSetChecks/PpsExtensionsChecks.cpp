@@ -90,8 +90,7 @@ void checkColourMapping(const ColourMappingTable& s, CChecks checks)
     RANGE(chroma_bit_depth_cm_input_minus8, 0, 8, "F.7.4.3.3.5");
     RANGE(luma_bit_depth_cm_output_minus8, 0, 8, "F.7.4.3.3.5");
     RANGE(chroma_bit_depth_cm_output_minus8, 0, 8, "F.7.4.3.3.5");
-    SHALL(s.luma_bit_depth_cm_input_minus8 > 8 ||
-              s.luma_bit_depth_cm_output_minus8 >= s.luma_bit_depth_cm_input_minus8,
+    SHALL(s.luma_bit_depth_cm_input_minus8 > 8 || s.luma_bit_depth_cm_output_minus8 >= s.luma_bit_depth_cm_input_minus8,
           BLAME(luma_bit_depth_cm_output_minus8),
           "F.7.4.3.3.5",
           say("at least ", s.luma_bit_depth_cm_input_minus8),

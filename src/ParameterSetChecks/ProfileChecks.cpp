@@ -288,8 +288,9 @@ void checkTileSizes(const PictureParameterSet& s, const SequenceParameterSet& sp
     const auto [PicWidthInCtbsY, PicHeightInCtbsY] = pictureInCtbs(sps);
     const std::uint64_t ulColumns = std::uint64_t{s.num_tile_columns_minus1} + 1;
     const std::uint64_t ulRows = std::uint64_t{s.num_tile_rows_minus1} + 1;
-    if (CtbLog2SizeY > 6 || ulColumns > PicWidthInCtbsY || ulRows > PicHeightInCtbsY)
-        return; // told elsewhere
+    if ((s.stop && !s.uniform_spacing_flag) || CtbLog2SizeY > 6 || ulColumns > PicWidthInCtbsY ||
+        ulRows > PicHeightInCtbsY)
+        return; // told elsewhere, or not all there
     for (std::uint64_t i = 0; ulColumns > 1 && i < ulColumns; ++i) {
         const std::uint64_t ulWidth =
             tileSize(s.uniform_spacing_flag, s.column_width_minus1, ulColumns, PicWidthInCtbsY, i) << CtbLog2SizeY;

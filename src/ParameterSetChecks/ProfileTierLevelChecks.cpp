@@ -136,7 +136,7 @@ void checkProfileTierLevel(const ProfileTierLevel& s, unsigned uiMaxSubLayersMin
         if (s.sub_layer_profile_present_flag[i])
             checkSubLayerProfile(s, i, checks);
     }
-    if (s.general_profile_space == 0)
+    if (!bProfilePresent || s.general_profile_space == 0)
         checkLevels(s, uiMaxSubLayersMinus1, checks);
     for (unsigned i = uiMaxSubLayersMinus1; uiMaxSubLayersMinus1 != 0 && i < 8; ++i) {
         if (s.reserved_zero_2bits[i] != 0)

@@ -152,12 +152,12 @@ void checkPcm(const SequenceParameterSet& s, CChecks& checks)
     if (!s.pcm_enabled_flag)
         return;
     const BlockSizes sizes = blockSizes(s);
-    SHALL(s.pcm_sample_bit_depth_luma_minus1 < s.bit_depth_luma_minus8 + std::uint64_t{8},
+    SHALL(!isFormatKnown(s) || s.pcm_sample_bit_depth_luma_minus1 < s.bit_depth_luma_minus8 + std::uint64_t{8},
           BLAME(pcm_sample_bit_depth_luma_minus1),
           "7.4.3.2.1",
           say("at most ", s.bit_depth_luma_minus8 + std::uint64_t{7}),
           "PCM luma samples have more bits than the luma samples");
-    SHALL(s.pcm_sample_bit_depth_chroma_minus1 < s.bit_depth_chroma_minus8 + std::uint64_t{8},
+    SHALL(!isFormatKnown(s) || s.pcm_sample_bit_depth_chroma_minus1 < s.bit_depth_chroma_minus8 + std::uint64_t{8},
           BLAME(pcm_sample_bit_depth_chroma_minus1),
           "7.4.3.2.1",
           say("at most ", s.bit_depth_chroma_minus8 + std::uint64_t{7}),
@@ -230,7 +230,7 @@ PictureInCtbs pictureInCtbs(const SequenceParameterSet& s) noexcept
 
 bool isFormatKnown(const SequenceParameterSet& s) noexcept
 {
-    return !s.MultiLayerExtSpsFlag || s.pic_width_in_luma_samples != 0;
+    return !s.MultiLayerExtSpsFlag || s.bFormatKnown;
 }
 
 void checkSequenceParameterSet(const SequenceParameterSet& s, CFindings& findings)

@@ -153,7 +153,7 @@ void checkOutputLayerSets(const VideoParameterSet& vps, CChecks& checks)
 }
 
 // F.7.4.3.1.2
-void checkRepFormat(const RepFormat& s, bool bFirst, CChecks checks)
+void checkRepFormat(const RepFormat& s, bool bFirst, bool bChromaKnown, CChecks checks)
 {
     SHALL(!bFirst || s.chroma_and_bit_depth_vps_present_flag,
           BLAME(chroma_and_bit_depth_vps_present_flag),
@@ -172,7 +172,7 @@ void checkRepFormat(const RepFormat& s, bool bFirst, CChecks checks)
           "the picture has no height");
     RANGE(bit_depth_vps_luma_minus8, 0, 8, "F.7.4.3.1.2");
     RANGE(bit_depth_vps_chroma_minus8, 0, 8, "F.7.4.3.1.2");
-    if (!s.conformance_window_vps_flag)
+    if (!s.conformance_window_vps_flag || !bChromaKnown)
         return;
     const ChromaFormat format = chromaFormat(s.chroma_format_vps_idc, s.separate_colour_plane_vps_flag);
     const std::uint64_t ulColumns =
@@ -203,8 +203,11 @@ void checkRepFormats(const VideoParameterSet& vps, CChecks& checks)
 {
     const VpsExtension& s = *vps.vps_extension;
     RANGE(vps_num_rep_formats_minus1, 0, 255, "F.7.4.3.1.1");
-    for (unsigned i = 0; i <= s.vps_num_rep_formats_minus1 && i < s.rep_format.size(); ++i)
-        checkRepFormat(s.rep_format[i], i == 0, checks.inside("rep_format", i));
+    bool bChromaKnown = false; // this format's own, or that of one before it
+    for (unsigned i = 0; i <= s.vps_num_rep_formats_minus1 && i < s.rep_format.size(); ++i) {
+        bChromaKnown = bChromaKnown || s.rep_format[i].chroma_and_bit_depth_vps_present_flag;
+        checkRepFormat(s.rep_format[i], i == 0, bChromaKnown, checks.inside("rep_format", i));
+    }
     for (unsigned i = vps.vps_base_layer_internal_flag ? 1 : 0;
          s.rep_format_idx_present_flag && i <= vps.layers->MaxLayersMinus1;
          ++i)
@@ -270,7 +273,7 @@ void checkDpbSize(const VideoParameterSet& vps, CChecks checks)
 void checkDependencyTypes(const VideoParameterSet& vps, CChecks& checks)
 {
     const VpsExtension& s = *vps.vps_extension;
-    const bool b3d = s.scalability_mask_flag[0] || vps.vps_3d_extension_flag;
+    const bool b3d = s.scalability_mask_flag[0] || (vps.vps_extension2_flag && vps.vps_3d_extension_flag);
     const std::int64_t iMost = b3d ? 6 : 2;
     if (s.direct_dep_type_len_minus2 > 30)
         RANGE(direct_dep_type_len_minus2, 0, 30, "F.7.4.3.1.1");
@@ -327,9 +330,9 @@ void checkVpsExtension(const VideoParameterSet& vps, CChecks checks)
                  "F.7.4.3.1.1");
     if (vps.vps_extension->vps_vui_present_flag)
         checkVpsVui(vps, inside);
-    if (vps.vps_3d_extension_flag)
+    if (vps.vps_extension2_flag && vps.vps_3d_extension_flag)
         check3d(*vps.vps_3d_extension, vps.layers->NumViews, checks.inside("vps_3d_extension"));
-    if (vps.vps_extension3_flag)
+    if (vps.vps_extension2_flag && vps.vps_extension3_flag)
         checks.reserved(Blamed("vps_extension3_flag", 1), "I.7.4.3.1", "0");
 }
 

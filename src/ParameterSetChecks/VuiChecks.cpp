@@ -63,11 +63,12 @@ void checkSignalType(const SequenceParameterSet& sps, const VuiParameters& s, CC
         checkReserved(BLAME(colour_primaries), checks);
         checkReserved(BLAME(transfer_characteristics), checks);
         checkReserved(BLAME(matrix_coeffs), checks);
-        checkMatrix(sps, s, checks);
+        if (isFormatKnown(sps))
+            checkMatrix(sps, s, checks);
     }
     if (!s.chroma_loc_info_present_flag)
         return;
-    SHOULD(sps.chroma_format_idc == 1,
+    SHOULD(sps.chroma_format_idc == 1 || !isFormatKnown(sps),
            BLAME(chroma_loc_info_present_flag),
            "E.3.1",
            "0",
@@ -98,7 +99,7 @@ void checkFields(const SequenceParameterSet& sps, const VuiParameters& s, CCheck
 // Both windows together: the default display window lies inside the conformance window.
 void checkDisplayWindow(const SequenceParameterSet& sps, const VuiParameters& s, CChecks& checks)
 {
-    if (!s.default_display_window_flag)
+    if (!s.default_display_window_flag || !isFormatKnown(sps))
         return;
     const ChromaFormat format = chromaFormat(sps.chroma_format_idc, sps.separate_colour_plane_flag);
     const std::uint64_t ulColumns = std::uint64_t{sps.conf_win_left_offset} + sps.conf_win_right_offset +

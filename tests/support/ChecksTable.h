@@ -42,8 +42,8 @@ Located locate(const TSet& set, std::string_view path, const std::optional<std::
         bool onElement(const h265_syntax::Element& element) override
         {
             const std::string structure(element.structure);
-            const std::string path = structure.empty() ? element.nameWithIndices()
-                                                       : structure + "." + element.nameWithIndices();
+            const std::string path =
+                structure.empty() ? element.nameWithIndices() : structure + "." + element.nameWithIndices();
             if (path != m_path || (m_value && *m_value != element.iValue))
                 return true;
             m_found = {element.uiBit, element.iValue};
