@@ -1,0 +1,228 @@
+#include "UnitOutput.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <cstdio>
+#include <utility>
+
+namespace h265_container {
+
+namespace {
+
+// Milliseconds, without zeros at the end: 0.68.
+std::string secondsText(double seconds)
+{
+    std::array<char, 64> text{};
+    std::snprintf(text.data(), text.size(), "%.3f", std::clamp(seconds, -1e15, 1e15));
+    std::string result = text.data();
+    result.erase(result.find_last_not_of('0') + 1);
+    if (result.back() == '.')
+        result.pop_back();
+    return result == "-0" ? "0" : result;
+}
+
+// Annex B, B.2.2: nal_unit( ) ends with a byte that is not 0.
+std::size_t withoutZeros(std::span<const unsigned char> bytes)
+{
+    std::size_t uiSize = bytes.size();
+    while (uiSize != 0 && bytes[uiSize - 1] == 0)
+        --uiSize;
+    return uiSize;
+}
+
+} // namespace
+
+std::string placeText(const UnitPlace& place)
+{
+    std::string text = std::string(place.holder) + ' ' + std::to_string(place.ulTrack);
+    if (!place.configuration.empty())
+        text += ", " + std::string(place.configuration);
+    if (place.uiDescription != 0)
+        text += (place.configuration.empty() ? ", sample description " : " of sample description ") +
+                std::to_string(place.uiDescription);
+    if (!place.part.empty())
+        text += ", " + std::string(place.part) + ' ' + std::to_string(place.ulPart);
+    if (place.time)
+        text += " at " + secondsText(*place.time) + " s";
+    return text;
+}
+
+void CUnitOutput::finding(ContainerFinding finding)
+{
+    if (++m_ulFindings <= MAX_FINDINGS)
+        m_sink.onFinding(finding);
+}
+
+void CUnitOutput::findingOnce(unsigned uiKind, ContainerFinding finding)
+{
+    if (m_told.size() < std::size_t{1} << 16 && m_told.insert({finding.ulTrack.value_or(0), uiKind}).second)
+        this->finding(std::move(finding));
+}
+
+void CUnitOutput::finish()
+{
+    if (m_ulFindings > MAX_FINDINGS)
+        m_sink.onFinding({ESeverity::Note,
+                          {},
+                          std::nullopt,
+                          std::nullopt,
+                          std::to_string(m_ulFindings - MAX_FINDINGS) + " more findings about the container"});
+}
+
+bool CUnitOutput::spend(const CRandomSource& source, std::uint64_t ulWork)
+{
+    // A well-formed file has no more samples and NAL units than bytes.
+    constexpr std::uint64_t FREE_WORK = std::uint64_t{1} << 16;
+    m_ulWork += ulWork;
+    const std::uint64_t ulBytes = std::max(source.size().value_or(0), m_ulFurthest);
+    if (m_bStopped || m_ulWork <= FREE_WORK || m_ulWork / 2 <= ulBytes)
+        return !m_bStopped;
+    finding({ESeverity::Error,
+             {},
+             std::nullopt,
+             std::nullopt,
+             "more samples and NAL units than the file has bytes: they overlap; the rest is not read"});
+    m_bStopped = true;
+    return false;
+}
+
+bool CUnitOutput::keep(std::uint64_t ulBytes)
+{
+    if (ulBytes > MAX_KEPT_BYTES - m_ulKept)
+        return false;
+    m_ulKept += ulBytes;
+    return true;
+}
+
+void CUnitOutput::unit(const UnitPlace& place, CRandomSource& source, std::uint64_t ulOffset, std::uint64_t ulSize,
+                       std::optional<std::uint64_t> ulFileOffset)
+{
+    m_bytes.resize(static_cast<std::size_t>(std::min<std::uint64_t>(ulSize, UNIT_HEAD_BYTES)));
+    m_bytes.resize(source.read(ulOffset, m_bytes));
+    const bool bSet = !m_bytes.empty() && h265_stream::isParameterSet(m_bytes[0] >> 1 & 0x3f);
+    if (bSet && ulSize > m_bytes.size()) {
+        // In pieces: the size can be larger than what there is.
+        constexpr std::size_t PIECE = std::size_t{64} << 10;
+        const std::uint64_t ulWanted = std::min<std::uint64_t>(ulSize, h265_stream::MAX_PARAMETER_SET_BYTES);
+        for (std::size_t uiRead = 1; uiRead != 0 && m_bytes.size() < ulWanted;) {
+            const std::size_t uiBegin = m_bytes.size();
+            m_bytes.resize(uiBegin + static_cast<std::size_t>(std::min<std::uint64_t>(PIECE, ulWanted - uiBegin)));
+            uiRead = source.read(ulOffset + uiBegin, std::span(m_bytes).subspan(uiBegin));
+            m_bytes.resize(uiBegin + uiRead);
+        }
+    }
+    unit(place, m_bytes, ulSize, ulFileOffset);
+}
+
+void CUnitOutput::unit(const UnitPlace& place, std::span<const unsigned char> bytes, std::uint64_t ulSize,
+                       std::optional<std::uint64_t> ulFileOffset)
+{
+    if (bytes.empty() || m_bStopped)
+        return;
+    const h265_stream::NalUnitHeader header =
+        h265_stream::parseNalUnitHeader(bytes[0], bytes.size() > 1 ? bytes[1] : 0);
+    if (h265_stream::isParameterSet(header.nal_unit_type)) {
+        bytes = bytes.first(std::min(bytes.size(), h265_stream::MAX_PARAMETER_SET_BYTES));
+        const std::size_t uiSize = withoutZeros(bytes);
+        if (uiSize < bytes.size() && bytes.size() == ulSize) {
+            // Of a configuration record it is told with its place in it.
+            if (place.configuration.empty())
+                findingOnce(ONCE_TRAILING_ZEROS,
+                            {ESeverity::Warning,
+                             placeText(place),
+                             ulFileOffset,
+                             place.ulTrack,
+                             "zero bytes behind a parameter set count as part of it"});
+            bytes = bytes.first(uiSize);
+            ulSize = uiSize;
+        }
+    } else
+        bytes = bytes.first(std::min(bytes.size(), UNIT_HEAD_BYTES));
+    m_ulFurthest = std::max(m_ulFurthest, ulFileOffset.value_or(0));
+    if (bytes.empty())
+        return;
+    if (!m_sink.onNalUnit({place, header, ulFileOffset, ulSize, bytes}))
+        m_bStopped = true;
+    if (isHead() && header.nal_unit_type < h265_stream::VPS_NUT)
+        m_done.insert(place.ulTrack);
+}
+
+void readLengthPrefixedUnits(CUnitOutput& output, const UnitPlace& place, CRandomSource& source, std::uint64_t ulOffset,
+                             std::uint64_t ulSize, unsigned uiLengthBytes, std::optional<std::uint64_t> ulFileBase)
+{
+    const auto fileOffset = [&](std::uint64_t ulAt) -> std::optional<std::uint64_t> {
+        return ulFileBase ? std::optional(*ulFileBase + ulAt) : std::nullopt;
+    };
+    const std::uint64_t ulEnd = ulOffset + ulSize;
+    while (ulOffset < ulEnd && !output.isStopped() && !output.isTrackDone(place.ulTrack)) {
+        std::array<unsigned char, 4> aucLength{};
+        const std::size_t uiHere = static_cast<std::size_t>(std::min<std::uint64_t>(uiLengthBytes, ulEnd - ulOffset));
+        const std::size_t uiRead = source.read(ulOffset, std::span(aucLength).first(uiHere));
+        if (uiRead < uiLengthBytes) {
+            output.finding({ESeverity::Error,
+                            placeText(place),
+                            fileOffset(ulOffset),
+                            place.ulTrack,
+                            "ends inside the length of a NAL unit"});
+            return;
+        }
+        std::uint64_t ulLength = 0;
+        for (unsigned i = 0; i < uiLengthBytes; ++i)
+            ulLength = ulLength << 8 | aucLength[i];
+        ulOffset += uiLengthBytes;
+        if (!output.spend(source, 1))
+            return;
+        if (ulLength > ulEnd - ulOffset) {
+            output.finding({ESeverity::Error,
+                            placeText(place),
+                            fileOffset(ulOffset - uiLengthBytes),
+                            place.ulTrack,
+                            "a NAL unit of " + std::to_string(ulLength) + " bytes where " +
+                                std::to_string(ulEnd - ulOffset) + " are left"});
+            ulLength = ulEnd - ulOffset;
+        }
+        if (ulLength == 0)
+            output.findingOnce(
+                ONCE_EMPTY_UNIT,
+                {ESeverity::Warning, placeText(place), fileOffset(ulOffset), place.ulTrack, "a NAL unit of 0 bytes"});
+        else
+            output.unit(place, source, ulOffset, ulLength, fileOffset(ulOffset));
+        ulOffset += ulLength;
+    }
+}
+
+bool isLengthPrefixed(CRandomSource& source, std::uint64_t ulOffset, std::uint64_t ulSize)
+{
+    const std::uint64_t ulEnd = ulOffset + ulSize;
+    while (ulOffset < ulEnd) {
+        std::array<unsigned char, 5> aucHead{};
+        if (ulEnd - ulOffset < aucHead.size() || source.read(ulOffset, aucHead) != aucHead.size())
+            return false;
+        const std::uint64_t ulLength = static_cast<std::uint64_t>(aucHead[0]) << 24 |
+                                       static_cast<std::uint64_t>(aucHead[1]) << 16 |
+                                       static_cast<std::uint64_t>(aucHead[2]) << 8 | aucHead[3];
+        ulOffset += 4;
+        // 7.3.1.2: forbidden_zero_bit.
+        if (ulLength < h265_stream::NAL_UNIT_HEADER_BYTES || ulLength > ulEnd - ulOffset || (aucHead[4] & 0x80) != 0)
+            return false;
+        ulOffset += ulLength;
+    }
+    return ulSize != 0;
+}
+
+void deliverConfiguration(CUnitOutput& output, const UnitPlace& place, const DecoderConfiguration& configuration,
+                          const std::string& box, std::optional<std::uint64_t> ulFileOffset, bool bTellFindings)
+{
+    const auto fileOffset = [&](std::size_t uiAt) -> std::optional<std::uint64_t> {
+        return ulFileOffset ? std::optional(*ulFileOffset + uiAt) : std::nullopt;
+    };
+    if (bTellFindings) {
+        for (const ConfigurationFinding& finding : configuration.findings)
+            output.finding({finding.eSeverity, box, fileOffset(finding.uiOffset), place.ulTrack, finding.message});
+    }
+    for (const ConfigurationUnit& unit : configuration.units)
+        output.unit(place, unit.bytes, unit.bytes.size(), fileOffset(unit.uiOffset));
+}
+
+} // namespace h265_container

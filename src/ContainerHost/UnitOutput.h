@@ -1,0 +1,101 @@
+#pragma once
+
+#include <cstdint>
+#include <set>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "ContainerSink.h"
+#include "RandomSource.h"
+
+namespace h265_container {
+
+/// Findings that are told of one file; behind them only their number is.
+inline constexpr unsigned MAX_FINDINGS = 200;
+
+/// Bytes that are kept of one file: tracks and their sample descriptions.
+inline constexpr std::uint64_t MAX_KEPT_BYTES = std::uint64_t{16} << 20;
+
+/// Between the readers and the sink: counts findings and work, and knows which tracks have ended.
+class CUnitOutput
+{
+public:
+    CUnitOutput(CContainerSink& sink, const ContainerOptions& options) : m_sink(sink), m_options(options) {}
+
+    [[nodiscard]] bool isHead() const { return m_options.bHead; }
+
+    /// Whether nothing more is wanted: the sink said so, or the work is out of proportion.
+    [[nodiscard]] bool isStopped() const { return m_bStopped; }
+
+    /// A head run has seen the track's first slice segment.
+    [[nodiscard]] bool isTrackDone(std::uint64_t ulTrack) const { return m_done.contains(ulTrack); }
+
+    void track(const ContainerTrack& track) { m_sink.onTrack(track); }
+    void claims(const ContainerClaims& claims) { m_sink.onClaims(claims); }
+    void finding(ContainerFinding finding);
+
+    /// A finding that is told once for each track and kind.
+    void findingOnce(unsigned uiKind, ContainerFinding finding);
+
+    /// Tells how many findings were not told.
+    void finish();
+
+    /// Counts work; false when it is out of proportion to the bytes of the file, which is told.
+    bool spend(const CRandomSource& source, std::uint64_t ulWork);
+
+    /// Counts bytes that are kept of a file; false when they are more than the memory for it.
+    [[nodiscard]] bool keep(std::uint64_t ulBytes);
+
+    /// Delivers a NAL unit of ulSize bytes, which lies in source at ulOffset, and at optional ulFileOffset
+    /// in the file.
+    void unit(const UnitPlace& place, CRandomSource& source, std::uint64_t ulOffset, std::uint64_t ulSize,
+              std::optional<std::uint64_t> ulFileOffset);
+
+    /// Delivers a NAL unit whose bytes are there, as far as they are wanted.
+    void unit(const UnitPlace& place, std::span<const unsigned char> bytes, std::uint64_t ulSize,
+              std::optional<std::uint64_t> ulFileOffset);
+
+private:
+    CContainerSink& m_sink;
+    const ContainerOptions m_options;
+    bool m_bStopped = false;
+    std::uint64_t m_ulWork = 0;
+    std::uint64_t m_ulKept = 0;
+    std::uint64_t m_ulFurthest = 0; // byte that a unit was seen at
+    std::uint64_t m_ulFindings = 0;
+    std::set<std::uint64_t> m_done;
+    std::set<std::pair<std::uint64_t, unsigned>> m_told;
+    std::vector<unsigned char> m_bytes; // of the unit being delivered
+};
+
+/// Kinds of findings that are told once a track.
+enum EOnce : unsigned
+{
+    ONCE_TRAILING_ZEROS,
+    ONCE_EMPTY_UNIT,
+    ONCE_LENGTH_SIZE,
+    ONCE_OUTSIDE,
+    ONCE_EXTERNAL,
+    ONCE_NO_DESCRIPTION,
+    ONCE_COMPRESSION,
+    ONCE_NO_CONFIGURATION,
+    ONCE_SCRAMBLED,
+    ONCE_LOST_PACKETS,
+    ONCE_BAD_PES
+};
+
+/// ISO/IEC 14496-15 4.3.3.1: the NAL units of a sample, each behind its length. Offsets in the file are
+/// those in source plus ulFileBase; none when that is none.
+void readLengthPrefixedUnits(CUnitOutput& output, const UnitPlace& place, CRandomSource& source, std::uint64_t ulOffset,
+                             std::uint64_t ulSize, unsigned uiLengthBytes, std::optional<std::uint64_t> ulFileBase);
+
+/// Whether the bytes are NAL units behind lengths of four bytes from end to end.
+bool isLengthPrefixed(CRandomSource& source, std::uint64_t ulOffset, std::uint64_t ulSize);
+
+/// Tells what a record's findings are, and delivers its NAL units. ulFileOffset is where the record lies in
+/// the file, box its path.
+void deliverConfiguration(CUnitOutput& output, const UnitPlace& place, const DecoderConfiguration& configuration,
+                          const std::string& box, std::optional<std::uint64_t> ulFileOffset, bool bTellFindings);
+
+} // namespace h265_container
