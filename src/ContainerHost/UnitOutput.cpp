@@ -50,24 +50,32 @@ std::string placeText(const UnitPlace& place)
 
 void CUnitOutput::finding(ContainerFinding finding)
 {
-    if (++m_ulFindings <= MAX_FINDINGS)
-        m_sink.onFinding(finding);
+    if (m_uiFindings == MAX_FINDINGS) {
+        ++m_ulUntold;
+        return;
+    }
+    ++m_uiFindings;
+    m_sink.onFinding(finding);
 }
 
-void CUnitOutput::findingOnce(unsigned uiKind, ContainerFinding finding)
+void CUnitOutput::findingOf(unsigned uiKind, unsigned uiMost, ContainerFinding finding)
 {
-    if (m_told.size() < std::size_t{1} << 16 && m_told.insert({finding.ulTrack.value_or(0), uiKind}).second)
+    const std::pair key(finding.ulTrack.value_or(0), uiKind);
+    const bool bRoom = m_told.size() < std::size_t{1} << 16 || m_told.contains(key);
+    if (bRoom && m_told[key]++ < uiMost)
         this->finding(std::move(finding));
+    else if (uiMost != 1)
+        ++m_ulUntold;
 }
 
 void CUnitOutput::finish()
 {
-    if (m_ulFindings > MAX_FINDINGS)
+    if (m_ulUntold != 0)
         m_sink.onFinding({ESeverity::Note,
                           {},
                           std::nullopt,
                           std::nullopt,
-                          std::to_string(m_ulFindings - MAX_FINDINGS) + " more findings about the container"});
+                          std::to_string(m_ulUntold) + " more findings about the container"});
 }
 
 bool CUnitOutput::spend(const CRandomSource& source, std::uint64_t ulWork)
@@ -78,11 +86,12 @@ bool CUnitOutput::spend(const CRandomSource& source, std::uint64_t ulWork)
     const std::uint64_t ulBytes = std::max(source.size().value_or(0), m_ulFurthest);
     if (m_bStopped || m_ulWork <= FREE_WORK || m_ulWork / 2 <= ulBytes)
         return !m_bStopped;
-    finding({ESeverity::Error,
-             {},
-             std::nullopt,
-             std::nullopt,
-             "more samples and NAL units than the file has bytes: they overlap; the rest is not read"});
+    // Told however many findings there are.
+    m_sink.onFinding({ESeverity::Error,
+                      {},
+                      std::nullopt,
+                      std::nullopt,
+                      "more samples and NAL units than the file has bytes: they overlap; the rest is not read"});
     m_bStopped = true;
     return false;
 }
@@ -160,11 +169,12 @@ void readLengthPrefixedUnits(CUnitOutput& output, const UnitPlace& place, CRando
         const std::size_t uiHere = static_cast<std::size_t>(std::min<std::uint64_t>(uiLengthBytes, ulEnd - ulOffset));
         const std::size_t uiRead = source.read(ulOffset, std::span(aucLength).first(uiHere));
         if (uiRead < uiLengthBytes) {
-            output.finding({ESeverity::Error,
-                            placeText(place),
-                            fileOffset(ulOffset),
-                            place.ulTrack,
-                            "ends inside the length of a NAL unit"});
+            output.findingFew(FEW_CUT_SAMPLES,
+                              {ESeverity::Error,
+                               placeText(place),
+                               fileOffset(ulOffset),
+                               place.ulTrack,
+                               "ends inside the length of a NAL unit"});
             return;
         }
         std::uint64_t ulLength = 0;
@@ -174,12 +184,13 @@ void readLengthPrefixedUnits(CUnitOutput& output, const UnitPlace& place, CRando
         if (!output.spend(source, 1))
             return;
         if (ulLength > ulEnd - ulOffset) {
-            output.finding({ESeverity::Error,
-                            placeText(place),
-                            fileOffset(ulOffset - uiLengthBytes),
-                            place.ulTrack,
-                            "a NAL unit of " + std::to_string(ulLength) + " bytes where " +
-                                std::to_string(ulEnd - ulOffset) + " are left"});
+            output.findingFew(FEW_LONG_UNITS,
+                              {ESeverity::Error,
+                               placeText(place),
+                               fileOffset(ulOffset - uiLengthBytes),
+                               place.ulTrack,
+                               "a NAL unit of " + std::to_string(ulLength) + " bytes where " +
+                                   std::to_string(ulEnd - ulOffset) + " are left"});
             ulLength = ulEnd - ulOffset;
         }
         if (ulLength == 0)

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <map>
 #include <set>
 #include <string>
 #include <utility>
@@ -36,7 +37,10 @@ public:
     void finding(ContainerFinding finding);
 
     /// A finding that is told once for each track and kind.
-    void findingOnce(unsigned uiKind, ContainerFinding finding);
+    void findingOnce(unsigned uiKind, ContainerFinding finding) { findingOf(uiKind, 1, std::move(finding)); }
+
+    /// A finding of which each track tells a few, so that one kind does not crowd out the others.
+    void findingFew(unsigned uiKind, ContainerFinding finding) { findingOf(uiKind, FEW, std::move(finding)); }
 
     /// Tells how many findings were not told.
     void finish();
@@ -57,21 +61,28 @@ public:
               std::optional<std::uint64_t> ulFileOffset);
 
 private:
+    static constexpr unsigned FEW = 8;
+
+    void findingOf(unsigned uiKind, unsigned uiMost, ContainerFinding finding);
+
     CContainerSink& m_sink;
     const ContainerOptions m_options;
     bool m_bStopped = false;
     std::uint64_t m_ulWork = 0;
     std::uint64_t m_ulKept = 0;
     std::uint64_t m_ulFurthest = 0; // byte that a unit was seen at
-    std::uint64_t m_ulFindings = 0;
+    unsigned m_uiFindings = 0;      // told
+    std::uint64_t m_ulUntold = 0;
     std::set<std::uint64_t> m_done;
-    std::set<std::pair<std::uint64_t, unsigned>> m_told;
+    std::map<std::pair<std::uint64_t, unsigned>, unsigned> m_told;
     std::vector<unsigned char> m_bytes; // of the unit being delivered
 };
 
-/// Kinds of findings that are told once a track.
+/// Kinds of findings that are told once or a few times a track.
 enum EOnce : unsigned
 {
+    FEW_CUT_SAMPLES,
+    FEW_LONG_UNITS,
     ONCE_TRAILING_ZEROS,
     ONCE_EMPTY_UNIT,
     ONCE_LENGTH_SIZE,

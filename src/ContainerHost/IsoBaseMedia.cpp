@@ -1,0 +1,215 @@
+#include "IsoBaseMedia.h"
+
+#include <set>
+#include <utility>
+#include <vector>
+
+#include "ImageItems.h"
+#include "MovieFragments.h"
+
+namespace h265_container {
+
+namespace {
+
+constexpr std::size_t MAX_TRACKS = 4096;
+
+class CIsoReader
+{
+public:
+    CIsoReader(CRandomSource& source, CUnitOutput& output) : m_source(source), m_output(output) {}
+
+    void readInit(CRandomSource& init);
+    void read();
+
+private:
+    enum class EGoOn
+    {
+        No,
+        Yes
+    };
+
+    EGoOn readBox(const Box& box);
+    void readMovie(CRandomSource& source, const Box& moov, bool bSamples);
+    void addTrack(MovieTrack track);
+    [[nodiscard]] bool holdAhead(const Box& box, const char* pWhat);
+    [[nodiscard]] bool allDone() const;
+    void tellWhatIsMissing();
+    void tell(ESeverity eSeverity, std::string box, std::optional<std::uint64_t> ulOffset, std::string message)
+    {
+        m_output.finding({eSeverity, std::move(box), ulOffset, std::nullopt, std::move(message)});
+    }
+
+    CRandomSource& m_source;
+    CUnitOutput& m_output;
+    std::vector<MovieTrack> m_tracks;
+    std::set<std::uint32_t> m_known; // tracks that were told of
+    bool m_bMovie = false;
+    bool m_bImages = false;
+    bool m_bFragments = false;
+    bool m_bMediaData = false;
+    bool m_bMovieFragments = false; // moov says that fragments follow
+};
+
+void CIsoReader::addTrack(MovieTrack track)
+{
+    if (m_known.insert(track.uiTrack).second)
+        m_output.track(trackInfo(track));
+    m_tracks.push_back(std::move(track));
+}
+
+// A later moov, as of segments one behind the other, takes the place of the one before.
+void CIsoReader::readMovie(CRandomSource& source, const Box& moov, bool bSamples)
+{
+    m_bMovie = true;
+    m_tracks.clear();
+    std::optional<Box> mvex;
+    CBoxWalk walk(source, m_output, "moov", moov.ulContent, moov.ulEnd);
+    while (const auto box = walk.next()) {
+        if (box->uiType == fourCC("trak") && m_tracks.size() == MAX_TRACKS) {
+            tell(ESeverity::Error,
+                 "moov",
+                 box->ulOffset,
+                 "more than " + std::to_string(MAX_TRACKS) + " tracks; from here on they are not read");
+            break;
+        }
+        if (box->uiType == fourCC("trak"))
+            addTrack(readTrack(source, m_output, *box, walk.pathOf(*box)));
+        else if (box->uiType == fourCC("mvex"))
+            mvex = box;
+        else if (box->uiType == fourCC("cmov"))
+            tell(ESeverity::Error, walk.pathOf(*box), box->ulOffset, "is a compressed moov, which is not read");
+    }
+    m_bMovieFragments = mvex.has_value();
+    if (mvex)
+        readFragmentDefaults(m_output, source, *mvex, m_tracks);
+    for (MovieTrack& track : m_tracks) {
+        if (track.isH265() && track.descriptions.front().bIsH265)
+            enterDescription(m_output, track, 1, bSamples);
+    }
+    if (bSamples)
+        deliverSamples(m_output, source, m_tracks);
+    // What no sample needed is shown too.
+    for (MovieTrack& track : m_tracks) {
+        for (std::uint32_t i = 0; i < track.descriptions.size(); ++i) {
+            if (track.descriptions[i].bIsH265 && !track.descriptions[i].bDelivered)
+                enterDescription(m_output, track, i + 1, bSamples);
+        }
+    }
+}
+
+void CIsoReader::readInit(CRandomSource& init)
+{
+    CBoxWalk walk(init, m_output);
+    while (const auto box = walk.next()) {
+        if (box->uiType == fourCC("moov")) {
+            readMovie(init, *box, false);
+            return;
+        }
+    }
+    tell(ESeverity::Error, {}, std::nullopt, "the initialisation segment has no moov");
+}
+
+bool CIsoReader::holdAhead(const Box& box, const char* pWhat)
+{
+    if (m_source.hold(box.ulOffset, box.ulEnd - box.ulOffset))
+        return true;
+    tell(ESeverity::Error,
+         pWhat,
+         box.ulOffset,
+         "is too large to be kept while the stream is read; save it as a file first");
+    return false;
+}
+
+CIsoReader::EGoOn CIsoReader::readBox(const Box& box)
+{
+    switch (box.uiType) {
+    case fourCC("moov"):
+        if (!holdAhead(box, "moov"))
+            return EGoOn::No;
+        readMovie(m_source, box, true);
+        return EGoOn::Yes;
+    case fourCC("moof"):
+        m_bFragments = true;
+        if (m_tracks.empty())
+            return EGoOn::Yes;
+        if (!holdAhead(box, "moof"))
+            return EGoOn::No;
+        deliverFragment(m_output, m_source, box, m_tracks);
+        return EGoOn::Yes;
+    case fourCC("meta"):
+        if (!holdAhead(box, "meta"))
+            return EGoOn::No;
+        m_bImages = deliverImageItems(m_output, m_source, box) || m_bImages;
+        return EGoOn::Yes;
+    case fourCC("mdat"):
+        m_bMediaData = true;
+        if (m_source.isForwardOnly() && !m_bMovie && !m_bFragments && !m_bImages) {
+            tell(ESeverity::Error,
+                 "mdat",
+                 box.ulOffset,
+                 "stands in front of the moov, and a stream cannot be read backwards; save it as a file first");
+            return EGoOn::No;
+        }
+        return EGoOn::Yes;
+    default:
+        return EGoOn::Yes;
+    }
+}
+
+bool CIsoReader::allDone() const
+{
+    if (!m_output.isHead() || !m_bMovie)
+        return false;
+    for (const MovieTrack& track : m_tracks) {
+        // Without fragments all of a track has been read with the moov.
+        if (track.isH265() && m_bMovieFragments && !m_output.isTrackDone(track.uiTrack))
+            return false;
+    }
+    return true;
+}
+
+void CIsoReader::tellWhatIsMissing()
+{
+    if (m_bMovie || m_bImages)
+        return;
+    if (m_bFragments)
+        tell(ESeverity::Error,
+             "moof",
+             std::nullopt,
+             "media segments without the moov of their initialisation segment; give it with --init FILE");
+    else
+        tell(ESeverity::Error,
+             "moov",
+             m_source.size(),
+             m_bMediaData
+                 ? "is missing: the file was not finished, or ends early; nothing in mdat can be found without it"
+                 : "is missing: there are no tracks and no images");
+}
+
+void CIsoReader::read()
+{
+    CBoxWalk walk(m_source, m_output);
+    while (const auto box = walk.next()) {
+        if (readBox(*box) == EGoOn::No)
+            return;
+        if (m_output.isStopped() || allDone())
+            return;
+    }
+    if (!m_output.isStopped())
+        tellWhatIsMissing();
+}
+
+} // namespace
+
+void readIsoBaseMedia(CRandomSource& source, const ContainerOptions& options, CContainerSink& sink,
+                      CRandomSource* pInit)
+{
+    CUnitOutput output(sink, options);
+    CIsoReader reader(source, output);
+    if (pInit != nullptr)
+        reader.readInit(*pInit);
+    reader.read();
+    output.finish();
+}
+
+} // namespace h265_container
