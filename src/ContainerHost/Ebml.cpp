@@ -1,0 +1,97 @@
+#include "Ebml.h"
+
+#include <algorithm>
+#include <array>
+#include <bit>
+#include <cstdio>
+#include <utility>
+
+#include "BoxWalk.h"
+
+namespace h265_container {
+
+std::string ebmlIdText(std::uint32_t uiId)
+{
+    std::array<char, 16> text{};
+    std::snprintf(text.data(), text.size(), "0x%X", uiId);
+    return text.data();
+}
+
+std::optional<EbmlVint> readVint(CRandomSource& source, std::uint64_t ulOffset, std::uint64_t ulEnd)
+{
+    std::array<unsigned char, 8> aucBytes{};
+    const std::size_t uiHere = static_cast<std::size_t>(std::min<std::uint64_t>(1, ulEnd - std::min(ulEnd, ulOffset)));
+    if (source.read(ulOffset, std::span(aucBytes).first(uiHere)) == 0 || aucBytes[0] == 0)
+        return std::nullopt;
+    const auto uiBytes = static_cast<unsigned>(std::countl_zero(aucBytes[0])) + 1U;
+    if (ulEnd - ulOffset < uiBytes ||
+        source.read(ulOffset + 1, std::span(aucBytes).subspan(1, uiBytes - 1)) != uiBytes - 1)
+        return std::nullopt;
+    std::uint64_t ulValue = aucBytes[0] & (0xffU >> uiBytes);
+    for (unsigned i = 1; i < uiBytes; ++i)
+        ulValue = ulValue << 8 | aucBytes[i];
+    const std::uint64_t ulOnes = (std::uint64_t{1} << 7 * uiBytes) - 1;
+    return EbmlVint{ulValue, uiBytes, ulValue == ulOnes};
+}
+
+std::optional<EbmlElement> CEbmlWalk::broken(std::string message)
+{
+    m_bBroken = true;
+    m_output.finding({ESeverity::Error, m_path, m_ulOffset, std::nullopt, std::move(message)});
+    return std::nullopt;
+}
+
+std::optional<EbmlElement> CEbmlWalk::next()
+{
+    const auto ulSize = m_source.size();
+    const std::uint64_t ulHere = ulSize ? std::min(*ulSize, m_ulEnd) : m_ulEnd;
+    std::array<unsigned char, 1> aucFirst{};
+    if (m_bBroken || m_ulOffset >= ulHere || !m_output.spend(m_source, 1) || m_source.read(m_ulOffset, aucFirst) == 0)
+        return std::nullopt;
+    const auto id = readVint(m_source, m_ulOffset, ulHere);
+    if (!id || id->uiBytes > 4)
+        return broken("here should be an element: its id is cut or not valid");
+    EbmlElement element;
+    element.ulOffset = m_ulOffset;
+    element.uiId = static_cast<std::uint32_t>(id->ulValue | std::uint64_t{1} << 7 * id->uiBytes);
+    const auto size = readVint(m_source, m_ulOffset + id->uiBytes, ulHere);
+    if (!size)
+        return broken("the size of element " + ebmlIdText(element.uiId) + " is cut or not valid");
+    element.ulContent = m_ulOffset + id->uiBytes + size->uiBytes;
+    element.bUnknownSize = size->bAllOnes;
+    const std::uint64_t ulLeft = m_ulEnd - std::min(m_ulEnd, element.ulContent);
+    if (!element.bUnknownSize && size->ulValue > ulLeft)
+        m_output.finding({ESeverity::Error,
+                          m_path,
+                          m_ulOffset,
+                          std::nullopt,
+                          "element " + ebmlIdText(element.uiId) + " of " + std::to_string(size->ulValue) +
+                              " bytes where " + std::to_string(ulLeft) + " are left"});
+    element.ulEnd = element.ulContent + (element.bUnknownSize ? ulLeft : std::min(size->ulValue, ulLeft));
+    if (ulSize && !element.bUnknownSize && element.ulEnd > *ulSize)
+        m_output.findingOnce(ONCE_FILE_END,
+                             {ESeverity::Error,
+                              m_path,
+                              *ulSize,
+                              std::nullopt,
+                              "the file ends early: element " + ebmlIdText(element.uiId) + " reaches to byte " +
+                                  std::to_string(element.ulEnd)});
+    m_ulOffset = element.ulEnd;
+    return element;
+}
+
+std::uint64_t readEbmlUnsigned(CRandomSource& source, const EbmlElement& element)
+{
+    if (element.contentSize() > 8)
+        return 0;
+    return CFieldCursor(source, element.ulContent, element.ulEnd).bytes(static_cast<unsigned>(element.contentSize()));
+}
+
+std::vector<unsigned char> readEbmlBytes(CRandomSource& source, const EbmlElement& element, std::size_t uiMost)
+{
+    std::vector<unsigned char> bytes(static_cast<std::size_t>(std::min<std::uint64_t>(element.contentSize(), uiMost)));
+    bytes.resize(source.read(element.ulContent, bytes));
+    return bytes;
+}
+
+} // namespace h265_container

@@ -1,0 +1,478 @@
+#include "MatroskaTrack.h"
+
+#include <algorithm>
+#include <array>
+#include <cstring>
+#include <utility>
+
+#include <zlib.h>
+
+#include "BoxWalk.h"
+
+namespace h265_container {
+
+namespace {
+
+// Bytes of a frame that are unpacked; a picture of 8K without compression has 100 MB, which nobody packs.
+constexpr std::size_t MAX_UNPACKED_BYTES = std::size_t{16} << 20;
+
+// Numbers of elements: RFC 9559 5.1.4.
+enum EId : std::uint32_t
+{
+    ID_TRACK_NUMBER = 0xd7,
+    ID_TRACK_TYPE = 0x83,
+    ID_CODEC_ID = 0x86,
+    ID_CODEC_PRIVATE = 0x63a2,
+    ID_DEFAULT_DURATION = 0x23e383,
+    ID_VIDEO = 0xe0,
+    ID_COLOUR = 0x55b0,
+    ID_CONTENT_ENCODINGS = 0x6d80,
+    ID_CONTENT_ENCODING = 0x6240,
+    ID_ENCODING_SCOPE = 0x5032,
+    ID_ENCODING_TYPE = 0x5033,
+    ID_COMPRESSION = 0x5034,
+    ID_COMPRESSION_ALGORITHM = 0x4254,
+    ID_COMPRESSION_SETTINGS = 0x4255
+};
+
+using Bytes = std::vector<unsigned char>;
+
+// What is unpacked counts for as much of the file as the packed bytes.
+class CUnpackedSource : public CRandomSource
+{
+public:
+    CUnpackedSource(const CRandomSource& file, const Bytes& bytes) : m_file(file), m_bytes(bytes) {}
+
+    std::size_t read(std::uint64_t ulOffset, std::span<unsigned char> to) override
+    {
+        const std::size_t uiBegin = static_cast<std::size_t>(std::min<std::uint64_t>(ulOffset, m_bytes.size()));
+        const std::size_t uiCount = std::min(to.size(), m_bytes.size() - uiBegin);
+        std::copy_n(m_bytes.begin() + static_cast<std::ptrdiff_t>(uiBegin), uiCount, to.begin());
+        return uiCount;
+    }
+    [[nodiscard]] std::optional<std::uint64_t> size() const override { return m_file.size(); }
+
+private:
+    const CRandomSource& m_file;
+    const Bytes& m_bytes;
+};
+
+// A frame whose first bytes stand with the track only.
+class CStrippedSource : public CRandomSource
+{
+public:
+    CStrippedSource(CRandomSource& file, const Bytes& header, std::uint64_t ulOffset)
+        : m_file(file), m_header(header), m_ulOffset(ulOffset)
+    {}
+
+    std::size_t read(std::uint64_t ulOffset, std::span<unsigned char> to) override
+    {
+        const std::size_t uiBegin = static_cast<std::size_t>(std::min<std::uint64_t>(ulOffset, m_header.size()));
+        const std::size_t uiCount = std::min(to.size(), m_header.size() - uiBegin);
+        std::copy_n(m_header.begin() + static_cast<std::ptrdiff_t>(uiBegin), uiCount, to.begin());
+        if (uiCount == to.size())
+            return uiCount;
+        return uiCount + m_file.read(m_ulOffset + ulOffset + uiCount - m_header.size(), to.subspan(uiCount));
+    }
+    [[nodiscard]] std::optional<std::uint64_t> size() const override { return m_file.size(); }
+
+private:
+    CRandomSource& m_file;
+    const Bytes& m_header;
+    const std::uint64_t m_ulOffset;
+};
+
+// RFC 1950. What could be unpacked in front of an error is kept; false tells of one.
+bool unpack(CRandomSource& source, std::uint64_t ulOffset, std::uint64_t ulSize, Bytes& to)
+{
+    z_stream stream = {};
+    if (inflateInit(&stream) != Z_OK)
+        return false;
+    std::array<unsigned char, 4096> aucPacked;
+    std::array<unsigned char, 16384> aucPiece;
+    int iResult = Z_OK;
+    while (iResult == Z_OK && to.size() < MAX_UNPACKED_BYTES) {
+        if (stream.avail_in == 0) {
+            const auto uiAsked = static_cast<std::size_t>(std::min<std::uint64_t>(aucPacked.size(), ulSize));
+            const std::size_t uiRead = source.read(ulOffset, std::span(aucPacked).first(uiAsked));
+            ulOffset += uiRead;
+            ulSize -= uiRead;
+            stream.next_in = aucPacked.data();
+            stream.avail_in = static_cast<unsigned>(uiRead);
+        }
+        stream.next_out = aucPiece.data();
+        stream.avail_out = static_cast<unsigned>(aucPiece.size());
+        iResult = inflate(&stream, Z_NO_FLUSH);
+        to.insert(to.end(), aucPiece.begin(), aucPiece.end() - static_cast<std::ptrdiff_t>(stream.avail_out));
+    }
+    (void)inflateEnd(&stream); // it has nothing to fail with
+    return iResult == Z_STREAM_END;
+}
+
+std::string textOf(const Bytes& bytes)
+{
+    return {bytes.begin(), std::find(bytes.begin(), bytes.end(), '\0')};
+}
+
+// 5.1.4.1.28.16 Colour.
+void readColour(CRandomSource& source, CUnitOutput& output, const EbmlElement& element, MatroskaTrack& track,
+                MatroskaVideoClaim& video)
+{
+    const std::string path = "Segment/Tracks/TrackEntry/Video/Colour";
+    ColourClaim colour;
+    colour.type = "Colour";
+    CEbmlWalk walk(source, output, path, element.ulContent, element.ulEnd);
+    while (const auto child = walk.next()) {
+        const std::uint64_t ulValue = readEbmlUnsigned(source, *child);
+        switch (child->uiId) {
+        case 0x55b1:
+            colour.uiMatrix = static_cast<unsigned>(ulValue);
+            break;
+        case 0x55b2:
+            video.ulBitsPerChannel = ulValue;
+            break;
+        case 0x55b3:
+            video.ulChromaSubsamplingHorz = ulValue;
+            break;
+        case 0x55b4:
+            video.ulChromaSubsamplingVert = ulValue;
+            break;
+        case 0x55b9: // Range: 1 limited, 2 full
+            if (ulValue == 1 || ulValue == 2)
+                colour.bFullRange = ulValue == 2;
+            break;
+        case 0x55ba:
+            colour.uiTransfer = static_cast<unsigned>(ulValue);
+            break;
+        case 0x55bb:
+            colour.uiPrimaries = static_cast<unsigned>(ulValue);
+            break;
+        case 0x55bc:
+            video.ulMaxCLL = ulValue;
+            break;
+        case 0x55bd:
+            video.ulMaxFALL = ulValue;
+            break;
+        default:
+            break;
+        }
+    }
+    track.claims.colours.assign(1, {colour, path, element.ulOffset});
+}
+
+// 5.1.4.1.28 Video.
+void readVideo(CRandomSource& source, CUnitOutput& output, const EbmlElement& element, MatroskaTrack& track)
+{
+    MatroskaVideoClaim video;
+    const struct
+    {
+        std::uint32_t uiId;
+        std::optional<std::uint64_t>& ulField;
+    } aFields[] = {{0xb0, video.ulPixelWidth},
+                   {0xba, video.ulPixelHeight},
+                   {0x54aa, video.ulPixelCropBottom},
+                   {0x54bb, video.ulPixelCropTop},
+                   {0x54cc, video.ulPixelCropLeft},
+                   {0x54dd, video.ulPixelCropRight},
+                   {0x54b0, video.ulDisplayWidth},
+                   {0x54ba, video.ulDisplayHeight},
+                   {0x54b2, video.ulDisplayUnit}};
+    const std::string path = "Segment/Tracks/TrackEntry/Video";
+    CEbmlWalk walk(source, output, path, element.ulContent, element.ulEnd);
+    while (const auto child = walk.next()) {
+        if (child->uiId == ID_COLOUR)
+            readColour(source, output, *child, track, video);
+        for (const auto& field : aFields) {
+            if (field.uiId == child->uiId)
+                field.ulField = readEbmlUnsigned(source, *child);
+        }
+    }
+    track.claims.matroskaVideo = {video, path, element.ulOffset};
+}
+
+// 5.1.4.1.31 ContentEncoding.
+struct Encoding
+{
+    std::uint64_t ulScope = 1;
+    std::uint64_t ulType = 0;
+    std::uint64_t ulAlgorithm = 0;
+    Bytes settings;
+};
+
+Encoding readEncoding(CRandomSource& source, CUnitOutput& output, const EbmlElement& element)
+{
+    const std::string path = "Segment/Tracks/TrackEntry/ContentEncodings";
+    Encoding encoding;
+    CEbmlWalk walk(source, output, path, element.ulContent, element.ulEnd);
+    while (const auto child = walk.next()) {
+        if (child->uiId == ID_ENCODING_SCOPE)
+            encoding.ulScope = readEbmlUnsigned(source, *child);
+        else if (child->uiId == ID_ENCODING_TYPE)
+            encoding.ulType = readEbmlUnsigned(source, *child);
+        else if (child->uiId == ID_COMPRESSION) {
+            CEbmlWalk fields(source, output, path, child->ulContent, child->ulEnd);
+            while (const auto field = fields.next()) {
+                if (field->uiId == ID_COMPRESSION_ALGORITHM)
+                    encoding.ulAlgorithm = readEbmlUnsigned(source, *field);
+                else if (field->uiId == ID_COMPRESSION_SETTINGS)
+                    encoding.settings = readEbmlBytes(source, *field, std::size_t{1} << 16);
+            }
+        }
+    }
+    return encoding;
+}
+
+void readEncodings(CRandomSource& source, CUnitOutput& output, const EbmlElement& element, MatroskaTrack& track)
+{
+    CEbmlWalk walk(source, output, "Segment/Tracks/TrackEntry/ContentEncodings", element.ulContent, element.ulEnd);
+    unsigned uiEncodings = 0;
+    while (const auto child = walk.next()) {
+        if (child->uiId != ID_CONTENT_ENCODING)
+            continue;
+        Encoding encoding = readEncoding(source, output, *child);
+        if (++uiEncodings > 1)
+            track.reason = "its frames are packed more than once, which is not read";
+        else if (encoding.ulType != 0)
+            track.reason = "it is encrypted";
+        else if (encoding.ulAlgorithm != 0 && encoding.ulAlgorithm != 3)
+            track.reason = "its frames are packed with algorithm " + std::to_string(encoding.ulAlgorithm) +
+                           ", which is not read; zlib and header stripping are";
+        track.ePacking = encoding.ulAlgorithm == 0 ? EFramePacking::Zlib : EFramePacking::HeaderStripping;
+        track.bPacksFrames = (encoding.ulScope & 1) != 0;
+        track.bPacksPrivate = (encoding.ulScope & 2) != 0;
+        track.strippedHeader = std::move(encoding.settings);
+    }
+}
+
+// BITMAPINFOHEADER, in front of the codec's own bytes: its compression is a code of four characters.
+constexpr std::size_t BITMAP_HEADER_BYTES = 40;
+constexpr std::size_t BITMAP_COMPRESSION = 16;
+
+bool isH265Bitmap(const Bytes& codecPrivate)
+{
+    if (codecPrivate.size() < BITMAP_HEADER_BYTES)
+        return false;
+    constexpr std::array<const char*, 8> CODES = {"HEVC", "hevc", "H265", "h265", "HEV1", "hev1", "HVC1", "hvc1"};
+    return std::any_of(CODES.begin(), CODES.end(), [&](const char* pCode) {
+        return std::memcmp(codecPrivate.data() + BITMAP_COMPRESSION, pCode, 4) == 0;
+    });
+}
+
+void unpackPrivate(CUnitOutput& output, CRandomSource& source, MatroskaTrack& track, const EbmlElement& element)
+{
+    track.codecPrivate.clear();
+    track.ulPrivateOffset.reset();
+    if (track.ePacking == EFramePacking::HeaderStripping) {
+        const Bytes bytes = readEbmlBytes(source, element, MAX_CONFIGURATION_BYTES);
+        track.codecPrivate = track.strippedHeader;
+        track.codecPrivate.insert(track.codecPrivate.end(), bytes.begin(), bytes.end());
+        return;
+    }
+    if (!unpack(source, element.ulContent, element.contentSize(), track.codecPrivate))
+        output.finding({ESeverity::Error,
+                        "Segment/Tracks/TrackEntry/CodecPrivate",
+                        element.ulOffset,
+                        track.ulTrack,
+                        "cannot be unpacked to its end: it is no zlib stream, damaged, or too large"});
+    if (track.codecPrivate.size() > MAX_CONFIGURATION_BYTES)
+        track.codecPrivate.resize(MAX_CONFIGURATION_BYTES + 1);
+    track.codecPrivate.shrink_to_fit();
+}
+
+void takePrivate(CUnitOutput& output, CRandomSource& source, MatroskaTrack& track, const EbmlElement& element)
+{
+    track.codecPrivate = readEbmlBytes(source, element, MAX_CONFIGURATION_BYTES + 1);
+    track.ulPrivateOffset = element.ulContent;
+    if (track.bPacksPrivate && track.reason.empty())
+        unpackPrivate(output, source, track, element);
+}
+
+// Whether the codec is H.265, else why the track is passed over.
+void judge(MatroskaTrack& track)
+{
+    const bool bBitmap = track.codec == "V_MS/VFW/FOURCC" && isH265Bitmap(track.codecPrivate);
+    if (bBitmap) {
+        track.codecPrivate.erase(track.codecPrivate.begin(), track.codecPrivate.begin() + BITMAP_HEADER_BYTES);
+        if (track.ulPrivateOffset)
+            *track.ulPrivateOffset += BITMAP_HEADER_BYTES;
+    }
+    if (track.codec != "V_MPEGH/ISO/HEVC" && !bBitmap)
+        track.reason = "it is no H.265";
+}
+
+ETrackKind kindOf(std::uint64_t ulType)
+{
+    switch (ulType) {
+    case 1:
+        return ETrackKind::Video;
+    case 2:
+        return ETrackKind::Audio;
+    case 17:
+        return ETrackKind::Text;
+    default:
+        return ETrackKind::Other;
+    }
+}
+
+UnitPlace placeOf(const MatroskaTrack& track)
+{
+    UnitPlace place;
+    place.ulTrack = track.ulTrack;
+    place.holder = "track";
+    return place;
+}
+
+} // namespace
+
+MatroskaTrack readMatroskaTrack(CRandomSource& source, CUnitOutput& output, const EbmlElement& entry)
+{
+    MatroskaTrack track;
+    std::optional<EbmlElement> codecPrivate;
+    CEbmlWalk walk(source, output, "Segment/Tracks/TrackEntry", entry.ulContent, entry.ulEnd);
+    while (const auto child = walk.next()) {
+        switch (child->uiId) {
+        case ID_TRACK_NUMBER:
+            track.ulTrack = readEbmlUnsigned(source, *child);
+            break;
+        case ID_TRACK_TYPE:
+            track.ulType = readEbmlUnsigned(source, *child);
+            break;
+        case ID_CODEC_ID:
+            track.codec = textOf(readEbmlBytes(source, *child, 256));
+            break;
+        case ID_CODEC_PRIVATE:
+            codecPrivate = child;
+            break;
+        case ID_DEFAULT_DURATION:
+            if (const std::uint64_t ulDuration = readEbmlUnsigned(source, *child); ulDuration != 0)
+                track.claims.constantFrameRate = {
+                    {1000000000, ulDuration}, "Segment/Tracks/TrackEntry/DefaultDuration", child->ulOffset};
+            break;
+        case ID_VIDEO:
+            readVideo(source, output, *child, track);
+            break;
+        case ID_CONTENT_ENCODINGS:
+            readEncodings(source, output, *child, track);
+            break;
+        default:
+            break;
+        }
+    }
+    const bool bVideo = track.ulType == 1;
+    if (codecPrivate && bVideo)
+        takePrivate(output, source, track, *codecPrivate);
+    judge(track);
+    track.claims.ulTrack = track.ulTrack;
+    track.claims.codec = track.codec;
+    return track;
+}
+
+void deliverMatroskaTrack(CUnitOutput& output, MatroskaTrack& track)
+{
+    output.track({track.ulTrack, kindOf(track.ulType), track.codec, track.reason.empty(), track.reason});
+    if (!track.reason.empty())
+        return;
+    const std::string path = "Segment/Tracks/TrackEntry/CodecPrivate";
+    const Bytes& bytes = track.codecPrivate;
+    UnitPlace place = placeOf(track);
+    place.configuration = "CodecPrivate";
+    const bool bStartCode = bytes.size() >= 4 && bytes[0] == 0 && bytes[1] == 0 && (bytes[2] == 1 || bytes[3] == 1);
+    if (bytes.empty() || bStartCode) {
+        output.claims(track.claims);
+        const bool bExpected = track.codec != "V_MPEGH/ISO/HEVC";
+        if (!bExpected)
+            output.finding({ESeverity::Error,
+                            path,
+                            track.ulPrivateOffset,
+                            track.ulTrack,
+                            bytes.empty() ? "is missing or empty" : "is a byte stream instead of an hvcC record"});
+        CElementaryUnits units;
+        units.feed(output, bytes, place, track.ulPrivateOffset);
+        units.finish(output);
+        track.eFormat = bytes.empty() ? EFrameFormat::Unknown : EFrameFormat::StartCodes;
+        return;
+    }
+    DecoderConfiguration configuration = readDecoderConfiguration(bytes, EConfigurationBox::HvcC);
+    track.eFormat = EFrameFormat::Lengths;
+    if (configuration.uiFieldBits == std::size_t{23} * 8)
+        track.uiLengthBytes = configuration.lengthSizeMinusOne + 1U;
+    DecoderConfiguration fields = configuration;
+    fields.units.clear();
+    track.claims.hvcC = {std::move(fields), path, track.ulPrivateOffset};
+    output.claims(track.claims);
+    deliverConfiguration(output, place, configuration, path, track.ulPrivateOffset, true);
+}
+
+namespace {
+
+// The NAL units of a frame in source, which is the file or what was unpacked of it.
+void deliverUnits(CUnitOutput& output, CRandomSource& source, MatroskaTrack& track, const UnitPlace& place,
+                  std::uint64_t ulOffset, std::uint64_t ulSize, bool bInFile)
+{
+    if (track.eFormat == EFrameFormat::Unknown)
+        track.eFormat = isLengthPrefixed(source, ulOffset, ulSize) ? EFrameFormat::Lengths : EFrameFormat::StartCodes;
+    if (track.eFormat == EFrameFormat::Lengths) {
+        readLengthPrefixedUnits(output,
+                                place,
+                                source,
+                                ulOffset,
+                                ulSize,
+                                track.uiLengthBytes,
+                                bInFile ? std::optional<std::uint64_t>(0) : std::nullopt);
+        return;
+    }
+    std::array<unsigned char, 16384> aucPiece;
+    while (ulSize != 0 && !output.isStopped() && !output.isTrackDone(track.ulTrack)) {
+        const auto uiAsked = static_cast<std::size_t>(std::min<std::uint64_t>(ulSize, aucPiece.size()));
+        const std::size_t uiRead = source.read(ulOffset, std::span(aucPiece).first(uiAsked));
+        if (uiRead == 0)
+            break;
+        track.units.feed(
+            output, std::span(aucPiece).first(uiRead), place, bInFile ? std::optional(ulOffset) : std::nullopt);
+        ulOffset += uiRead;
+        ulSize -= uiRead;
+    }
+    track.units.finish(output);
+}
+
+} // namespace
+
+void deliverMatroskaFrame(CUnitOutput& output, CRandomSource& source, MatroskaTrack& track, std::uint64_t ulOffset,
+                          std::uint64_t ulSize, std::optional<double> time)
+{
+    UnitPlace place = placeOf(track);
+    place.part = "frame";
+    place.ulPart = ++track.ulFrames;
+    place.time = time;
+    if (const auto ulEnd = source.size(); ulEnd && ulSize > *ulEnd - std::min(*ulEnd, ulOffset)) {
+        output.findingOnce(ONCE_OUTSIDE,
+                           {ESeverity::Error,
+                            placeText(place),
+                            ulOffset,
+                            track.ulTrack,
+                            "the file ends early: the frame has " + std::to_string(ulSize) + " bytes where " +
+                                std::to_string(*ulEnd - std::min(*ulEnd, ulOffset)) + " are left"});
+        ulSize = *ulEnd - std::min(*ulEnd, ulOffset);
+    }
+    if (!track.bPacksFrames || ulSize == 0) {
+        deliverUnits(output, source, track, place, ulOffset, ulSize, true);
+        return;
+    }
+    if (track.ePacking == EFramePacking::HeaderStripping) {
+        CStrippedSource whole(source, track.strippedHeader, ulOffset);
+        deliverUnits(output, whole, track, place, 0, ulSize + track.strippedHeader.size(), false);
+        return;
+    }
+    Bytes unpacked;
+    if (!unpack(source, ulOffset, ulSize, unpacked))
+        output.findingFew(FEW_DAMAGED_FRAMES,
+                          {ESeverity::Error,
+                           placeText(place),
+                           ulOffset,
+                           track.ulTrack,
+                           "cannot be unpacked to its end: it is no zlib stream, damaged, or too large"});
+    CUnpackedSource whole(source, unpacked);
+    deliverUnits(output, whole, track, place, 0, unpacked.size(), false);
+}
+
+} // namespace h265_container
