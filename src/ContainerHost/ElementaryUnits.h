@@ -10,7 +10,7 @@
 namespace h265_container {
 
 /// Bytes of a parameter set that are kept of a byte stream inside a container: there can be many at a time.
-inline constexpr std::size_t MAX_ELEMENTARY_SET_BYTES = std::size_t{1} << 20;
+inline constexpr std::size_t MAX_ELEMENTARY_SET_BYTES = std::size_t{256} << 10;
 
 /// Annex B inside a container: finds the NAL units of a byte stream that comes in pieces, and remembers where
 /// each began. A NAL unit ends in front of the next start code; zero bytes at its end are not part of it.

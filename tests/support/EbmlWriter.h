@@ -10,7 +10,7 @@ namespace h265_test {
 inline Bytes ebmlId(std::uint32_t uiId)
 {
     unsigned uiBytes = 1;
-    while (uiId >> 8 * uiBytes != 0 && uiBytes < 4)
+    while (uiBytes < 4 && uiId >> 8 * uiBytes != 0)
         ++uiBytes;
     return be(uiBytes, uiId);
 }

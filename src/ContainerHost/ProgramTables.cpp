@@ -1,0 +1,218 @@
+#include "ProgramTables.h"
+
+#include <algorithm>
+#include <array>
+
+namespace h265_container {
+
+namespace {
+
+constexpr unsigned char PAT_ID = 0x00;
+constexpr unsigned char PMT_ID = 0x02;
+constexpr unsigned char STUFFING = 0xff;
+constexpr std::size_t SECTION_HEADER = 8; // with the version
+constexpr std::size_t CRC_BYTES = 4;
+constexpr std::size_t MAX_PROGRAMS = 16384;
+
+using Bytes = std::span<const unsigned char>;
+
+unsigned u16At(Bytes bytes, std::size_t i)
+{
+    return static_cast<unsigned>(bytes[i]) << 8 | bytes[i + 1];
+}
+
+std::uint64_t uAt(Bytes bytes, std::size_t i, unsigned uiBytes)
+{
+    std::uint64_t ulValue = 0;
+    for (; uiBytes != 0; --uiBytes)
+        ulValue = ulValue << 8 | bytes[i++];
+    return ulValue;
+}
+
+// Annex A of H.222.0: 0 over a section with its own CRC.
+std::uint32_t crc32(Bytes bytes)
+{
+    std::uint32_t uiCrc = 0xffffffff;
+    for (const unsigned char ucByte : bytes) {
+        uiCrc ^= static_cast<std::uint32_t>(ucByte) << 24;
+        for (unsigned i = 0; i < 8; ++i)
+            uiCrc = (uiCrc & 0x80000000) != 0 ? uiCrc << 1 ^ 0x04c11db7 : uiCrc << 1;
+    }
+    return uiCrc;
+}
+
+// 2.6.95 HEVC video descriptor.
+HevcDescriptorClaim readHevcDescriptor(Bytes d)
+{
+    HevcDescriptorClaim claim{};
+    claim.profile_space = d[0] >> 6;
+    claim.tier_flag = (d[0] & 0x20) != 0;
+    claim.profile_idc = d[0] & 0x1f;
+    claim.profile_compatibility_indication = static_cast<std::uint32_t>(uAt(d, 1, 4));
+    claim.progressive_source_flag = (d[5] & 0x80) != 0;
+    claim.interlaced_source_flag = (d[5] & 0x40) != 0;
+    claim.non_packed_constraint_flag = (d[5] & 0x20) != 0;
+    claim.frame_only_constraint_flag = (d[5] & 0x10) != 0;
+    claim.copied_44bits = uAt(d, 5, 6) & 0xfffffffffff;
+    claim.level_idc = d[11];
+    claim.temporal_layer_subset_flag = (d[12] & 0x80) != 0;
+    claim.HEVC_still_present_flag = (d[12] & 0x40) != 0;
+    claim.HEVC_24hr_picture_present_flag = (d[12] & 0x20) != 0;
+    claim.sub_pic_hrd_params_not_present_flag = (d[12] & 0x10) != 0;
+    claim.HDR_WCG_idc = d[12] & 3;
+    if (claim.temporal_layer_subset_flag && d.size() >= 15) {
+        claim.temporal_id_min = d[13] >> 5;
+        claim.temporal_id_max = d[14] >> 5;
+    }
+    return claim;
+}
+
+void takeDescriptors(ProgramStream& stream)
+{
+    constexpr unsigned char REGISTRATION = 0x05;
+    constexpr unsigned char HEVC_VIDEO = 0x38;
+    constexpr std::size_t HEVC_VIDEO_BYTES = 13;
+    const Bytes bytes = stream.descriptors;
+    for (std::size_t i = 0; i + 2 <= bytes.size() && i + 2 + bytes[i + 1] <= bytes.size(); i += 2U + bytes[i + 1]) {
+        const Bytes content = bytes.subspan(i + 2, bytes[i + 1]);
+        if (bytes[i] == REGISTRATION && content.size() >= 4 && uAt(content, 0, 4) == 0x48455643) // "HEVC"
+            stream.bIsH265 = true;
+        if (bytes[i] == HEVC_VIDEO && content.size() >= HEVC_VIDEO_BYTES)
+            stream.hevcDescriptor = readHevcDescriptor(content);
+    }
+}
+
+// Table 2-34: HEVC, its temporal and its layered parts.
+bool isH265Type(unsigned char stream_type)
+{
+    return stream_type == 0x24 || stream_type == 0x25 || (stream_type >= 0x28 && stream_type <= 0x2b);
+}
+
+} // namespace
+
+void CSectionAssembler::take(Bytes bytes, const std::function<void(Bytes)>& onSection)
+{
+    m_section.insert(m_section.end(), bytes.begin(), bytes.end());
+    while (m_section.size() >= 3 && m_section[0] != STUFFING) {
+        const std::size_t uiSize = 3 + (u16At(m_section, 1) & 0xfff);
+        if (m_section.size() < uiSize)
+            return;
+        onSection(Bytes(m_section).first(uiSize));
+        m_section.erase(m_section.begin(), m_section.begin() + static_cast<std::ptrdiff_t>(uiSize));
+    }
+    if (!m_section.empty() && m_section[0] == STUFFING)
+        drop();
+}
+
+void CSectionAssembler::feed(Bytes payload, bool bStart, const std::function<void(Bytes)>& onSection)
+{
+    if (!bStart) {
+        if (m_bStarted && !m_section.empty())
+            take(payload, onSection);
+        return;
+    }
+    if (payload.empty())
+        return;
+    // pointer_field: the end of a section, then a new one.
+    const std::size_t uiPointer = std::min<std::size_t>(payload[0], payload.size() - 1);
+    if (m_bStarted && !m_section.empty())
+        take(payload.subspan(1, uiPointer), onSection);
+    drop();
+    m_bStarted = true;
+    take(payload.subspan(1 + uiPointer), onSection);
+}
+
+bool CProgramTables::isWhole(Section section, std::uint16_t uiPid, std::uint64_t ulOffset)
+{
+    if (section.size() >= SECTION_HEADER + CRC_BYTES && crc32(section) == 0)
+        return true;
+    m_output.findingFew(FEW_BAD_SECTIONS,
+                        {ESeverity::Warning,
+                         "PID " + std::to_string(uiPid),
+                         ulOffset,
+                         uiPid,
+                         "a section of a program table is damaged; it is passed over"});
+    return false;
+}
+
+void CProgramTables::feed(std::uint16_t uiPid, Section payload, bool bStart, std::uint64_t ulOffset,
+                          const std::function<void(const ProgramStream&)>& onStream)
+{
+    const auto onSection = [&](Section section) {
+        const unsigned char table_id = section[0];
+        if (table_id != (uiPid == 0 ? PAT_ID : PMT_ID) || !isWhole(section, uiPid, ulOffset))
+            return;
+        const bool current_next_indicator = (section[5] & 1) != 0;
+        if (!current_next_indicator)
+            return;
+        const Section body = section.first(section.size() - CRC_BYTES);
+        if (uiPid == 0)
+            takeAssociation(body);
+        else
+            takeMap(uiPid, body, ulOffset, onStream);
+    };
+    (uiPid == 0 ? m_association : m_maps[uiPid]).feed(payload, bStart, onSection);
+}
+
+void CProgramTables::drop(std::uint16_t uiPid)
+{
+    (uiPid == 0 ? m_association : m_maps[uiPid]).drop();
+}
+
+// 2.4.4.3
+void CProgramTables::takeAssociation(Section section)
+{
+    m_bAssociation = true;
+    for (std::size_t i = SECTION_HEADER; i + 4 <= section.size(); i += 4) {
+        const auto uiProgram = static_cast<std::uint16_t>(u16At(section, i));
+        const auto uiPid = static_cast<std::uint16_t>(u16At(section, i + 2) & 0x1fff);
+        if (uiProgram == 0 || uiPid == 0 || m_versions.size() >= MAX_PROGRAMS) // 0: the network's
+            continue;
+        m_maps.try_emplace(uiPid);
+        m_versions.try_emplace({uiPid, uiProgram});
+    }
+}
+
+// 2.4.4.8
+void CProgramTables::takeMap(std::uint16_t uiPid, Section section, std::uint64_t ulOffset,
+                             const std::function<void(const ProgramStream&)>& onStream)
+{
+    const auto uiProgram = static_cast<std::uint16_t>(u16At(section, 3));
+    const unsigned version_number = section[5] >> 1 & 0x1f;
+    const auto found = m_versions.find({uiPid, uiProgram});
+    if (found == m_versions.end() || found->second == version_number || section.size() < SECTION_HEADER + 4)
+        return; // of a program that the association does not put here, known, or empty
+    std::optional<unsigned>& known = found->second;
+    if (known)
+        m_output.findingFew(FEW_NEW_VERSIONS,
+                            {ESeverity::Note,
+                             "PID " + std::to_string(uiPid),
+                             ulOffset,
+                             uiPid,
+                             "the map table of program " + std::to_string(uiProgram) + " changes from version " +
+                                 std::to_string(*known) + " to " + std::to_string(version_number)});
+    known = version_number;
+    std::size_t i = SECTION_HEADER + 4 + (u16At(section, SECTION_HEADER + 2) & 0xfff);
+    while (i + 5 <= section.size()) {
+        ProgramStream stream{};
+        stream.stream_type = section[i];
+        stream.uiPid = static_cast<std::uint16_t>(u16At(section, i + 1) & 0x1fff);
+        stream.uiProgram = uiProgram;
+        stream.bIsH265 = isH265Type(stream.stream_type);
+        i += 5;
+        const std::size_t uiInfo = std::min<std::size_t>(u16At(section, i - 2) & 0xfff, section.size() - i);
+        stream.descriptors.assign(section.begin() + static_cast<std::ptrdiff_t>(i),
+                                  section.begin() + static_cast<std::ptrdiff_t>(i + uiInfo));
+        i += uiInfo;
+        takeDescriptors(stream);
+        onStream(stream);
+    }
+}
+
+bool CProgramTables::isComplete() const
+{
+    return m_bAssociation &&
+           std::all_of(m_versions.begin(), m_versions.end(), [](const auto& map) { return map.second.has_value(); });
+}
+
+} // namespace h265_container

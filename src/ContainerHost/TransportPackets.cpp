@@ -1,0 +1,136 @@
+#include "TransportPackets.h"
+
+#include <algorithm>
+#include <array>
+#include <cstring>
+#include <string>
+
+namespace h265_container {
+
+namespace {
+
+constexpr unsigned char SYNC_BYTE = 0x47;
+constexpr std::array<std::size_t, 3> PACKET_SIZES = {188, 192, 204};
+constexpr std::size_t LARGEST_PACKET = 204;
+
+// Sync bytes in a row that make sure: at the start of a file, and behind damage.
+constexpr std::size_t SURE_PACKETS = 5;
+constexpr std::size_t SURE_AGAIN_PACKETS = 3;
+
+constexpr std::size_t BUFFER_BYTES = std::size_t{256} << 10;
+
+} // namespace
+
+CTransportPackets::CTransportPackets(CRandomSource& source, CUnitOutput& output)
+    : m_source(source), m_output(output), m_buffer(BUFFER_BYTES)
+{}
+
+std::span<const unsigned char> CTransportPackets::ahead() const
+{
+    return std::span(m_buffer).subspan(m_uiPosition, m_uiFilled - m_uiPosition);
+}
+
+// Whether so many bytes lie ahead; waits for no more than these.
+bool CTransportPackets::ensure(std::size_t uiBytes)
+{
+    while (m_uiFilled - m_uiPosition < uiBytes && !m_bEnded) {
+        if (m_buffer.size() - m_uiPosition < uiBytes || m_uiPosition == m_uiFilled) {
+            std::memmove(m_buffer.data(), m_buffer.data() + m_uiPosition, m_uiFilled - m_uiPosition);
+            m_ulBufferOffset += m_uiPosition;
+            m_uiFilled -= m_uiPosition;
+            m_uiPosition = 0;
+        }
+        const std::size_t uiRead =
+            m_source.readSome(m_ulBufferOffset + m_uiFilled, std::span(m_buffer).subspan(m_uiFilled));
+        m_uiFilled += uiRead;
+        m_bEnded = uiRead == 0;
+    }
+    return m_uiFilled - m_uiPosition >= uiBytes;
+}
+
+// Sync bytes where so many packets would have them, as far as there are bytes: two at least, or one packet
+// that is the file's last.
+bool CTransportPackets::isSync(std::size_t uiFirst, std::size_t uiPacket, std::size_t uiPackets) const
+{
+    const std::span<const unsigned char> bytes = ahead();
+    std::size_t uiSeen = 0;
+    for (std::size_t i = uiFirst; uiSeen < uiPackets && i < bytes.size(); i += uiPacket, ++uiSeen) {
+        if (bytes[i] != SYNC_BYTE)
+            return false;
+    }
+    return uiSeen >= 2 || (uiSeen == 1 && bytes.size() - uiFirst >= TS_PACKET_BYTES);
+}
+
+void CTransportPackets::tellSkipped(std::uint64_t ulFrom, std::uint64_t ulTo)
+{
+    const bool bFirst = m_ulPackets == 0;
+    if (bFirst && ulTo - ulFrom < LARGEST_PACKET)
+        return; // the file begins inside a packet, or with a packet's time
+    m_output.findingFew(FEW_SYNC_LOST,
+                        {bFirst ? ESeverity::Warning : ESeverity::Error,
+                         {},
+                         ulFrom,
+                         std::nullopt,
+                         (bFirst ? "there are no packets in the first " : "the packets stop here for ") +
+                             std::to_string(ulTo - ulFrom) + " bytes, which are passed over"});
+}
+
+// Moves to the next byte that packets begin at; false when there is none.
+bool CTransportPackets::synchronise()
+{
+    const std::uint64_t ulFrom = m_ulBufferOffset + m_uiPosition;
+    const std::size_t uiPackets = m_uiPacketBytes == 0 ? SURE_PACKETS : SURE_AGAIN_PACKETS;
+    while (ensure(uiPackets * LARGEST_PACKET) || m_uiPosition < m_uiFilled) {
+        if (ahead()[0] == SYNC_BYTE) {
+            for (const std::size_t uiPacket : PACKET_SIZES) {
+                if ((m_uiPacketBytes != 0 && uiPacket != m_uiPacketBytes) || !isSync(0, uiPacket, uiPackets))
+                    continue;
+                m_uiPacketBytes = uiPacket;
+                m_bSynchronised = true;
+                if (m_ulBufferOffset + m_uiPosition != ulFrom)
+                    tellSkipped(ulFrom, m_ulBufferOffset + m_uiPosition);
+                return true;
+            }
+        }
+        const auto bytes = ahead().subspan(1);
+        m_uiPosition += 1 + static_cast<std::size_t>(std::find(bytes.begin(), bytes.end(), SYNC_BYTE) - bytes.begin());
+    }
+    if (m_ulBufferOffset + m_uiPosition != ulFrom)
+        m_output.finding({ESeverity::Error,
+                          {},
+                          ulFrom,
+                          std::nullopt,
+                          "there are no packets in the last " +
+                              std::to_string(m_ulBufferOffset + m_uiPosition - ulFrom) + " bytes"});
+    return false;
+}
+
+std::optional<TransportPacket> CTransportPackets::next()
+{
+    if (m_ulPackets != 0 && m_bSynchronised) {
+        // What stands between packets: the last one may lack it.
+        (void)ensure(m_uiPacketBytes);
+        m_uiPosition += std::min(m_uiPacketBytes, m_uiFilled - m_uiPosition);
+    }
+    if (!ensure(TS_PACKET_BYTES)) {
+        const std::size_t uiLeft = m_uiFilled - m_uiPosition;
+        // A time or check bytes alone are no packet.
+        if (uiLeft > LARGEST_PACKET - TS_PACKET_BYTES)
+            m_output.finding({ESeverity::Warning,
+                              {},
+                              m_ulBufferOffset + m_uiPosition,
+                              std::nullopt,
+                              "the last packet is cut: it has " + std::to_string(uiLeft) + " bytes"});
+        return std::nullopt;
+    }
+    if (!m_bSynchronised || ahead()[0] != SYNC_BYTE) {
+        m_bSynchronised = false;
+        if (!synchronise())
+            return std::nullopt;
+        if (!ensure(TS_PACKET_BYTES))
+            return std::nullopt;
+    }
+    return TransportPacket{ahead().first(TS_PACKET_BYTES), m_ulBufferOffset + m_uiPosition, ++m_ulPackets};
+}
+
+} // namespace h265_container

@@ -1,0 +1,52 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <span>
+#include <vector>
+
+#include "UnitOutput.h"
+
+namespace h265_container {
+
+/// ITU-T H.222.0 2.4.3.2: bytes of a packet from its sync byte on, whatever stands between packets.
+inline constexpr std::size_t TS_PACKET_BYTES = 188;
+
+/// A packet with its place.
+struct TransportPacket
+{
+    std::span<const unsigned char> bytes; // TS_PACKET_BYTES, valid until the next call
+    std::uint64_t ulOffset;               // of the sync byte in the file
+    std::uint64_t ulNumber;               // from 1
+};
+
+/// The packets of a file: of 188 bytes, 192 with a time in front, 204 with check bytes behind. They may begin
+/// anywhere, and are found again behind damage.
+class CTransportPackets
+{
+public:
+    CTransportPackets(CRandomSource& source, CUnitOutput& output);
+
+    std::optional<TransportPacket> next();
+
+private:
+    bool ensure(std::size_t uiBytes);
+    [[nodiscard]] std::span<const unsigned char> ahead() const;
+    [[nodiscard]] bool isSync(std::size_t uiFirst, std::size_t uiPacket, std::size_t uiPackets) const;
+    bool synchronise();
+    void tellSkipped(std::uint64_t ulFrom, std::uint64_t ulTo);
+
+    CRandomSource& m_source;
+    CUnitOutput& m_output;
+    std::vector<unsigned char> m_buffer;
+    std::size_t m_uiFilled = 0;
+    std::size_t m_uiPosition = 0;
+    std::uint64_t m_ulBufferOffset = 0; // of the buffer in the file
+    bool m_bEnded = false;
+    std::size_t m_uiPacketBytes = 0; // distance of sync bytes, 0 until it is known
+    bool m_bSynchronised = false;
+    std::uint64_t m_ulPackets = 0;
+};
+
+} // namespace h265_container

@@ -1,0 +1,368 @@
+#include "TransportStream.h"
+
+#include <algorithm>
+#include <array>
+#include <cstdio>
+#include <memory>
+#include <utility>
+#include <vector>
+
+#include "ElementaryUnits.h"
+#include "ProgramTables.h"
+#include "TransportPackets.h"
+
+namespace h265_container {
+
+namespace {
+
+using Bytes = std::span<const unsigned char>;
+
+constexpr std::uint16_t NULL_PID = 0x1fff;
+constexpr std::size_t PIDS = 0x2000;
+
+// Streams of H.265 that are read side by side: each can hold a parameter set.
+constexpr unsigned MAX_STREAMS = 128;
+
+// Packets behind the first slice that a head waits for tables.
+constexpr std::uint64_t HEAD_PACKETS = 10000;
+
+// H.222.0 2.4.3.2 and 2.4.3.4: what a packet's first bytes say.
+struct PacketHeader
+{
+    bool transport_error_indicator;
+    bool payload_unit_start_indicator;
+    std::uint16_t uiPid;
+    bool bScrambled;
+    bool bPayload;
+    bool discontinuity_indicator;
+    unsigned continuity_counter;
+    std::size_t uiPayload; // where it begins
+};
+
+PacketHeader readPacketHeader(Bytes packet)
+{
+    PacketHeader header{};
+    header.transport_error_indicator = (packet[1] & 0x80) != 0;
+    header.payload_unit_start_indicator = (packet[1] & 0x40) != 0;
+    header.uiPid = static_cast<std::uint16_t>((packet[1] & 0x1fU) << 8 | packet[2]);
+    header.bScrambled = (packet[3] & 0xc0) != 0;
+    header.continuity_counter = packet[3] & 0xf;
+    header.uiPayload = 4;
+    if ((packet[3] & 0x20) != 0) { // adaptation_field( )
+        header.uiPayload += 1U + packet[4];
+        header.discontinuity_indicator = packet[4] != 0 && (packet[5] & 0x80) != 0;
+    }
+    header.bPayload = (packet[3] & 0x10) != 0 && header.uiPayload < packet.size();
+    return header;
+}
+
+// What is known of a PID that carries PES packets.
+struct PidStream
+{
+    bool bTold = false;    // as a track
+    bool bClaimed = false; // what the tables claim has been told
+    bool bH265 = false;
+    bool bOther = false; // a table says so
+    unsigned stream_type = 0;
+    std::vector<unsigned char> descriptors; // that claims were made of
+    std::optional<unsigned> continuity;
+    bool bPesHeader = false; // one is being collected
+    bool bPesBroken = false; // until the next one begins
+    std::vector<unsigned char> pesHeader;
+    std::optional<double> time; // of the PES packet
+    CElementaryUnits units;
+};
+
+ETrackKind kindOf(unsigned stream_type)
+{
+    constexpr std::array<unsigned, 9> VIDEO = {0x01, 0x02, 0x10, 0x1b, 0x20, 0x21, 0x33, 0x42, 0xea};
+    constexpr std::array<unsigned, 9> AUDIO = {0x03, 0x04, 0x0f, 0x11, 0x1c, 0x81, 0x82, 0x83, 0x87};
+    if (std::find(VIDEO.begin(), VIDEO.end(), stream_type) != VIDEO.end())
+        return ETrackKind::Video;
+    return std::find(AUDIO.begin(), AUDIO.end(), stream_type) != AUDIO.end() ? ETrackKind::Audio : ETrackKind::Other;
+}
+
+std::string typeText(unsigned stream_type)
+{
+    std::array<char, 32> text{};
+    std::snprintf(text.data(), text.size(), "stream type 0x%02x", stream_type);
+    return text.data();
+}
+
+// 2.4.3.7: presentation_time_stamp, 33 bits in three pieces.
+std::optional<double> presentationTime(Bytes pes)
+{
+    constexpr std::size_t FIRST = 9;
+    if ((pes[7] & 0x80) == 0 || pes.size() < FIRST + 5)
+        return std::nullopt;
+    const std::uint64_t ulTime = static_cast<std::uint64_t>(pes[FIRST] >> 1 & 7) << 30 |
+                                 static_cast<std::uint64_t>(pes[FIRST + 1]) << 22 |
+                                 static_cast<std::uint64_t>(pes[FIRST + 2] >> 1) << 15 |
+                                 static_cast<std::uint64_t>(pes[FIRST + 3]) << 7 | pes[FIRST + 4] >> 1;
+    return static_cast<double>(ulTime) / 90000;
+}
+
+// Bytes that hardly anything but H.265 has: a VPS with its sixteen ones, or an SPS with a known profile.
+bool showsH265(Bytes payload)
+{
+    for (std::size_t i = 0; i + 9 <= payload.size(); ++i) {
+        if (payload[i] != 0 || payload[i + 1] != 0 || payload[i + 2] != 1 || payload[i + 4] != 1)
+            continue;
+        const unsigned char* const p = payload.data() + i + 3;
+        const bool bVps = p[0] == 0x40 && p[4] == 0xff && p[5] == 0xff;
+        const bool bSps =
+            p[0] == 0x42 && (p[2] >> 1 & 7) < 7 && (p[3] & 0xc0) == 0 && (p[3] & 0x1f) >= 1 && (p[3] & 0x1f) <= 11;
+        if (bVps || bSps)
+            return true;
+    }
+    return false;
+}
+
+class CTransportReader
+{
+public:
+    CTransportReader(CRandomSource& source, CUnitOutput& output)
+        : m_source(source), m_output(output), m_tables(output), m_streams(PIDS)
+    {}
+
+    void read();
+
+private:
+    void readPacket(const TransportPacket& packet);
+    [[nodiscard]] bool checkContinuity(PidStream& stream, const PacketHeader& header, const TransportPacket& packet);
+    void readPes(PidStream& stream, const PacketHeader& header, const TransportPacket& packet);
+    [[nodiscard]] Bytes takePesHeader(PidStream& stream, Bytes payload, const TransportPacket& packet,
+                                      std::uint16_t uiPid);
+    void onTable(const ProgramStream& described);
+    void lookAtUnknown(PidStream& stream, std::uint16_t uiPid, Bytes payload);
+    void tellTrack(PidStream& stream, std::uint16_t uiPid, const std::string& codec, const std::string& reason);
+    [[nodiscard]] bool isDone() const;
+    PidStream& streamOf(std::uint16_t uiPid)
+    {
+        if (!m_streams[uiPid])
+            m_streams[uiPid] = std::make_unique<PidStream>();
+        return *m_streams[uiPid];
+    }
+
+    CRandomSource& m_source;
+    CUnitOutput& m_output;
+    CProgramTables m_tables;
+    std::vector<std::unique_ptr<PidStream>> m_streams; // by PID
+    std::vector<std::uint16_t> m_h265;                 // their PIDs
+    std::uint64_t m_ulPackets = 0;
+};
+
+void CTransportReader::read()
+{
+    CTransportPackets packets(m_source, m_output);
+    while (!m_output.isStopped() && !isDone()) {
+        const auto packet = packets.next();
+        if (!packet)
+            break;
+        m_ulPackets = packet->ulNumber;
+        readPacket(*packet);
+    }
+    for (const std::uint16_t uiPid : m_h265) {
+        if (!m_output.isTrackDone(uiPid))
+            m_streams[uiPid]->units.finish(m_output);
+    }
+    if (m_ulPackets == 0)
+        m_output.finding({ESeverity::Error, {}, 0, std::nullopt, "there are no packets of a transport stream"});
+}
+
+bool CTransportReader::isDone() const
+{
+    if (!m_output.isHead())
+        return false;
+    const bool bAllDone = std::ranges::all_of(m_h265, [this](auto uiPid) { return m_output.isTrackDone(uiPid); });
+    return bAllDone && (m_tables.isComplete() || (!m_h265.empty() && m_ulPackets > HEAD_PACKETS));
+}
+
+void CTransportReader::readPacket(const TransportPacket& packet)
+{
+    const PacketHeader header = readPacketHeader(packet.bytes);
+    if (header.uiPid == NULL_PID || !header.bPayload)
+        return;
+    PidStream& stream = streamOf(header.uiPid);
+    const std::string box = "PID " + std::to_string(header.uiPid);
+    if (header.transport_error_indicator) {
+        m_output.findingFew(FEW_DAMAGED_PACKETS,
+                            {ESeverity::Error,
+                             box,
+                             packet.ulOffset,
+                             header.uiPid,
+                             "packet " + std::to_string(packet.ulNumber) + " is marked as damaged; it is passed over"});
+        return;
+    }
+    if (!checkContinuity(stream, header, packet))
+        return;
+    if (header.bScrambled) {
+        m_output.findingOnce(
+            ONCE_SCRAMBLED,
+            {ESeverity::Warning, box, packet.ulOffset, header.uiPid, "packets are scrambled; they are passed over"});
+        return;
+    }
+    if (m_tables.isTable(header.uiPid))
+        m_tables.feed(header.uiPid,
+                      packet.bytes.subspan(header.uiPayload),
+                      header.payload_unit_start_indicator,
+                      packet.ulOffset,
+                      [this](const ProgramStream& described) { onTable(described); });
+    else if (!stream.bOther && !m_output.isTrackDone(header.uiPid))
+        readPes(stream, header, packet);
+}
+
+// 2.4.3.3: false of a packet that is there twice. Behind missing packets everything begins anew.
+bool CTransportReader::checkContinuity(PidStream& stream, const PacketHeader& header, const TransportPacket& packet)
+{
+    const auto before = std::exchange(stream.continuity, header.continuity_counter);
+    if (!before || header.discontinuity_indicator)
+        return true;
+    if (*before == header.continuity_counter)
+        return false;
+    if (((*before + 1) & 0xf) == header.continuity_counter)
+        return true;
+    if (m_tables.isTable(header.uiPid))
+        m_tables.drop(header.uiPid);
+    stream.units.finish(m_output);
+    stream.bPesHeader = false;
+    stream.bPesBroken = false;
+    if (stream.bH265)
+        m_output.findingFew(FEW_LOST_PACKETS,
+                            {ESeverity::Error,
+                             "PID " + std::to_string(header.uiPid),
+                             packet.ulOffset,
+                             header.uiPid,
+                             "packets are missing in front of packet " + std::to_string(packet.ulNumber) +
+                                 ": its continuity counter is " + std::to_string(header.continuity_counter) +
+                                 " behind " + std::to_string(*before) + "; the NAL unit in front of it is cut"});
+    return true;
+}
+
+void CTransportReader::readPes(PidStream& stream, const PacketHeader& header, const TransportPacket& packet)
+{
+    Bytes payload = packet.bytes.subspan(header.uiPayload);
+    if (header.payload_unit_start_indicator) {
+        stream.bPesHeader = true;
+        stream.bPesBroken = false;
+        stream.pesHeader.clear();
+    }
+    if (stream.bPesHeader)
+        payload = takePesHeader(stream, payload, packet, header.uiPid);
+    if (payload.empty() || stream.bPesBroken)
+        return;
+    if (!stream.bH265)
+        lookAtUnknown(stream, header.uiPid, payload);
+    if (!stream.bH265)
+        return;
+    UnitPlace place;
+    place.ulTrack = header.uiPid;
+    place.holder = "PID";
+    place.part = "packet";
+    place.ulPart = packet.ulNumber;
+    place.time = stream.time;
+    stream.units.feed(
+        m_output, payload, place, packet.ulOffset + static_cast<std::uint64_t>(payload.data() - packet.bytes.data()));
+}
+
+// 2.4.3.6: collects the header, which can reach over packets; what stands behind it.
+Bytes CTransportReader::takePesHeader(PidStream& stream, Bytes payload, const TransportPacket& packet,
+                                      std::uint16_t uiPid)
+{
+    constexpr std::size_t FIXED_BYTES = 9;
+    const auto take = [&](std::size_t uiSize) {
+        const std::size_t uiTaken = std::min(payload.size(), uiSize - std::min(uiSize, stream.pesHeader.size()));
+        stream.pesHeader.insert(
+            stream.pesHeader.end(), payload.begin(), payload.begin() + static_cast<std::ptrdiff_t>(uiTaken));
+        payload = payload.subspan(uiTaken);
+        return stream.pesHeader.size() >= uiSize;
+    };
+    if (!take(FIXED_BYTES))
+        return {};
+    const Bytes pes = stream.pesHeader;
+    if (pes[0] != 0 || pes[1] != 0 || pes[2] != 1 || (pes[6] & 0xc0) != 0x80) {
+        stream.bPesHeader = false;
+        stream.bPesBroken = true;
+        if (stream.bH265)
+            m_output.findingFew(
+                FEW_BAD_PES,
+                {ESeverity::Error,
+                 "PID " + std::to_string(uiPid),
+                 packet.ulOffset,
+                 uiPid,
+                 "packet " + std::to_string(packet.ulNumber) + " begins no PES packet; its bytes are passed over"});
+        return {};
+    }
+    if (!take(FIXED_BYTES + pes[8]))
+        return {};
+    stream.bPesHeader = false;
+    stream.time = presentationTime(stream.pesHeader);
+    return payload;
+}
+
+void CTransportReader::tellTrack(PidStream& stream, std::uint16_t uiPid, const std::string& codec,
+                                 const std::string& reason)
+{
+    if (std::exchange(stream.bTold, true))
+        return;
+    m_output.track({uiPid, stream.bH265 ? ETrackKind::Video : kindOf(stream.stream_type), codec, stream.bH265, reason});
+}
+
+void CTransportReader::onTable(const ProgramStream& described)
+{
+    PidStream& stream = streamOf(described.uiPid);
+    stream.stream_type = described.stream_type;
+    const std::string codec = typeText(described.stream_type);
+    if (described.bIsH265 && !stream.bH265 && m_h265.size() == MAX_STREAMS) {
+        stream.bOther = true;
+        tellTrack(stream, described.uiPid, codec, "there are more than 128 streams of H.265");
+        return;
+    }
+    if (!described.bIsH265) {
+        stream.bOther = !stream.bH265; // what has shown itself to be H.265 stays that
+        tellTrack(stream, described.uiPid, codec, "it is no H.265");
+        return;
+    }
+    if (!std::exchange(stream.bH265, true))
+        m_h265.push_back(described.uiPid);
+    stream.bOther = false;
+    tellTrack(stream, described.uiPid, codec, {});
+    if (std::exchange(stream.bClaimed, true) && stream.descriptors == described.descriptors)
+        return;
+    stream.descriptors = described.descriptors;
+    ContainerClaims claims;
+    claims.ulTrack = described.uiPid;
+    claims.codec = codec;
+    if (described.hevcDescriptor)
+        claims.hevcDescriptor = {*described.hevcDescriptor,
+                                 "PMT of program " + std::to_string(described.uiProgram) + ", HEVC video descriptor",
+                                 std::nullopt};
+    m_output.claims(claims);
+}
+
+// A PID that no table speaks of, yet.
+void CTransportReader::lookAtUnknown(PidStream& stream, std::uint16_t uiPid, Bytes payload)
+{
+    if (m_h265.size() == MAX_STREAMS || !showsH265(payload))
+        return;
+    stream.bH265 = true;
+    m_h265.push_back(uiPid);
+    tellTrack(stream, uiPid, "H.265", {});
+    m_output.finding({ESeverity::Note,
+                      "PID " + std::to_string(uiPid),
+                      std::nullopt,
+                      uiPid,
+                      "no program map table so far speaks of this stream; its content is H.265"});
+}
+
+} // namespace
+
+void readTransportStream(CRandomSource& source, const ContainerOptions& options, CContainerSink& sink)
+{
+    CUnitOutput output(sink, options);
+    CTransportReader reader(source, output);
+    reader.read();
+    output.finish();
+}
+
+} // namespace h265_container
