@@ -20,7 +20,7 @@ namespace {
 
 std::size_t copyFrom(std::span<const unsigned char> bytes, std::uint64_t ulOffset, std::span<unsigned char> to)
 {
-    if (ulOffset >= bytes.size())
+    if (ulOffset >= bytes.size() || to.empty())
         return 0;
     const std::size_t uiFirst = static_cast<std::size_t>(ulOffset);
     const std::size_t uiCount = std::min(to.size(), bytes.size() - uiFirst);
@@ -35,7 +35,7 @@ public:
 
     std::size_t read(std::uint64_t ulOffset, std::span<unsigned char> to) override
     {
-        return to.empty() ? 0 : copyFrom(m_bytes, ulOffset, to);
+        return copyFrom(m_bytes, ulOffset, to);
     }
     [[nodiscard]] std::optional<std::uint64_t> size() const override { return m_bytes.size(); }
 

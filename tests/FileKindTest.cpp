@@ -1,0 +1,102 @@
+#include "FileKind.h"
+
+#include <string>
+
+#include <gtest/gtest.h>
+
+#include "BoxWriter.h"
+#include "ContainerFiles.h"
+#include "TransportWriter.h"
+
+using namespace h265_container;
+using namespace h265_test;
+using namespace std::string_view_literals;
+
+namespace {
+
+const Bytes SETS = byteStream({{0x40, 1, 0x0c}, {0x42, 1, 1}, {0x44, 1, 0xc1}});
+
+TEST(FileKind, KnowsFilesByTheirFirstBytes)
+{
+    const struct
+    {
+        Bytes head;
+        EFileKind eKind;
+        const char* pName;
+        bool bCommand;
+    } aCases[] = {
+        {{}, EFileKind::Unknown, "", false},
+        {{1, 2, 3, 4, 5, 6, 7, 8, 9}, EFileKind::Unknown, "", false},
+        {SETS, EFileKind::ByteStream, "an H.265 byte stream", false},
+        {byteStream({{0x02, 1, 0xd0, 5}}), EFileKind::ByteStream, "a byte stream with start codes", false},
+        {containerFile("hvc1.mp4"), EFileKind::IsoBaseMedia, "an MP4, QuickTime or HEIF file", false},
+        {containerFile("hev1.mov"), EFileKind::IsoBaseMedia, "an MP4, QuickTime or HEIF file", false},
+        {containerFile("single.heic"), EFileKind::IsoBaseMedia, "an MP4, QuickTime or HEIF file", false},
+        {containerFile("live.mkv"), EFileKind::Matroska, "a Matroska or WebM file", false},
+        {containerFile("packets188.ts"), EFileKind::TransportStream, "an MPEG transport stream (MPEG-TS)", false},
+        {containerFile("packets192.m2ts"), EFileKind::TransportStream, "an MPEG transport stream (MPEG-TS)", false},
+        {prefixed({{0x40, 1, 0x0c}, {0x42, 1, 1}}),
+         EFileKind::LengthPrefixed,
+         "NAL units behind their lengths, as in an MP4 file, without start codes",
+         false},
+        {text("v=0\r\no=- 0 0 IN IP4 127.0.0.1"), EFileKind::SessionDescription, "an SDP session description", false},
+        {text("RIFF\1\2\3\4AVI LIST"), EFileKind::Foreign, "an AVI file", true},
+        {text("RIFF\1\2\3\4WAVEfmt "), EFileKind::Foreign, "a WAVE file", false},
+        {text("RIFF\1\2\3\4abcd"), EFileKind::Foreign, "a RIFF file", true},
+        {text("abcdefghAVI "), EFileKind::Unknown, "", false},
+        {text("FLV\1\5\0\0\0\11"sv), EFileKind::Foreign, "a Flash video file", true},
+        {{0, 0, 1, 0xba, 0x44}, EFileKind::Foreign, "an MPEG program stream", true},
+        {{0x06, 0x0e, 0x2b, 0x34, 2, 5, 1, 1}, EFileKind::Foreign, "an MXF file", true},
+        {{0, 0, 1, 0xb3, 0x16}, EFileKind::Foreign, "a raw MPEG-1 or MPEG-2 video stream", false},
+        {byteStream({{0x67, 100, 0, 31}}), EFileKind::Foreign, "a raw H.264 stream", false},
+        {byteStream({{0, 0x79, 0, 31}}), EFileKind::Foreign, "a raw H.266 stream", false},
+        {{0x1f, 0x8b, 8}, EFileKind::Foreign, "a file packed with gzip", true},
+    };
+    for (const auto& c : aCases) {
+        SCOPED_TRACE(c.pName);
+        const FileKind kind = fileKind(c.head);
+        EXPECT_EQ(kind.eKind, c.eKind);
+        EXPECT_EQ(kind.name, c.pName);
+        EXPECT_EQ(!kind.command.empty(), c.bCommand);
+    }
+}
+
+TEST(FileKind, KnowsPacketsThatBeginInTheMiddle)
+{
+    const CTransportWriter writer = CTransportWriter().add(0x100, Bytes(2000, 0x55));
+    for (const Bytes& packets : {writer.bytes(), writer.bytes(4), writer.bytes(0, 16)}) {
+        for (const std::size_t uiFrom : {0U, 1U, 4U, 50U, 187U}) {
+            const Bytes head(packets.begin() + static_cast<std::ptrdiff_t>(uiFrom), packets.end());
+            EXPECT_EQ(fileKind(head).eKind, EFileKind::TransportStream) << uiFrom;
+        }
+    }
+    const Bytes one = writer.m_packets[0];
+    EXPECT_EQ(fileKind(one).eKind, EFileKind::TransportStream);
+    // A byte stream whose bytes happen to be sync bytes stays one.
+    Bytes stream = joined({SETS, Bytes(1200, 0x47)});
+    EXPECT_EQ(fileKind(stream).eKind, EFileKind::ByteStream);
+}
+
+// What is settled stays so, whatever follows.
+TEST(FileKind, SettlesWhenNothingBehindCanChangeIt)
+{
+    EXPECT_FALSE(isFileKindSettled({}));
+    EXPECT_FALSE(isFileKindSettled(Bytes(3000, 0x33)));
+    EXPECT_TRUE(isFileKindSettled(Bytes(FILE_KIND_BYTES, 0x33)));
+    EXPECT_TRUE(isFileKindSettled(containerFile("hvc1.mp4")));
+    for (const char* pFile : {"hvc1.mp4", "live.mkv", "packets188.ts", "packets192.m2ts"}) {
+        const Bytes file = containerFile(pFile);
+        const Bytes whole(file.begin(),
+                          file.begin() + static_cast<std::ptrdiff_t>(std::min(file.size(), FILE_KIND_BYTES)));
+        for (std::size_t i = 0; i < whole.size(); ++i) {
+            const Bytes head(whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>(i));
+            if (isFileKindSettled(head)) {
+                ASSERT_EQ(fileKind(head).eKind, fileKind(whole).eKind) << i;
+            }
+        }
+    }
+    const Bytes stream = joined({SETS, Bytes(900, 0x33)});
+    EXPECT_TRUE(isFileKindSettled(stream));
+}
+
+} // namespace
