@@ -9,6 +9,7 @@
 
 #include "ContainerFiles.h"
 #include "MovieWriter.h"
+#include "VirtualSource.h"
 
 using namespace h265_container;
 using namespace h265_test;
@@ -728,6 +729,36 @@ TEST(IsoBaseMedia, EndsOnHostileFiles)
     const CContainerRecord record = read(joined({FTYP, box("moov", {box("trak", {findings})})}));
     EXPECT_TRUE(record.tells("more findings about the container"));
     EXPECT_LT(record.m_findings.size(), 210U);
+}
+
+// 20,000 samples of 50 kB: of each its length and its first bytes are read, and its entries in the tables.
+TEST(IsoBaseMedia, ReadsLittleMoreThanTheHeadsOfSlices)
+{
+    constexpr std::uint32_t SAMPLE = 50000;
+    constexpr std::uint32_t SAMPLES = 20000;
+    const Bytes head = joined({be(4, SAMPLE - 4), IDR});
+    TrackSyntax track;
+    track.entries = {hvc1()};
+    track.stts = fullBox("stts", 0, 0, {be(4, 1), be(4, SAMPLES), be(4, 4)});
+    const Bytes stsz = fullBox("stsz", 0, 0, {be(4, SAMPLE), be(4, SAMPLES)});
+    const Bytes front = joined({FTYP, be(4, 1), text("mdat"), be(8, 16 + std::uint64_t{SAMPLE} * SAMPLES)});
+    track.chunks = {front.size()};
+    track.runs = {{1, SAMPLES, 1}};
+    Bytes moov = box("moov", {trak(track)});
+    const Bytes type = text("stsz");
+    std::copy(stsz.begin() + 4, stsz.end(), std::search(moov.begin(), moov.end(), type.begin(), type.end()));
+    const std::uint64_t ulMoov = front.size() + std::uint64_t{SAMPLE} * SAMPLES;
+    CVirtualSource source(ulMoov + moov.size(), [&](std::uint64_t ulOffset) {
+        const auto uiAt = static_cast<std::size_t>((ulOffset - front.size()) % SAMPLE);
+        return uiAt < head.size() ? head[uiAt] : static_cast<unsigned char>(0x55);
+    });
+    source.m_pieces = {{0, front}, {ulMoov, moov}};
+    CContainerRecord record;
+    readIsoBaseMedia(source, {}, record);
+    EXPECT_EQ(record.findings(), "");
+    EXPECT_EQ(record.m_units.size(), SAMPLES + 3);
+    EXPECT_EQ(record.m_units.back().place, "track 1, sample 20000 at 799.96 s");
+    EXPECT_LT(source.m_ulRead, SAMPLES * 64U);
 }
 
 TEST(IsoBaseMedia, StaysInsideDamagedFiles)

@@ -10,6 +10,7 @@
 
 #include "ContainerFiles.h"
 #include "EbmlWriter.h"
+#include "VirtualSource.h"
 
 using namespace h265_container;
 using namespace h265_test;
@@ -427,6 +428,28 @@ TEST(Matroska, EndsWhenTheSinkSaysSo)
         readMatroska(*pSource, {}, record);
         EXPECT_EQ(record.m_units.size(), i);
     }
+}
+
+// 20,000 blocks of 50 kB: of each its headers and its slice's first bytes are read.
+TEST(Matroska, ReadsLittleMoreThanTheHeadsOfSlices)
+{
+    constexpr std::uint64_t FRAME = 50000;
+    constexpr std::uint64_t FRAMES = 20000;
+    const Bytes head = joined({{0xa3}, vint(4, 4 + FRAME), vint(1, 1), {0, 40, 0}, be(4, FRAME - 4), IDR});
+    const std::uint64_t ulBlock = 9 + FRAME;
+    const Bytes front = joined(
+        {ebmlHeader(),
+         openElement(0x18538067, {tracks({trackEntry(PRIVATE)}), ebmlId(0x1f43b675), vint(8, ulBlock * FRAMES)})});
+    CVirtualSource source(front.size() + ulBlock * FRAMES, [&](std::uint64_t ulOffset) {
+        const auto uiAt = static_cast<std::size_t>((ulOffset - front.size()) % ulBlock);
+        return uiAt < head.size() ? head[uiAt] : static_cast<unsigned char>(0x55);
+    });
+    source.m_pieces = {{0, front}};
+    CContainerRecord record;
+    readMatroska(source, {}, record);
+    EXPECT_EQ(record.findings(), "");
+    EXPECT_EQ(record.m_units.size(), FRAMES + 3);
+    EXPECT_LT(source.m_ulRead, FRAMES * 64U);
 }
 
 TEST(Matroska, StaysInsideDamagedFiles)

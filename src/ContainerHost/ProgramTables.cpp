@@ -169,6 +169,7 @@ void CProgramTables::takeAssociation(Section section)
         if (uiProgram == 0 || uiPid == 0 || m_versions.size() >= MAX_PROGRAMS) // 0: the network's
             continue;
         m_maps.try_emplace(uiPid);
+        m_isTable.set(uiPid);
         m_versions.try_emplace({uiPid, uiProgram});
     }
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <bitset>
 #include <cstdint>
 #include <functional>
 #include <map>
@@ -51,7 +52,7 @@ public:
     explicit CProgramTables(CUnitOutput& output) : m_output(output) {}
 
     /// Whether sections of tables come in packets of the PID.
-    [[nodiscard]] bool isTable(std::uint16_t uiPid) const { return uiPid == 0 || m_maps.contains(uiPid); }
+    [[nodiscard]] bool isTable(std::uint16_t uiPid) const { return m_isTable[uiPid]; }
 
     /// The payload of such a packet at ulOffset. onStream gets every stream of a map table whose version is new.
     void feed(std::uint16_t uiPid, std::span<const unsigned char> payload, bool bStart, std::uint64_t ulOffset,
@@ -75,6 +76,7 @@ private:
     std::map<std::uint16_t, CSectionAssembler> m_maps;                                     // by PID
     std::map<std::pair<std::uint16_t, std::uint16_t>, std::optional<unsigned>> m_versions; // by PID and program
     bool m_bAssociation = false;
+    std::bitset<0x2000> m_isTable{1}; // by PID
 };
 
 } // namespace h265_container

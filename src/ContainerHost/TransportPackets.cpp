@@ -17,7 +17,7 @@ constexpr std::size_t LARGEST_PACKET = 204;
 constexpr std::size_t SURE_PACKETS = 5;
 constexpr std::size_t SURE_AGAIN_PACKETS = 3;
 
-constexpr std::size_t BUFFER_BYTES = std::size_t{256} << 10;
+constexpr std::size_t BUFFER_BYTES = std::size_t{128} << 10;
 
 } // namespace
 

@@ -82,6 +82,11 @@ ETrackKind kindOf(unsigned stream_type)
     return std::find(AUDIO.begin(), AUDIO.end(), stream_type) != AUDIO.end() ? ETrackKind::Audio : ETrackKind::Other;
 }
 
+std::string boxOf(std::uint16_t uiPid)
+{
+    return "PID " + std::to_string(uiPid);
+}
+
 std::string typeText(unsigned stream_type)
 {
     std::array<char, 32> text{};
@@ -184,11 +189,10 @@ void CTransportReader::readPacket(const TransportPacket& packet)
     if (header.uiPid == NULL_PID || !header.bPayload)
         return;
     PidStream& stream = streamOf(header.uiPid);
-    const std::string box = "PID " + std::to_string(header.uiPid);
     if (header.transport_error_indicator) {
         m_output.findingFew(FEW_DAMAGED_PACKETS,
                             {ESeverity::Error,
-                             box,
+                             boxOf(header.uiPid),
                              packet.ulOffset,
                              header.uiPid,
                              "packet " + std::to_string(packet.ulNumber) + " is marked as damaged; it is passed over"});
@@ -197,9 +201,12 @@ void CTransportReader::readPacket(const TransportPacket& packet)
     if (!checkContinuity(stream, header, packet))
         return;
     if (header.bScrambled) {
-        m_output.findingOnce(
-            ONCE_SCRAMBLED,
-            {ESeverity::Warning, box, packet.ulOffset, header.uiPid, "packets are scrambled; they are passed over"});
+        m_output.findingOnce(ONCE_SCRAMBLED,
+                             {ESeverity::Warning,
+                              boxOf(header.uiPid),
+                              packet.ulOffset,
+                              header.uiPid,
+                              "packets are scrambled; they are passed over"});
         return;
     }
     if (m_tables.isTable(header.uiPid))
@@ -230,7 +237,7 @@ bool CTransportReader::checkContinuity(PidStream& stream, const PacketHeader& he
     if (stream.bH265)
         m_output.findingFew(FEW_LOST_PACKETS,
                             {ESeverity::Error,
-                             "PID " + std::to_string(header.uiPid),
+                             boxOf(header.uiPid),
                              packet.ulOffset,
                              header.uiPid,
                              "packets are missing in front of packet " + std::to_string(packet.ulNumber) +
@@ -287,7 +294,7 @@ Bytes CTransportReader::takePesHeader(PidStream& stream, Bytes payload, const Tr
             m_output.findingFew(
                 FEW_BAD_PES,
                 {ESeverity::Error,
-                 "PID " + std::to_string(uiPid),
+                 boxOf(uiPid),
                  packet.ulOffset,
                  uiPid,
                  "packet " + std::to_string(packet.ulNumber) + " begins no PES packet; its bytes are passed over"});
@@ -349,7 +356,7 @@ void CTransportReader::lookAtUnknown(PidStream& stream, std::uint16_t uiPid, Byt
     m_h265.push_back(uiPid);
     tellTrack(stream, uiPid, "H.265", {});
     m_output.finding({ESeverity::Note,
-                      "PID " + std::to_string(uiPid),
+                      boxOf(uiPid),
                       std::nullopt,
                       uiPid,
                       "no program map table so far speaks of this stream; its content is H.265"});
