@@ -6,8 +6,9 @@
 #include <vector>
 
 #include "DecoderConfiguration.h"
+#include "H265psExport.h"
 
-namespace h265_container {
+namespace H265PS_EXPORT h265_container {
 
 /// One thing that a container says of its stream, with its place.
 template <class T>

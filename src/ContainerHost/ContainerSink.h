@@ -8,9 +8,10 @@
 #include <string_view>
 
 #include "ContainerClaims.h"
+#include "H265psExport.h"
 #include "NalUnit.h"
 
-namespace h265_container {
+namespace H265PS_EXPORT h265_container {
 
 enum class ETrackKind
 {

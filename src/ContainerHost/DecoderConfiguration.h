@@ -7,7 +7,9 @@
 #include <variant>
 #include <vector>
 
-namespace h265_container {
+#include "H265psExport.h"
+
+namespace H265PS_EXPORT h265_container {
 
 /// How much a finding weighs: an error where a standard says shall, a warning where players differ.
 enum class ESeverity

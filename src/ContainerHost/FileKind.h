@@ -3,7 +3,9 @@
 #include <span>
 #include <string_view>
 
-namespace h265_container {
+#include "H265psExport.h"
+
+namespace H265PS_EXPORT h265_container {
 
 enum class EFileKind
 {

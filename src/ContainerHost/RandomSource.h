@@ -8,8 +8,9 @@
 #include <string>
 
 #include "ByteSource.h"
+#include "H265psExport.h"
 
-namespace h265_container {
+namespace H265PS_EXPORT h265_container {
 
 /// The bytes of a file, read where they are wanted: a file, bytes in memory, or a stream that can only be
 /// read forward.
