@@ -8,17 +8,22 @@ using namespace h265_test;
 namespace {
 
 #define HRD "vui_parameters.hrd_parameters."
-#define TIMING "vui_parameters_present_flag=1 vui_parameters.vui_timing_info_present_flag=1 vui_parameters.vui_num_units_in_tick=1 vui_parameters.vui_time_scale=25 vui_parameters.vui_hrd_parameters_present_flag=1 "
-#define NAL HRD"nal_hrd[0]."
-#define VCL HRD"vcl_hrd[0]."
+#define TIMING                                                                                                         \
+    "vui_parameters_present_flag=1 vui_parameters.vui_timing_info_present_flag=1 "                                     \
+    "vui_parameters.vui_num_units_in_tick=1 vui_parameters.vui_time_scale=25 "                                         \
+    "vui_parameters.vui_hrd_parameters_present_flag=1 "
+#define NAL HRD "nal_hrd[0]."
+#define VCL HRD "vcl_hrd[0]."
 
 // Two CPBs for NAL and for VCL, sub-picture values too, all in order.
-const char LEGAL[] = TIMING HRD"nal_hrd_parameters_present_flag=1 " HRD"vcl_hrd_parameters_present_flag=1 "
-    HRD"sub_pic_hrd_params_present_flag=1 " HRD"cpb_cnt_minus1[0]=1 "
-    NAL"bit_rate_value_minus1[0]=9 " NAL"bit_rate_value_minus1[1]=10 " NAL"cpb_size_value_minus1[0]=9 " NAL"cpb_size_value_minus1[1]=9 "
-    NAL"bit_rate_du_value_minus1[0]=9 " NAL"bit_rate_du_value_minus1[1]=10 " NAL"cpb_size_du_value_minus1[0]=9 " NAL"cpb_size_du_value_minus1[1]=9 "
-    VCL"bit_rate_value_minus1[0]=9 " VCL"bit_rate_value_minus1[1]=10 " VCL"cpb_size_value_minus1[0]=9 " VCL"cpb_size_value_minus1[1]=9 "
-    VCL"bit_rate_du_value_minus1[0]=9 " VCL"bit_rate_du_value_minus1[1]=10 " VCL"cpb_size_du_value_minus1[0]=9 " VCL"cpb_size_du_value_minus1[1]=9 ";
+const char LEGAL[] = TIMING HRD
+    "nal_hrd_parameters_present_flag=1 " HRD "vcl_hrd_parameters_present_flag=1 " HRD
+    "sub_pic_hrd_params_present_flag=1 " HRD "cpb_cnt_minus1[0]=1 " NAL "bit_rate_value_minus1[0]=9 " NAL
+    "bit_rate_value_minus1[1]=10 " NAL "cpb_size_value_minus1[0]=9 " NAL "cpb_size_value_minus1[1]=9 " NAL
+    "bit_rate_du_value_minus1[0]=9 " NAL "bit_rate_du_value_minus1[1]=10 " NAL "cpb_size_du_value_minus1[0]=9 " NAL
+    "cpb_size_du_value_minus1[1]=9 " VCL "bit_rate_value_minus1[0]=9 " VCL "bit_rate_value_minus1[1]=10 " VCL
+    "cpb_size_value_minus1[0]=9 " VCL "cpb_size_value_minus1[1]=9 " VCL "bit_rate_du_value_minus1[0]=9 " VCL
+    "bit_rate_du_value_minus1[1]=10 " VCL "cpb_size_du_value_minus1[0]=9 " VCL "cpb_size_du_value_minus1[1]=9 ";
 
 // clang-format off
 const ChecksRow ROWS[] = {
@@ -47,7 +52,10 @@ TEST(HrdChecks, HoldEachConstraint)
 }
 
 // Main, level 2: 1500 units of 1000 bits for VCL, 1100 for NAL, bits a second and bits.
-#define MAIN "profile_tier_level.general_profile_idc=1 profile_tier_level.general_profile_compatibility_flag[1]=1 profile_tier_level.general_profile_compatibility_flag[2]=1 profile_tier_level.general_profile_compatibility_flag[4]=0 profile_tier_level.general_level_idc=60 "
+#define MAIN                                                                                                           \
+    "profile_tier_level.general_profile_idc=1 profile_tier_level.general_profile_compatibility_flag[1]=1 "             \
+    "profile_tier_level.general_profile_compatibility_flag[2]=1 "                                                      \
+    "profile_tier_level.general_profile_compatibility_flag[4]=0 profile_tier_level.general_level_idc=60 "
 
 // clang-format off
 const ChecksRow LEVEL_ROWS[] = {
@@ -67,8 +75,9 @@ const ChecksRow LEVEL_ROWS[] = {
 
 TEST(HrdChecks, HoldTheLevel)
 {
-    expectSpsRows(with(legalSps(), MAIN TIMING HRD "nal_hrd_parameters_present_flag=1 " HRD "vcl_hrd_parameters_present_flag=1"),
-                  LEVEL_ROWS);
+    expectSpsRows(
+        with(legalSps(), MAIN TIMING HRD "nal_hrd_parameters_present_flag=1 " HRD "vcl_hrd_parameters_present_flag=1"),
+        LEVEL_ROWS);
 }
 
 // clang-format off

@@ -56,14 +56,12 @@ TEST(LevelChecks, HoldSizePictureBufferAndRate)
 TEST(LevelChecks, GiveScreenContentOnePictureMore)
 {
     expectSpsRows(with(legalSps(),
-                       SIZE(1280, 768) PTL "general_level_idc=93 " PTL "general_profile_compatibility_flag[4]=0 " PTL
-                                           "general_profile_idc=9 " PTL "general_profile_compatibility_flag[9]=1 " PTL
-                                           "general_max_14bit_constraint_flag=1 " PTL
-                                           "general_max_12bit_constraint_flag=1 " PTL
-                                           "general_max_10bit_constraint_flag=1 " PTL
-                                           "general_max_8bit_constraint_flag=1 " PTL
-                                           "general_intra_constraint_flag=0 " PTL
-                                           "general_lower_bit_rate_constraint_flag=1"),
+                       SIZE(1280, 768) PTL
+                       "general_level_idc=93 " PTL "general_profile_compatibility_flag[4]=0 " PTL
+                       "general_profile_idc=9 " PTL "general_profile_compatibility_flag[9]=1 " PTL
+                       "general_max_14bit_constraint_flag=1 " PTL "general_max_12bit_constraint_flag=1 " PTL
+                       "general_max_10bit_constraint_flag=1 " PTL "general_max_8bit_constraint_flag=1 " PTL
+                       "general_intra_constraint_flag=0 " PTL "general_lower_bit_rate_constraint_flag=1"),
                   SCREEN_ROWS);
 }
 

@@ -9,7 +9,7 @@ namespace {
 
 #define REXT "pps_range_extension."
 #define MULTI "pps_multilayer_extension."
-#define MAP MULTI"colour_mapping_table."
+#define MAP MULTI "colour_mapping_table."
 #define SCC "pps_scc_extension."
 #define D3 "pps_3d_extension."
 
@@ -120,8 +120,9 @@ TEST(PpsExtensionsChecks, HoldTheRangeExtension)
 {
     const SequenceParameterSet sps = freeSps("bit_depth_luma_minus8=3 bit_depth_chroma_minus8=4");
     expectPpsRows(extended("pps_range_extension_flag=1"), RANGE_ROWS, &sps);
-    expectPpsRows(
-        extended("pps_range_extension_flag=1 pps_range_extension.chroma_qp_offset_list_enabled_flag=1"), LIST_ROWS, &sps);
+    expectPpsRows(extended("pps_range_extension_flag=1 pps_range_extension.chroma_qp_offset_list_enabled_flag=1"),
+                  LIST_ROWS,
+                  &sps);
 }
 
 TEST(PpsExtensionsChecks, TakeSeparatePlanesForPicturesWithoutChroma)
@@ -150,10 +151,10 @@ TEST(PpsExtensionsChecks, HoldThe3DExtension)
 
 TEST(PpsExtensionsChecks, HoldTheScreenContentExtension)
 {
-    const SequenceParameterSet sps = freeSps(
-        "chroma_format_idc=3 sps_extension_present_flag=1 sps_scc_extension_flag=1 "
-        "sps_scc_extension.palette_mode_enabled_flag=1 sps_scc_extension.palette_max_size=3 "
-        "sps_scc_extension.delta_palette_max_predictor_size=1");
+    const SequenceParameterSet sps =
+        freeSps("chroma_format_idc=3 sps_extension_present_flag=1 sps_scc_extension_flag=1 "
+                "sps_scc_extension.palette_mode_enabled_flag=1 sps_scc_extension.palette_max_size=3 "
+                "sps_scc_extension.delta_palette_max_predictor_size=1");
     expectPpsRows(extended("pps_scc_extension_flag=1"), SCC_ROWS, &sps);
     const SequenceParameterSet plain = freeSps("");
     expectPpsRows(extended("pps_scc_extension_flag=1"), NO_444_ROWS, &plain);

@@ -8,14 +8,17 @@ using namespace h265_test;
 namespace {
 
 #define PTL "profile_tier_level."
-#define OTHER PTL"general_profile_compatibility_flag[4]=0 "
-#define MAIN_10 OTHER PTL"general_profile_idc=2 " PTL"general_profile_compatibility_flag[2]=1 "
+#define OTHER PTL "general_profile_compatibility_flag[4]=0 "
+#define MAIN_10 OTHER PTL "general_profile_idc=2 " PTL "general_profile_compatibility_flag[2]=1 "
 #define REXT "sps_range_extension."
 #define SCC "sps_scc_extension."
 // Main 4:2:2 10
-#define MAIN_422_10 PTL"general_intra_constraint_flag=0 " PTL"general_max_12bit_constraint_flag=1 " PTL"general_max_10bit_constraint_flag=1 " PTL"general_max_422chroma_constraint_flag=1 " PTL"general_lower_bit_rate_constraint_flag=1 "
+#define MAIN_422_10                                                                                                    \
+    PTL "general_intra_constraint_flag=0 " PTL "general_max_12bit_constraint_flag=1 " PTL                              \
+        "general_max_10bit_constraint_flag=1 " PTL "general_max_422chroma_constraint_flag=1 " PTL                      \
+        "general_lower_bit_rate_constraint_flag=1 "
 // High Throughput 4:4:4 16 Intra
-#define THROUGHPUT OTHER PTL"general_profile_idc=5 " PTL"general_profile_compatibility_flag[5]=1 "
+#define THROUGHPUT OTHER PTL "general_profile_idc=5 " PTL "general_profile_compatibility_flag[5]=1 "
 
 // clang-format off
 const ChecksRow MAIN_ROWS[] = {
@@ -83,8 +86,9 @@ TEST(ProfileChecks, HoldMain10AndWhatItIsCompatibleWith)
 
 TEST(ProfileChecks, HoldTheToolsOfMain10)
 {
-    expectSpsRows(with(legalSps(), MAIN_10 "sps_extension_present_flag=1 sps_range_extension_flag=1 sps_scc_extension_flag=1"),
-                  MAIN_EXTENSION_ROWS);
+    expectSpsRows(
+        with(legalSps(), MAIN_10 "sps_extension_present_flag=1 sps_range_extension_flag=1 sps_scc_extension_flag=1"),
+        MAIN_EXTENSION_ROWS);
 }
 
 TEST(ProfileChecks, HoldTheRangeExtensions)

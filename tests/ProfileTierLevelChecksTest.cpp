@@ -12,9 +12,15 @@ namespace {
 #define PTL "profile_tier_level."
 
 // Main 10: all constraint flags but one are reserved bits.
-#define MAIN_10 PTL"general_profile_idc=2 " PTL"general_profile_compatibility_flag[2]=1 " PTL"general_profile_compatibility_flag[4]=0 "
-#define MAIN PTL"general_profile_idc=1 " PTL"general_profile_compatibility_flag[1]=1 " PTL"general_profile_compatibility_flag[2]=1 " PTL"general_profile_compatibility_flag[4]=0 "
-#define STILL PTL"general_profile_idc=3 " PTL"general_profile_compatibility_flag[3]=1 " PTL"general_profile_compatibility_flag[4]=0 sps_max_dec_pic_buffering_minus1[0]=0 sps_max_num_reorder_pics[0]=0 "
+#define MAIN_10                                                                                                        \
+    PTL "general_profile_idc=2 " PTL "general_profile_compatibility_flag[2]=1 " PTL                                    \
+        "general_profile_compatibility_flag[4]=0 "
+#define MAIN                                                                                                           \
+    PTL "general_profile_idc=1 " PTL "general_profile_compatibility_flag[1]=1 " PTL                                    \
+        "general_profile_compatibility_flag[2]=1 " PTL "general_profile_compatibility_flag[4]=0 "
+#define STILL                                                                                                          \
+    PTL "general_profile_idc=3 " PTL "general_profile_compatibility_flag[3]=1 " PTL                                    \
+        "general_profile_compatibility_flag[4]=0 sps_max_dec_pic_buffering_minus1[0]=0 sps_max_num_reorder_pics[0]=0 "
 
 // clang-format off
 const ChecksRow ROWS[] = {
@@ -81,9 +87,10 @@ TEST(ProfileTierLevelChecks, HoldEachConstraint)
 
 TEST(ProfileTierLevelChecks, HoldEachConstraintOfSubLayers)
 {
-    expectSpsRows(with(legalSps(),
-                       "sps_max_sub_layers_minus1=1 sps_max_dec_pic_buffering_minus1[1]=4 sps_max_num_reorder_pics[1]=2"),
-                  SUB_LAYER_ROWS);
+    expectSpsRows(
+        with(legalSps(),
+             "sps_max_sub_layers_minus1=1 sps_max_dec_pic_buffering_minus1[1]=4 sps_max_num_reorder_pics[1]=2"),
+        SUB_LAYER_ROWS);
 }
 
 // A.4.3: the factors between what a CPB may hold and what it may be given a second.

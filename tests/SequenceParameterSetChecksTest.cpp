@@ -110,9 +110,7 @@ TEST(SequenceParameterSetChecks, HoldTheHeaderAndTheEnd)
         {"sub-layer 1",
          [](SequenceParameterSet& s) { s.nal_unit_header.nuh_temporal_id_plus1 = 2; },
          "error - [7.4.2.2]"},
-        {"damaged",
-         [](SequenceParameterSet& s) { s.nal_unit_header.forbidden_zero_bit = true; },
-         "error - [7.4.2.2]"},
+        {"damaged", [](SequenceParameterSet& s) { s.nal_unit_header.forbidden_zero_bit = true; }, "error - [7.4.2.2]"},
         {"bits behind the end",
          [](SequenceParameterSet& s) {
              s.rbsp_trailing.bRegular = false;

@@ -7,7 +7,10 @@ using namespace h265_test;
 namespace {
 
 #define PTL "profile_tier_level."
-#define MAIN_LEVEL_2 PTL"general_profile_idc=1 " PTL"general_profile_compatibility_flag[1]=1 " PTL"general_profile_compatibility_flag[2]=1 " PTL"general_profile_compatibility_flag[4]=0 " PTL"general_level_idc=60 "
+#define MAIN_LEVEL_2                                                                                                   \
+    PTL "general_profile_idc=1 " PTL "general_profile_compatibility_flag[1]=1 " PTL                                    \
+        "general_profile_compatibility_flag[2]=1 " PTL "general_profile_compatibility_flag[4]=0 " PTL                  \
+        "general_level_idc=60 "
 
 // clang-format off
 const ChecksRow ROWS[] = {

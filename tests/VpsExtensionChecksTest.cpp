@@ -9,9 +9,9 @@ using namespace h265_test;
 namespace {
 
 #define X "vps_extension."
-#define DPB X"dpb_size."
-#define VUI X"vps_vui."
-#define BSP VUI"vps_vui_bsp_hrd_params."
+#define DPB X "dpb_size."
+#define VUI X "vps_vui."
+#define BSP VUI "vps_vui_bsp_hrd_params."
 
 VideoParameterSet layeredVps(const std::string& name, const std::string& changes = "")
 {
@@ -166,8 +166,8 @@ TEST(VpsExtensionChecks, HoldTheBitsOfSplitLayerIds)
 
 TEST(VpsExtensionChecks, HoldAuxiliaryLayers)
 {
-    expectVpsRows(
-        layeredVps("mv_3view_ols", X "scalability_mask_flag[3]=1 " X "dimension_id_len_minus1[1]=7"), AUXILIARY_ROWS);
+    expectVpsRows(layeredVps("mv_3view_ols", X "scalability_mask_flag[3]=1 " X "dimension_id_len_minus1[1]=7"),
+                  AUXILIARY_ROWS);
 }
 
 TEST(VpsExtensionChecks, HoldThePictureBuffersOfSubLayers)
@@ -196,9 +196,9 @@ TEST(VpsExtensionChecks, HoldBitstreamPartitions)
         layeredVps("mv_3view_ols",
                    X "vps_vui_present_flag=1 " VUI "video_signal_info_idx_present_flag=1 " VUI
                      "vps_num_video_signal_info_minus1=0 " VUI "video_signal_info[0].colour_primaries_vps=1 " VUI
-                     "video_signal_info[0].transfer_characteristics_vps=1 " VUI
-                     "vps_vui_bsp_hrd_present_flag=1 " BSP "vps_num_add_hrd_params=3 " BSP
-                     "num_signalled_partitioning_schemes[1]=1 " BSP "num_partitions_in_scheme_minus1[1][1]=1 " BSP
+                     "video_signal_info[0].transfer_characteristics_vps=1 " VUI "vps_vui_bsp_hrd_present_flag=1 " BSP
+                     "vps_num_add_hrd_params=3 " BSP "num_signalled_partitioning_schemes[1]=1 " BSP
+                     "num_partitions_in_scheme_minus1[1][1]=1 " BSP
                      "layer_included_in_partition_flag[1][1][0][0]=1 " BSP
                      "layer_included_in_partition_flag[1][1][1][1]=1"),
         BSP_ROWS);
