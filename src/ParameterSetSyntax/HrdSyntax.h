@@ -3,6 +3,7 @@
 #include <cstdint>
 
 #include "H265psExport.h"
+#include "Part.h"
 #include "ProfileTierLevelSyntax.h"
 
 namespace H265PS_EXPORT h265_syntax {
@@ -41,8 +42,8 @@ struct HrdParameters
     std::uint32_t elemental_duration_in_tc_minus1[MAX_SUB_LAYERS] = {}; // ue(v)
     bool low_delay_hrd_flag[MAX_SUB_LAYERS] = {};
     std::uint32_t cpb_cnt_minus1[MAX_SUB_LAYERS] = {}; // ue(v), 0 to 31
-    SubLayerHrd nal_hrd[MAX_SUB_LAYERS];
-    SubLayerHrd vcl_hrd[MAX_SUB_LAYERS];
+    PartArray<SubLayerHrd, MAX_SUB_LAYERS> nal_hrd;
+    PartArray<SubLayerHrd, MAX_SUB_LAYERS> vcl_hrd;
 };
 
 } // namespace h265_syntax

@@ -161,7 +161,7 @@ void appendTrailing(CWrite& use, const RbspTrailing& trailing)
         use.append(0, use.freeBits());
         return;
     }
-    for (std::uint64_t i = 0; i < trailing.uiBits && i / 8 < trailing.bytes.size(); ++i)
+    for (std::size_t i = 0; i < trailing.uiBits && i / 8 < trailing.bytes.size(); ++i)
         use.append(trailing.bytes[i / 8] >> (7 - i % 8) & 1U, 1);
 }
 

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <array>
+#include <cstddef>
 #include <memory>
 
 #include "H265psExport.h"
@@ -42,6 +44,18 @@ private:
     }
 
     std::unique_ptr<T> m_pHeld;
+};
+
+/// An array of structures each of which is a Part.
+template <class T, std::size_t N>
+class PartArray
+{
+public:
+    T& operator[](std::size_t i) { return *m_aParts[i]; }
+    const T& operator[](std::size_t i) const { return *m_aParts[i]; }
+
+private:
+    std::array<Part<T>, N> m_aParts;
 };
 
 } // namespace h265_syntax

@@ -84,11 +84,9 @@ public:
         for (std::size_t i = 0; i < N; i += 8) {
             // Eight bits become eight bytes of 0 or 1.
             const std::uint64_t uiByte = uiFlags << i >> 56;
-            std::uint64_t uiSpread = 0;
-            if constexpr (std::endian::native == std::endian::little)
-                uiSpread = (uiByte * 0x8040201008040201 & 0x8080808080808080) >> 7;
-            else
-                uiSpread = (uiByte * 0x0102040810204080 & 0x8080808080808080) >> 7;
+            std::uint64_t uiSpread = (uiByte * 0x8040201008040201 & 0x8080808080808080) >> 7;
+            if constexpr (std::endian::native != std::endian::little)
+                uiSpread = __builtin_bswap64(uiSpread);
             std::memcpy(values + i, &uiSpread, 8);
         }
     }

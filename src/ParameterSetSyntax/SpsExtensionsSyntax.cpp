@@ -73,7 +73,7 @@ void sps_scc_extension(TUse& use, Of<TUse, SpsSccExtension>& s, const SequencePa
             for (unsigned comp = 0; comp < numComps; ++comp) {
                 const std::uint64_t BitDepth =
                     std::uint64_t{8} + (comp == 0 ? sps.bit_depth_luma_minus8 : sps.bit_depth_chroma_minus8);
-                for (std::uint64_t i = 0;
+                for (std::uint32_t i = 0;
                      i < use.upTo(s.sps_num_palette_predictor_initializers_minus1 + std::uint64_t{1});
                      ++i) {
                     ROOM_IN(sps_palette_predictor_initializer, i, comp);
