@@ -1,5 +1,6 @@
 #include "IsoBaseMedia.h"
 
+#include <algorithm>
 #include <set>
 #include <utility>
 #include <vector>
@@ -160,12 +161,10 @@ bool CIsoReader::allDone() const
 {
     if (!m_output.isHead() || !m_bMovie)
         return false;
-    for (const MovieTrack& track : m_tracks) {
-        // Without fragments all of a track has been read with the moov.
-        if (track.isH265() && m_bMovieFragments && !m_output.isTrackDone(track.uiTrack))
-            return false;
-    }
-    return true;
+    // Without fragments all of a track has been read with the moov.
+    return std::all_of(m_tracks.begin(), m_tracks.end(), [this](const MovieTrack& track) {
+        return !track.isH265() || !m_bMovieFragments || m_output.isTrackDone(track.uiTrack);
+    });
 }
 
 void CIsoReader::tellWhatIsMissing()

@@ -392,10 +392,10 @@ std::optional<std::uint64_t> CMatroskaReader::nextCluster(std::uint64_t ulOffset
         const std::size_t uiRead = m_source.read(ulOffset, std::span(piece).first(uiAsked));
         if (uiRead < MARK.size())
             return std::nullopt;
-        const auto end = piece.begin() + static_cast<std::ptrdiff_t>(uiRead);
-        const auto found = std::search(piece.begin(), end, MARK.begin(), MARK.end());
-        if (found != end)
-            return ulOffset + static_cast<std::uint64_t>(found - piece.begin());
+        const std::span<const unsigned char> read = std::span(piece).first(uiRead);
+        const auto found = std::search(read.begin(), read.end(), MARK.begin(), MARK.end());
+        if (found != read.end())
+            return ulOffset + static_cast<std::uint64_t>(found - read.begin());
         ulOffset += uiRead - (MARK.size() - 1);
     }
     return std::nullopt;

@@ -48,7 +48,7 @@ std::string placeText(const UnitPlace& place)
     return text;
 }
 
-void CUnitOutput::finding(ContainerFinding finding)
+void CUnitOutput::finding(const ContainerFinding& finding)
 {
     if (m_uiFindings == MAX_FINDINGS) {
         ++m_ulUntold;
@@ -58,12 +58,12 @@ void CUnitOutput::finding(ContainerFinding finding)
     m_sink.onFinding(finding);
 }
 
-void CUnitOutput::findingOf(unsigned uiKind, unsigned uiMost, ContainerFinding finding)
+void CUnitOutput::findingOf(unsigned uiKind, unsigned uiMost, const ContainerFinding& finding)
 {
     const std::pair key(finding.ulTrack.value_or(0), uiKind);
     const bool bRoom = m_told.size() < std::size_t{1} << 16 || m_told.contains(key);
     if (bRoom && m_told[key]++ < uiMost)
-        this->finding(std::move(finding));
+        this->finding(finding);
     else if (uiMost != 1)
         ++m_ulUntold;
 }

@@ -34,13 +34,13 @@ public:
 
     void track(const ContainerTrack& track) { m_sink.onTrack(track); }
     void claims(const ContainerClaims& claims) { m_sink.onClaims(claims); }
-    void finding(ContainerFinding finding);
+    void finding(const ContainerFinding& finding);
 
     /// A finding that is told once for each track and kind.
-    void findingOnce(unsigned uiKind, ContainerFinding finding) { findingOf(uiKind, 1, std::move(finding)); }
+    void findingOnce(unsigned uiKind, const ContainerFinding& finding) { findingOf(uiKind, 1, finding); }
 
     /// A finding of which each track tells a few, so that one kind does not crowd out the others.
-    void findingFew(unsigned uiKind, ContainerFinding finding) { findingOf(uiKind, FEW, std::move(finding)); }
+    void findingFew(unsigned uiKind, const ContainerFinding& finding) { findingOf(uiKind, FEW, finding); }
 
     /// Tells how many findings were not told.
     void finish();
@@ -63,7 +63,7 @@ public:
 private:
     static constexpr unsigned FEW = 8;
 
-    void findingOf(unsigned uiKind, unsigned uiMost, ContainerFinding finding);
+    void findingOf(unsigned uiKind, unsigned uiMost, const ContainerFinding& finding);
 
     CContainerSink& m_sink;
     const ContainerOptions m_options;

@@ -103,7 +103,7 @@ void CActiveSets::activate(Active& active, unsigned uiId, Held& held)
     held.bChanged = false;
 }
 
-void CActiveSets::want(Wanted& wanted, bool bThere, unsigned uiBy, std::uint64_t ulOffset) const
+void CActiveSets::want(Wanted& wanted, bool bThere, unsigned uiBy, std::uint64_t ulOffset)
 {
     if (!bThere && !wanted.bAny)
         wanted = {true, uiBy, ulOffset};

@@ -92,7 +92,7 @@ private:
 
     static void hold(Held& held, const CNalUnit& nalUnit, std::uint64_t ulOffset);
     static void activate(Active& active, unsigned uiId, Held& held);
-    void want(Wanted& wanted, bool bThere, unsigned uiBy, std::uint64_t ulOffset) const;
+    static void want(Wanted& wanted, bool bThere, unsigned uiBy, std::uint64_t ulOffset);
     void onSlice(const NalUnitHeader& header, std::span<const unsigned char> rbsp, std::uint64_t ulOffset);
     void onPicture(const NalUnitHeader& header, unsigned uiPps, std::uint64_t ulOffset);
     bool beginsSequence(const NalUnitHeader& header, const Layer& layer) const;
