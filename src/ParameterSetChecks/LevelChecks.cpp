@@ -1,6 +1,7 @@
 #include "LevelChecks.h"
 
 #include <algorithm>
+#include <cmath>
 
 #include "Levels.h"
 #include "ProfileChecks.h"
@@ -201,7 +202,7 @@ void checkHrds(const HrdParameters& hrd, const ProfileTierLevel& ptl, unsigned u
 }
 
 // A.4.2: a constant rate is what the removal times follow.
-void checkSampleRate(const SequenceParameterSet& s, const Level& level, CChecks checks)
+void checkSampleRate(const SequenceParameterSet& s, const Level& level, const CChecks& checks)
 {
     const VuiParameters& vui = s.vui_parameters;
     if (!s.vui_parameters_present_flag || !vui.vui_timing_info_present_flag || vui.vui_num_units_in_tick == 0)
@@ -215,7 +216,7 @@ void checkSampleRate(const SequenceParameterSet& s, const Level& level, CChecks 
     inside.warning(Blamed("vui_time_scale", vui.vui_time_scale),
                    "A.4.2",
                    say("at most ", level.MaxLumaSr, " luma samples a second"),
-                   say(static_cast<std::uint64_t>(dPictures + 0.5),
+                   say(std::llround(dPictures),
                        " pictures a second of this size are more than level ",
                        level.pName,
                        " is made for",

@@ -36,7 +36,7 @@ std::span<const Level> levels() noexcept
 
 const Level* findLevel(unsigned level_idc) noexcept
 {
-    const auto position = std::find_if(
+    const auto* const position = std::find_if(
         std::begin(LEVELS), std::end(LEVELS), [&](const Level& l) { return l.general_level_idc == level_idc; });
     return position != std::end(LEVELS) ? position : nullptr;
 }

@@ -83,7 +83,7 @@ std::span<const Profile> profiles() noexcept
 
 const Profile* findProfile(unsigned general_profile_idc, const ConstraintFlags& flags) noexcept
 {
-    const auto position = std::find_if(std::begin(PROFILES), std::end(PROFILES), [&](const Profile& profile) {
+    const auto* const position = std::find_if(std::begin(PROFILES), std::end(PROFILES), [&](const Profile& profile) {
         return profile.general_profile_idc == general_profile_idc && matches(profile, flags);
     });
     return position != std::end(PROFILES) ? position : nullptr;

@@ -9,6 +9,6 @@ namespace h265_syntax {
 void checkVpsExtension(const VideoParameterSet& vps, CChecks checks);
 
 /// F.7.4.3.1.4 to F.7.4.3.1.6: of its VUI. checks: of vps_extension( ).
-void checkVpsVui(const VideoParameterSet& vps, CChecks checks);
+void checkVpsVui(const VideoParameterSet& vps, const CChecks& checks);
 
 } // namespace h265_syntax

@@ -159,7 +159,7 @@ void checkBspHrds(const VideoParameterSet& vps, const VpsVuiBspHrdParams& s, CCh
 
 } // namespace
 
-void checkVpsVui(const VideoParameterSet& vps, CChecks checksOfExtension)
+void checkVpsVui(const VideoParameterSet& vps, const CChecks& checksOfExtension)
 {
     CChecks checks = checksOfExtension.inside("vps_vui");
     const VpsVui& s = *vps.vps_extension->vps_vui;

@@ -8,8 +8,6 @@ namespace h265_syntax {
 
 namespace {
 
-using std::string_view_literals::operator""sv;
-
 // Table E.1
 constexpr std::string_view ASPECT_RATIO_IDC[] = {"unspecified",
                                                  "1:1",
@@ -182,10 +180,10 @@ constexpr std::int64_t EXTENDED_SAR = 255;
 
 std::string_view levelMeaning(std::int64_t iValue) noexcept
 {
-    const auto position = std::find_if(std::begin(LEVEL_NAMES), std::end(LEVEL_NAMES), [&](const LevelName& level) {
-        return level.level_idc == iValue;
-    });
-    return position != std::end(LEVEL_NAMES) ? position->name : "reserved"sv;
+    const auto* const position = std::find_if(std::begin(LEVEL_NAMES),
+                                              std::end(LEVEL_NAMES),
+                                              [&](const LevelName& level) { return level.level_idc == iValue; });
+    return position != std::end(LEVEL_NAMES) ? position->name : std::string_view("reserved");
 }
 
 } // namespace
@@ -196,7 +194,7 @@ std::string_view meaningOf(std::string_view element, std::int64_t iValue) noexce
         return levelMeaning(iValue);
     if (element == "aspect_ratio_idc" && iValue == EXTENDED_SAR)
         return "as sar_width and sar_height say";
-    const auto position = std::lower_bound(
+    const auto* const position = std::lower_bound(
         std::begin(ELEMENTS), std::end(ELEMENTS), element, [](const Element& entry, std::string_view name) {
             return entry.name < name;
         });
@@ -206,7 +204,7 @@ std::string_view meaningOf(std::string_view element, std::int64_t iValue) noexce
     if (iValue < 0 || static_cast<std::uint64_t>(iValue) >= names.size())
         return "reserved";
     const std::string_view name = names[static_cast<std::size_t>(iValue)];
-    return name.empty() ? "reserved"sv : name;
+    return name.empty() ? std::string_view("reserved") : name;
 }
 
 } // namespace h265_syntax
