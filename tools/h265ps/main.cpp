@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <csignal>
 #include <cstdlib>
@@ -47,12 +48,11 @@ std::unique_ptr<CReport> makeReport(const Options& options, COutputStream& outpu
 // it was: input cannot be read, nor output written.
 bool openMissingStreams()
 {
-    for (const int iStream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+    constexpr std::array STREAMS = {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO};
+    return std::all_of(STREAMS.begin(), STREAMS.end(), [](int iStream) {
         const bool bMissing = ::fcntl(iStream, F_GETFD) < 0 && errno == EBADF;
-        if (bMissing && ::open("/dev/null", iStream == STDIN_FILENO ? O_WRONLY : O_RDONLY) != iStream)
-            return false;
-    }
-    return true;
+        return !bMissing || ::open("/dev/null", iStream == STDIN_FILENO ? O_WRONLY : O_RDONLY) == iStream;
+    });
 }
 
 // Writes what is left. A reader that has gone away is no error; anything else is.
