@@ -9,9 +9,10 @@
 #include <vector>
 
 #include "Finding.h"
+#include "H265psExport.h"
 #include "ParameterSetSyntax.h"
 
-namespace h265_syntax {
+namespace H265PS_EXPORT h265_syntax {
 
 /// What is wrong with a set in its stream.
 struct SetFinding
