@@ -1,5 +1,6 @@
 #include "ParameterSetStream.h"
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <span>
@@ -226,6 +227,30 @@ TEST(ParameterSetStream, GivesTheSameForPiecesOfAnySize)
             EXPECT_EQ(list.m_seen[i].bRepeat, whole[i].bRepeat);
             EXPECT_EQ(list.m_seen[i].iRead, whole[i].iRead);
         }
+    }
+}
+
+TEST(ParameterSetStream, HandsOnTheBytesOfSetsAndTheFirstOfOtherUnits)
+{
+    Bytes longSlice(100, 0x55);
+    std::ranges::copy(SLICE_UNIT, longSlice.begin());
+    // The PPS waits for its SPS: its event stands behind that.
+    const Bytes stream = byteStream({VPS_UNIT, PPS_UNIT, SPS_UNIT, SLICE_UNIT, longSlice, SPS_UNIT});
+    const std::vector<Bytes> expected = {
+        VPS_UNIT, SPS_UNIT, PPS_UNIT, SLICE_UNIT, Bytes(longSlice.begin(), longSlice.begin() + 16), SPS_UNIT};
+    for (const std::size_t uiPiece : {1U, 7U, 1000U}) {
+        SCOPED_TRACE(uiPiece);
+        CParameterSetStream reader({});
+        CPieceSource source(stream, uiPiece);
+        std::vector<Bytes> told;
+        reader.read(
+            source,
+            [&](const ParameterSetEvent& event) {
+                told.emplace_back(event.bytes.begin(), event.bytes.end());
+                return true;
+            },
+            [&](const NalUnit& unit) { told.emplace_back(unit.bytes.begin(), unit.bytes.end()); });
+        EXPECT_EQ(told, expected);
     }
 }
 

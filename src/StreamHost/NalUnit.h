@@ -15,6 +15,10 @@ inline constexpr unsigned char PPS_NUT = 34;
 /// Bytes of a parameter set that are kept and handed on. Far above what any parameter set needs.
 inline constexpr std::size_t MAX_PARAMETER_SET_BYTES = std::size_t{16} << 20;
 
+/// Bytes of any other NAL unit that are handed on: enough for what a slice segment header begins with, up to
+/// slice_pic_parameter_set_id.
+inline constexpr std::size_t MAX_OTHER_UNIT_BYTES = 16;
+
 /// Bytes of the header. A unit of one byte is cut off in it: its layer and temporal id are not known.
 inline constexpr std::size_t NAL_UNIT_HEADER_BYTES = 2;
 

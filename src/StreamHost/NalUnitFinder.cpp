@@ -6,6 +6,16 @@
 
 namespace h265_stream {
 
+namespace {
+
+// How many bytes of a unit are handed on.
+std::size_t mostBytesOf(unsigned char nal_unit_type)
+{
+    return isParameterSet(nal_unit_type) ? MAX_PARAMETER_SET_BYTES : MAX_OTHER_UNIT_BYTES;
+}
+
+} // namespace
+
 void CNalUnitFinder::reset()
 {
     *this = CNalUnitFinder();
@@ -94,14 +104,13 @@ bool CNalUnitFinder::closeUnit(std::uint64_t ulEnd, CNalUnitSink& sink)
                  .ulOffset = m_ulUnitOffset,
                  .ulSize = ulSize,
                  .bytes = {}};
-    if (isParameterSet(unit.header.nal_unit_type)) {
-        const std::size_t uiSize = static_cast<std::size_t>(std::min<std::uint64_t>(ulSize, MAX_PARAMETER_SET_BYTES));
-        if (m_ulUnitOffset >= m_ulPieceOffset) {
-            unit.bytes = m_piece.subspan(static_cast<std::size_t>(m_ulUnitOffset - m_ulPieceOffset), uiSize);
-        } else {
-            keepBytes(ulEnd);
-            unit.bytes = std::span<const unsigned char>(m_kept).first(uiSize);
-        }
+    const std::size_t uiMost = mostBytesOf(unit.header.nal_unit_type);
+    const std::size_t uiSize = static_cast<std::size_t>(std::min<std::uint64_t>(ulSize, uiMost));
+    if (m_ulUnitOffset >= m_ulPieceOffset) {
+        unit.bytes = m_piece.subspan(static_cast<std::size_t>(m_ulUnitOffset - m_ulPieceOffset), uiSize);
+    } else {
+        keepBytes(ulEnd, uiMost);
+        unit.bytes = std::span<const unsigned char>(m_kept).first(uiSize);
     }
     return sink.onNalUnit(unit);
 }
@@ -114,23 +123,22 @@ void CNalUnitFinder::keepOpenUnit()
         return;
     for (unsigned i = 0; i < 2 && m_ulUnitOffset + i < ulPieceEnd; ++i)
         m_aucHeader[i] = headerByte(m_ulUnitOffset + i);
-    if (isParameterSet(parseNalUnitHeader(m_aucHeader[0], 0).nal_unit_type))
-        keepBytes(ulPieceEnd);
+    keepBytes(ulPieceEnd, mostBytesOf(parseNalUnitHeader(m_aucHeader[0], 0).nal_unit_type));
 }
 
-// Appends the unit's bytes of this piece, up to the stream offset ulEnd.
-void CNalUnitFinder::keepBytes(std::uint64_t ulEnd)
+// Appends the unit's bytes of this piece, up to the stream offset ulEnd, until uiMost are kept.
+void CNalUnitFinder::keepBytes(std::uint64_t ulEnd, std::size_t uiMost)
 {
     const std::uint64_t ulBegin = std::max(m_ulUnitOffset, m_ulPieceOffset);
     if (ulEnd <= ulBegin)
         return;
     const std::size_t uiCount =
-        static_cast<std::size_t>(std::min<std::uint64_t>(ulEnd - ulBegin, MAX_PARAMETER_SET_BYTES - m_kept.size()));
+        static_cast<std::size_t>(std::min<std::uint64_t>(ulEnd - ulBegin, uiMost - m_kept.size()));
     const auto bytes = m_piece.subspan(static_cast<std::size_t>(ulBegin - m_ulPieceOffset), uiCount);
     // Doubled as vectors do, but never beyond what can be kept.
     const std::size_t uiNeeded = m_kept.size() + uiCount;
     if (uiNeeded > m_kept.capacity())
-        m_kept.reserve(std::min(std::max(uiNeeded, 2 * m_kept.capacity()), MAX_PARAMETER_SET_BYTES));
+        m_kept.reserve(std::min(std::max(uiNeeded, 2 * m_kept.capacity()), uiMost));
     m_kept.insert(m_kept.end(), bytes.begin(), bytes.end());
 }
 

@@ -16,7 +16,7 @@ struct NalUnit
     NalUnitHeader header;
     std::uint64_t ulOffset; // of its header in the stream
     std::uint64_t ulSize;   // bytes, header included; neither start code nor trailing zero bytes
-    /// Of a parameter set: its first MAX_PARAMETER_SET_BYTES bytes, header included. Else empty.
+    /// The first MAX_PARAMETER_SET_BYTES bytes of a parameter set, MAX_OTHER_UNIT_BYTES of others, header included.
     std::span<const unsigned char> bytes;
 };
 
@@ -33,8 +33,8 @@ public:
 /// Annex B: finds the NAL units of a byte stream that is fed in pieces of any size. A NAL unit stands
 /// behind 00 00 01 and ends in front of the next 00 00 01 or 00 00 00, or at the end of the stream;
 /// zero bytes at its end are not part of it, and one without any byte is not reported. Bytes in front
-/// of the first start code, and between 00 00 00 and the next one, are passed over. Only parameter
-/// sets that reach across pieces are copied, so memory does not grow with the stream.
+/// of the first start code, and between 00 00 00 and the next one, are passed over. Only of
+/// units that reach across pieces what is handed on is copied, so memory does not grow with the stream.
 class CNalUnitFinder
 {
 public:
@@ -53,7 +53,7 @@ private:
     void openUnit(std::size_t uiPosition);
     bool closeUnit(std::uint64_t ulEnd, CNalUnitSink& sink);
     void keepOpenUnit();
-    void keepBytes(std::uint64_t ulEnd);
+    void keepBytes(std::uint64_t ulEnd, std::size_t uiMost);
     [[nodiscard]] unsigned char headerByte(std::uint64_t ulOffset) const;
 
     std::span<const unsigned char> m_piece; // being fed
@@ -64,7 +64,7 @@ private:
     bool m_bInUnit = false;
     std::uint64_t m_ulUnitOffset = 0;
     unsigned char m_aucHeader[2] = {0, 0}; // of a unit that began in an earlier piece
-    std::vector<unsigned char> m_kept;     // what earlier pieces held of it, if it is a parameter set
+    std::vector<unsigned char> m_kept;     // what earlier pieces held of it, as far as it is handed on
 };
 
 } // namespace h265_stream

@@ -39,9 +39,11 @@ struct ParameterSetEvent
     NalUnitHeader header;   // nal_unit_type is VPS_NUT, SPS_NUT or PPS_NUT
     std::uint64_t ulOffset; // of the NAL unit header in the stream
     std::uint64_t ulSize;   // bytes, header included; neither start code nor trailing zero bytes
-    bool bCutOff;           // one byte long: nuh_layer_id and nuh_temporal_id_plus1 are not known, nothing is read
-    bool bWaiting;          // a PPS whose SPS has not come: told by CParameterSetTables only, its event comes later
-    bool bPassedOver;       // of another layer, cut off or damaged (forbidden_zero_bit is set): not read
+    // The first MAX_PARAMETER_SET_BYTES of these.
+    std::span<const unsigned char> bytes;
+    bool bCutOff;     // one byte long: nuh_layer_id and nuh_temporal_id_plus1 are not known, nothing is read
+    bool bWaiting;    // a PPS whose SPS has not come: told by CParameterSetTables only, its event comes later
+    bool bPassedOver; // of another layer, cut off or damaged (forbidden_zero_bit is set): not read
     bool bRepeat;     // the same bytes as the set in force under its id (of a PPS: and the same SPS): not read again
     bool bSeenBefore; // of one that did not come into force: the same bytes came to the same end before. Read again
     std::uint64_t ulReading; // number of the reading that made the record: the same for its repeats, new for each

@@ -15,16 +15,22 @@ namespace {
 class CStreamReading : public CNalUnitSink
 {
 public:
-    CStreamReading(CParameterSetTables& tables, const ParameterSetSink& sink) : m_tables(tables), m_sink(sink) {}
+    CStreamReading(CParameterSetTables& tables, const ParameterSetSink& sink, const OtherUnitSink& otherSink)
+        : m_tables(tables), m_sink(sink), m_otherSink(otherSink)
+    {}
 
     bool onNalUnit(const NalUnit& unit) override
     {
         ++m_summary.ulNalUnits;
+        const bool bSet = isParameterSet(unit.header.nal_unit_type);
         const std::uint64_t ulEnd = unit.ulOffset + unit.ulSize;
-        m_tables.skipBytes(ulEnd - m_ulEnd - unit.bytes.size());
+        m_tables.skipBytes(ulEnd - m_ulEnd - (bSet ? unit.bytes.size() : 0));
         m_ulEnd = ulEnd;
-        if (!isParameterSet(unit.header.nal_unit_type))
+        if (!bSet) {
+            if (m_otherSink)
+                m_otherSink(unit);
             return true;
+        }
         ParameterSetEvent event = m_tables.readNalUnit(unit.bytes, unit.ulOffset);
         event.ulSize = unit.ulSize;
         if (!event.bWaiting && !deliver(event))
@@ -79,6 +85,7 @@ private:
 
     CParameterSetTables& m_tables;
     const ParameterSetSink& m_sink;
+    const OtherUnitSink& m_otherSink;
     std::uint64_t m_ulEnd = 0; // of the unit before
 };
 
@@ -89,11 +96,11 @@ class CParameterSetStream::Impl
 public:
     explicit Impl(const StreamOptions& options) : m_tables(options) {}
 
-    StreamSummary read(CByteSource& source, const ParameterSetSink& sink)
+    StreamSummary read(CByteSource& source, const ParameterSetSink& sink, const OtherUnitSink& otherSink)
     {
         m_tables.clear();
         m_finder.reset();
-        CStreamReading reading(m_tables, sink);
+        CStreamReading reading(m_tables, sink, otherSink);
         try {
             readTo(reading, source);
         } catch (const CSourceError&) {
@@ -124,9 +131,10 @@ CParameterSetStream::CParameterSetStream(const StreamOptions& options) : m_pImpl
 
 CParameterSetStream::~CParameterSetStream() = default;
 
-StreamSummary CParameterSetStream::read(CByteSource& source, const ParameterSetSink& sink)
+StreamSummary CParameterSetStream::read(CByteSource& source, const ParameterSetSink& sink,
+                                        const OtherUnitSink& otherSink)
 {
-    return m_pImpl->read(source, sink);
+    return m_pImpl->read(source, sink, otherSink);
 }
 
 } // namespace h265_stream

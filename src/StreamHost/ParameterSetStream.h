@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "H265psExport.h"
+#include "NalUnitFinder.h"
 #include "ParameterSetEvent.h"
 #include "StalePps.h"
 #include "StreamOptions.h"
@@ -32,6 +33,9 @@ struct StreamSummary
 /// Receives the parameter sets of a stream; false ends the reading.
 using ParameterSetSink = std::function<bool(const ParameterSetEvent&)>;
 
+/// Receives the other NAL units of a stream, in their places between the parameter sets.
+using OtherUnitSink = std::function<void(const NalUnit&)>;
+
 class CByteSource;
 
 /// Reads the parameter sets of Annex B byte streams. Owns the tables, their records and their pool,
@@ -48,7 +52,8 @@ public:
     /// Reads the source to its end and hands every parameter set to the sink, in stream order except for
     /// PPSs that come before their SPS: these stand behind it, or at the end when it never comes. Throws
     /// CSourceError when the source cannot be read on; what waits for its SPS is handed on before.
-    StreamSummary read(CByteSource& source, const ParameterSetSink& sink);
+    /// otherSink may be empty.
+    StreamSummary read(CByteSource& source, const ParameterSetSink& sink, const OtherUnitSink& otherSink = {});
 
 private:
     class Impl;

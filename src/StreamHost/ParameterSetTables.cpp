@@ -109,6 +109,7 @@ private:
     CSetTable<PPS> m_ppss{PPS_IDS};
     CSeenSets m_seen;
     CWaitingPpsList m_waiting;
+    std::optional<WaitingPps> m_waited;   // the last that waits no longer: its event shows its bytes
     std::optional<unsigned> m_arrivedSps; // PPSs may have waited for it
     CStalePpsWatch m_staleWatch;
     CWorkAccount m_account;
@@ -127,22 +128,22 @@ std::optional<ParameterSetEvent> CParameterSetTables::Impl::nextWaiting()
 {
     if (!m_arrivedSps)
         return std::nullopt;
-    const std::optional<WaitingPps> waiting = m_waiting.takeFirstFor(*m_arrivedSps);
-    if (!waiting) {
+    m_waited = m_waiting.takeFirstFor(*m_arrivedSps);
+    if (!m_waited) {
         m_arrivedSps.reset();
         return std::nullopt;
     }
-    ParameterSetEvent event = readUnit({.bytes = waiting->bytes, .place = waiting->place, .bMayWait = false});
+    ParameterSetEvent event = readUnit({.bytes = m_waited->bytes, .place = m_waited->place, .bMayWait = false});
     event.ulReadAt = m_spss.inForce(*m_arrivedSps)->place.ulOffset;
     return event;
 }
 
 std::optional<ParameterSetEvent> CParameterSetTables::Impl::nextWithoutSps()
 {
-    const std::optional<WaitingPps> waiting = m_waiting.takeFirst();
-    if (!waiting)
+    m_waited = m_waiting.takeFirst();
+    if (!m_waited)
         return std::nullopt;
-    return readUnit({.bytes = waiting->bytes, .place = waiting->place, .bMayWait = false});
+    return readUnit({.bytes = m_waited->bytes, .place = m_waited->place, .bMayWait = false});
 }
 
 ParameterSetEvent CParameterSetTables::Impl::readUnit(Unit unit)
@@ -157,6 +158,7 @@ ParameterSetEvent CParameterSetTables::Impl::readUnit(Unit unit)
                                       event.bCutOff ? static_cast<unsigned char>(0) : unit.bytes[1]);
     event.ulOffset = unit.place.ulOffset;
     event.ulSize = unit.bytes.size();
+    event.bytes = unit.bytes.first(std::min(unit.bytes.size(), MAX_PARAMETER_SET_BYTES));
     event.bPassedOver = event.bCutOff || event.header.forbidden_zero_bit || event.header.nuh_layer_id != 0 ||
                         !isParameterSet(event.header.nal_unit_type);
     unit.bytes = unit.bytes.first(std::min(unit.bytes.size(), MAX_PARAMETER_SET_BYTES));
@@ -304,6 +306,7 @@ void CParameterSetTables::Impl::clear() noexcept
     m_ppss.clear();
     m_seen.clear();
     m_waiting.clear();
+    m_waited.reset();
     m_arrivedSps.reset();
     m_staleWatch.clear();
     m_account.clear();
