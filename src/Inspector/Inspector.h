@@ -1,0 +1,91 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <span>
+#include <vector>
+
+#include "Finding.h"
+#include "H265psExport.h"
+#include "NalUnitFinder.h"
+#include "ParameterSetEvent.h"
+#include "ParameterSetSyntax.h"
+#include "StreamGist.h"
+
+/// A stream's parameter sets with place, record, syntax and findings.
+namespace H265PS_EXPORT h265_inspect {
+
+/// What is wanted of the sets.
+struct InspectOptions
+{
+    bool bChecks = true;   // findings
+    bool bRepeats = false; // of sets that came before too; else these have neither syntax nor findings
+};
+
+/// What a parameter set holds, beside its event. Valid until the next one.
+struct InspectedSet
+{
+    // The one of the set's type, as far as it could be read (stop says why no further); null: a repeat.
+    const h265_syntax::VideoParameterSet* vps = nullptr;
+    const h265_syntax::SequenceParameterSet* sps = nullptr;
+    const h265_syntax::PictureParameterSet* pps = nullptr;
+    const h265_syntax::CNalUnit* pNalUnit = nullptr;
+    std::span<const h265_syntax::Finding> findings; // in the order of the elements
+    std::size_t uiMoreFindings = 0;                 // that are counted only
+
+    [[nodiscard]] bool hasSyntax() const noexcept { return pNalUnit != nullptr; }
+    /// Its id, none where it could not be read.
+    [[nodiscard]] std::optional<unsigned> id() const noexcept;
+    /// Where reading stopped; of a set with syntax.
+    [[nodiscard]] const h265_syntax::Stop& stop() const noexcept;
+    /// Tells its elements, in coding order, with their places in the NAL unit; nothing without syntax.
+    void trace(h265_syntax::CElementSink& sink) const;
+};
+
+/// What a stream holds, as far as it came.
+struct StreamCounts
+{
+    std::uint64_t aulSets[3] = {}; // VPS, SPS, PPS of all layers, repeats left out
+    std::uint64_t ulErrors = 0;    // findings
+    std::uint64_t ulWarnings = 0;
+};
+
+/// Is told the events of one stream, one after another. Sets that were met before are recognised and neither
+/// read nor checked again. Memory does not grow with the stream.
+class CInspector
+{
+public:
+    explicit CInspector(const InspectOptions& options);
+    ~CInspector();
+    CInspector(const CInspector&) = delete;
+    CInspector& operator=(const CInspector&) = delete;
+
+    InspectedSet onSet(const h265_stream::ParameterSetEvent& event);
+
+    [[nodiscard]] const StreamCounts& counts() const noexcept { return m_counts; }
+    /// Of the first SPS of layer 0 whose picture size could be read.
+    [[nodiscard]] const std::optional<SequenceGist>& gist() const noexcept { return m_gist; }
+    /// The gist of an SPS that was just inspected; none when it has no picture size.
+    [[nodiscard]] std::optional<SequenceGist> gistOf(const InspectedSet& set) const;
+
+private:
+    struct Tables;
+
+    bool isInForce(const h265_stream::ParameterSetEvent& event) const noexcept;
+    void noteReading(const h265_stream::ParameterSetEvent& event) noexcept;
+    void readVps(InspectedSet& set, bool bCheck, bool bEnter);
+    void readSps(InspectedSet& set, bool bCheck, bool bEnter);
+    void readPps(InspectedSet& set, bool bCheck);
+    void count(const InspectedSet& set, const h265_stream::ParameterSetEvent& event, bool bKnown);
+
+    const InspectOptions m_options;
+    std::unique_ptr<Tables> m_pTables;
+    h265_syntax::CNalUnit m_nalUnit;
+    h265_syntax::CFindings m_findings;
+    StreamCounts m_counts;
+    std::optional<SequenceGist> m_gist;
+};
+
+} // namespace h265_inspect

@@ -1,0 +1,160 @@
+#include "Inspector.h"
+
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "ByteSource.h"
+#include "NalUnitWriter.h"
+#include "ParameterSetStream.h"
+#include "SyntaxWriters.h"
+
+using namespace h265_inspect;
+using namespace h265_stream;
+using namespace h265_test;
+
+namespace {
+
+// What was inspected, as it can be kept.
+struct Seen
+{
+    bool bSyntax;
+    std::optional<unsigned> id;
+    unsigned pic_width_in_luma_samples; // of an SPS
+    std::vector<std::string> messages;
+};
+
+Bytes sps(unsigned pic_width_in_luma_samples, unsigned general_level_idc = 93, unsigned uiLayer = 0)
+{
+    SpsSyntax syntax;
+    syntax.pic_width_in_luma_samples = pic_width_in_luma_samples;
+    syntax.ptl.general_level_idc = general_level_idc;
+    return nalUnit(NalUnitHeaderSyntax{.nal_unit_type = SPS_NUT, .nuh_layer_id = uiLayer}, write(syntax).bytes());
+}
+
+const Bytes VPS_UNIT = nalUnit(VPS_NUT, write(VpsSyntax{}));
+const Bytes PPS_UNIT = nalUnit(PPS_NUT, write(PpsSyntax{}));
+constexpr unsigned FORBIDDEN_LEVEL = 94;
+
+std::vector<Seen> inspect(const Bytes& stream, CInspector& inspector)
+{
+    CParameterSetStream reader({});
+    std::vector<Seen> seen;
+    reader.read(*makeByteSource(stream), [&](const ParameterSetEvent& event) {
+        const InspectedSet set = inspector.onSet(event);
+        Seen one{set.hasSyntax(), set.id(), set.sps != nullptr ? set.sps->pic_width_in_luma_samples : 0, {}};
+        for (const h265_syntax::Finding& finding : set.findings)
+            one.messages.push_back(finding.message);
+        seen.push_back(one);
+        return true;
+    });
+    return seen;
+}
+
+std::vector<Seen> inspect(const Bytes& stream, const InspectOptions& options = {})
+{
+    CInspector inspector(options);
+    return inspect(stream, inspector);
+}
+
+TEST(Inspector, HasSyntaxAndFindingsOfEachSet)
+{
+    CInspector inspector({});
+    const std::vector<Seen> seen = inspect(byteStream({VPS_UNIT, sps(64, FORBIDDEN_LEVEL), PPS_UNIT}), inspector);
+    ASSERT_EQ(seen.size(), 3U);
+    for (const Seen& set : seen) {
+        EXPECT_TRUE(set.bSyntax);
+        EXPECT_EQ(set.id, 0U);
+    }
+    EXPECT_EQ(seen[1].pic_width_in_luma_samples, 64U);
+    ASSERT_FALSE(seen[1].messages.empty());
+    EXPECT_EQ(seen[1].messages[0], "general_level_idc is 94, which is reserved for later editions of H.265");
+    for (const std::uint64_t ulCount : inspector.counts().aulSets)
+        EXPECT_EQ(ulCount, 1U);
+    EXPECT_EQ(inspector.counts().ulErrors + inspector.counts().ulWarnings,
+              seen[0].messages.size() + seen[1].messages.size() + seen[2].messages.size());
+    ASSERT_TRUE(inspector.gist());
+    EXPECT_EQ(inspector.gist()->uiCodedWidth, 64U);
+}
+
+TEST(Inspector, PassesOverWhatIsTheSameUnlessItIsAskedFor)
+{
+    const Bytes stream = byteStream({VPS_UNIT, sps(64, FORBIDDEN_LEVEL), sps(64, FORBIDDEN_LEVEL), VPS_UNIT});
+    CInspector inspector({});
+    const std::vector<Seen> seen = inspect(stream, inspector);
+    ASSERT_EQ(seen.size(), 4U);
+    EXPECT_FALSE(seen[2].bSyntax);
+    EXPECT_TRUE(seen[2].messages.empty());
+    EXPECT_FALSE(seen[3].bSyntax);
+    EXPECT_EQ(inspector.counts().aulSets[1], 1U);
+
+    const std::vector<Seen> all = inspect(stream, {.bChecks = true, .bRepeats = true});
+    EXPECT_TRUE(all[2].bSyntax);
+    EXPECT_EQ(all[2].messages, all[1].messages);
+    EXPECT_TRUE(inspect(stream, {.bChecks = false, .bRepeats = true})[1].messages.empty());
+}
+
+// A PPS is held against the SPS that is in force, also when that came back as a repeat.
+TEST(Inspector, KnowsWhichSetIsInForce)
+{
+    PpsSyntax pps;
+    pps.diff_cu_qp_delta_depth = 3;
+    const auto ppsUnit = [&](unsigned uiId) {
+        pps.pps_pic_parameter_set_id = uiId;
+        return nalUnit(PPS_NUT, write(pps));
+    };
+    SpsSyntax deep; // CTBs of 64: three splits
+    SpsSyntax flat;
+    flat.log2_diff_max_min_luma_coding_block_size = 1;
+    deep.log2_diff_max_min_luma_coding_block_size = 3;
+    const Bytes deepUnit = nalUnit(SPS_NUT, write(deep));
+    const Bytes flatUnit = nalUnit(SPS_NUT, write(flat));
+    const std::vector<Seen> seen =
+        inspect(byteStream({deepUnit, ppsUnit(0), flatUnit, ppsUnit(1), deepUnit, ppsUnit(2)}));
+    const auto tellsOfDepth = [](const Seen& set) {
+        for (const std::string& message : set.messages) {
+            if (message.find("diff_cu_qp_delta_depth") != std::string::npos)
+                return true;
+        }
+        return false;
+    };
+    ASSERT_EQ(seen.size(), 6U);
+    EXPECT_FALSE(tellsOfDepth(seen[1]));
+    EXPECT_TRUE(tellsOfDepth(seen[3]));
+    EXPECT_FALSE(tellsOfDepth(seen[5]));
+}
+
+TEST(Inspector, LooksIntoSetsThatTheModuleDoesNotRead)
+{
+    Bytes forbidden = sps(64);
+    forbidden[0] |= 0x80;
+    const std::vector<Seen> seen = inspect(byteStream({sps(128, 93, 1), forbidden, Bytes{0x42}, sps(64)}));
+    ASSERT_EQ(seen.size(), 4U);
+    EXPECT_EQ(seen[0].pic_width_in_luma_samples, 128U);
+    EXPECT_EQ(seen[1].pic_width_in_luma_samples, 64U);
+    ASSERT_FALSE(seen[1].messages.empty());
+    ASSERT_EQ(seen[2].messages.size(), 1U);
+    EXPECT_EQ(seen[2].messages[0], "the payload ends in or before sps_video_parameter_set_id");
+    EXPECT_EQ(seen[2].id, std::nullopt);
+}
+
+TEST(Inspector, KnowsTheIdOfACutSetWhenItWasRead)
+{
+    constexpr std::size_t BYTES_IN_FRONT = 15; // NAL unit header, sub-layers, profile_tier_level( )
+    const Bytes whole = sps(64);
+    bool bKnown = false;
+    for (std::size_t uiSize = 1; uiSize < whole.size(); ++uiSize) {
+        const std::vector<Seen> seen =
+            inspect(byteStream({Bytes(whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>(uiSize))}));
+        ASSERT_EQ(seen.size(), 1U);
+        EXPECT_GE(seen[0].id.has_value(), bKnown) << uiSize;
+        EXPECT_GE(seen[0].id.has_value(), seen[0].pic_width_in_luma_samples != 0) << uiSize;
+        bKnown = seen[0].id.has_value();
+        EXPECT_FALSE(bKnown && uiSize <= BYTES_IN_FRONT) << uiSize;
+        EXPECT_FALSE(seen[0].messages.empty());
+    }
+    EXPECT_TRUE(bKnown);
+}
+
+} // namespace
