@@ -2,6 +2,7 @@
 
 #include <cerrno>
 #include <charconv>
+#include <cstdio>
 #include <cstring>
 
 #include <unistd.h>
@@ -62,6 +63,13 @@ void CErrorLine::write() noexcept
         else if (iWritten == 0 || !mayWriteAgain(STDERR_FILENO))
             return;
     }
+}
+
+void writeLine(std::string_view line, COutputStream& output) noexcept
+{
+    if (::isatty(STDOUT_FILENO) != 0)
+        output.flush();
+    (void)std::fwrite(line.data(), 1, line.size(), stderr);
 }
 
 void writeError(std::string_view message) noexcept

@@ -6,6 +6,8 @@
 
 namespace h265ps {
 
+class COutputStream;
+
 /// A line on standard error, "h265ps: error: ..." or another kind, made and written without any memory but its
 /// own. Its destructor ends and writes it. Control characters stand as '?', so that no name can forge lines or
 /// colours.
@@ -27,6 +29,9 @@ private:
     std::size_t m_uiSize = 0;
     char m_acText[4096]; // a longer line goes out in pieces
 };
+
+/// Writes a whole line to standard error; on a terminal behind what the output holds by now.
+void writeLine(std::string_view line, COutputStream& output) noexcept;
 
 /// Writes "h265ps: error: " and the message to standard error, on one line.
 void writeError(std::string_view message) noexcept;

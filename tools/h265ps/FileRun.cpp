@@ -32,6 +32,9 @@ namespace {
 // So many slices of another format in the guise of parameter sets, and none of layer 0 among them, leave no doubt.
 constexpr std::size_t ENOUGH_HELD = 1000;
 
+// Their bytes. Real sets are small; what is larger has no syntax then.
+constexpr std::size_t MAX_HELD_BYTES = std::size_t{16} << 20;
+
 // What the system says, as it stands behind a colon.
 std::string inSentence(std::string reason)
 {
@@ -160,6 +163,8 @@ EExitCode CFileRun::readAs(CByteSource& source, EPace ePace)
     m_ulTaken = 0;
     m_foreign.reset();
     m_held.clear();
+    m_uiHeldBytes = 0;
+    m_inspector.emplace(m_options.inspect);
     m_bBegun = false;
     m_bAgain = false;
     m_bHolding = true;
@@ -205,20 +210,27 @@ EExitCode CFileRun::closeReport(const StreamSummary& summary)
             fail(summary.ulBytes, *m_interruption);
     } else if (!summary.bStopped) { // else nobody reads the output
         m_verdict.end(summary);
-        if (const std::string missing = m_verdict.missing(); !missing.empty())
-            fail(std::nullopt, "cannot be decoded: " + missing);
-        for (const StalePps& stale : m_verdict.stale())
-            warn(textOf(stale) + ": still of the old SPS");
+        if (m_options.bDecoder)
+            tellEnd();
     }
     m_bAgain = !m_report.end(m_verdict, summary.ulBytes);
-    return m_verdict.exitCode();
+    return m_report.exitCode(m_verdict);
+}
+
+// What the stream lacks, known at its end.
+void CFileRun::tellEnd()
+{
+    if (const std::string missing = m_verdict.missing(); !missing.empty())
+        fail(std::nullopt, "cannot be decoded: " + missing);
+    for (const StalePps& stale : m_verdict.stale())
+        warn(textOf(stale) + ": still of the old SPS");
 }
 
 bool CFileRun::take(const ParameterSetEvent& event, CWatchedSource& source)
 {
     if (!m_bHolding || !event.bPassedOver)
         return showHeld() && show(event);
-    m_held.push_back(event);
+    hold(event);
     if (source.isMpegVideo())
         m_foreign = MPEG_VIDEO;
     else if (m_held.size() == ENOUGH_HELD && m_bResemblesH264)
@@ -228,23 +240,36 @@ bool CFileRun::take(const ParameterSetEvent& event, CWatchedSource& source)
     return m_held.size() < ENOUGH_HELD || showHeld();
 }
 
+// With the bytes, as many as there is room for.
+void CFileRun::hold(const ParameterSetEvent& event)
+{
+    Held held{event, {}};
+    if (m_uiHeldBytes + event.bytes.size() <= MAX_HELD_BYTES)
+        held.bytes.assign(event.bytes.begin(), event.bytes.end());
+    m_uiHeldBytes += held.bytes.size();
+    m_held.push_back(std::move(held));
+}
+
 bool CFileRun::showHeld()
 {
     m_bHolding = false;
     bool bGoOn = true;
-    for (const ParameterSetEvent& held : std::exchange(m_held, {}))
-        bGoOn = bGoOn && show(held);
+    for (Held& held : std::exchange(m_held, {})) {
+        held.event.bytes = held.bytes;
+        bGoOn = bGoOn && show(held.event);
+    }
     return bGoOn;
 }
 
 bool CFileRun::show(const ParameterSetEvent& event)
 {
+    const h265_inspect::InspectedSet set = m_inspector->onSet(event);
     m_verdict.add(event);
     if (!m_bBegun)
         m_report.begin(m_file, m_ePace == EPace::Again ? *m_firstVerdict : m_verdict, m_ePace);
     m_bBegun = true;
-    m_report.add(event, m_options.shows(event));
-    if (isFailure(event) && !event.bRepeat && !event.bSeenBefore)
+    m_report.add(event, set, m_options.shows(event));
+    if (m_options.bDecoder && isFailure(event) && !event.bRepeat && !event.bSeenBefore)
         fail(event.ulOffset,
              fmt::format("{} {}: {}",
                          nameOf(event),
@@ -280,6 +305,18 @@ void CFileRun::tell(std::string_view kind, std::optional<std::uint64_t> ulOffset
         m_report.error(line);
     else
         (void)std::fwrite(line.data(), 1, line.size(), stderr);
+}
+
+int runFiles(const Options& options, COutputStream& output, CReport& report)
+{
+    CFileRun fileRun(options, output, report);
+    int iExitCode = EXIT_ALL_READ;
+    for (const std::string& file : options.files) {
+        iExitCode = std::max<int>(iExitCode, fileRun.run(file));
+        if (output.failed())
+            break;
+    }
+    return iExitCode;
 }
 
 } // namespace h265ps

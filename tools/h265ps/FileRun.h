@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "ByteSource.h"
+#include "Inspector.h"
 #include "Options.h"
 #include "OutputStream.h"
 #include "Report.h"
@@ -32,8 +33,10 @@ private:
     h265_stream::StreamSummary readStream(CWatchedSource& source);
     EExitCode closeReport(const h265_stream::StreamSummary& summary);
     bool take(const h265_stream::ParameterSetEvent& event, CWatchedSource& source);
+    void hold(const h265_stream::ParameterSetEvent& event);
     bool showHeld();
     bool show(const h265_stream::ParameterSetEvent& event);
+    void tellEnd();
     EExitCode failForMemory(std::string_view file) const noexcept;
     EExitCode fail(std::optional<std::uint64_t> ulOffset, std::string_view reason);
     void warn(std::string_view reason);
@@ -43,6 +46,7 @@ private:
     COutputStream& m_output;
     CReport& m_report;
     h265_stream::CParameterSetStream m_stream;
+    std::optional<h265_inspect::CInspector> m_inspector; // of the stream
     std::string m_file;
     CVerdict m_verdict;
     std::optional<CVerdict> m_firstVerdict; // of the first reading, when a second one shows the sets
@@ -57,8 +61,17 @@ private:
     // proves it to be H.265, or there are so many that it makes no difference.
     bool m_bHolding = false;
     bool m_bResemblesH264 = false;
-    std::optional<std::string_view> m_foreign;          // what it is instead
-    std::vector<h265_stream::ParameterSetEvent> m_held; // passed over: they point at nothing
+    std::optional<std::string_view> m_foreign; // what it is instead
+    struct Held
+    {
+        h265_stream::ParameterSetEvent event; // passed over: it points at nothing but its bytes
+        std::vector<unsigned char> bytes;
+    };
+    std::vector<Held> m_held;
+    std::size_t m_uiHeldBytes = 0;
 };
+
+/// Reads the files of the options one after another into a report; the worst of their exit codes.
+int runFiles(const Options& options, COutputStream& output, CReport& report);
 
 } // namespace h265ps

@@ -1,8 +1,6 @@
 #include "HeldOutput.h"
 
-#include <cstdio>
-
-#include <unistd.h>
+#include "ErrorLine.h"
 
 namespace h265ps {
 
@@ -58,10 +56,7 @@ void CHeldOutput::write(std::string_view text, bool bError)
 {
     if (!bError)
         return m_output.append(text);
-    // On a terminal the error comes behind what it is about.
-    if (::isatty(STDOUT_FILENO) != 0)
-        m_output.flush();
-    (void)std::fwrite(text.data(), 1, text.size(), stderr);
+    writeLine(text, m_output);
 }
 
 } // namespace h265ps

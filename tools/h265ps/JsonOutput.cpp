@@ -1,12 +1,11 @@
 #include "JsonOutput.h"
 
-#include <cstdio>
 #include <optional>
 
-#include <unistd.h>
-
+#include "ErrorLine.h"
 #include "FailureReason.h"
 #include "JsonRecord.h"
+#include "JsonSet.h"
 #include "SetNames.h"
 
 namespace h265ps {
@@ -14,30 +13,6 @@ namespace h265ps {
 using h265_stream::ParameterSetEvent;
 
 namespace {
-
-void writeOptional(CJsonWriter& json, std::string_view name, const std::optional<std::uint64_t>& ulValue)
-{
-    json.key(name);
-    if (ulValue)
-        json.number(*ulValue);
-    else
-        json.null();
-}
-
-void writeOptional(CJsonWriter& json, std::string_view name, const std::optional<int>& iValue)
-{
-    json.key(name);
-    if (iValue)
-        json.number(std::int64_t{*iValue});
-    else
-        json.null();
-}
-
-void writeNumber(CJsonWriter& json, std::string_view name, std::uint64_t ulValue)
-{
-    json.key(name);
-    json.number(ulValue);
-}
 
 void writeWarning(CJsonWriter& json, const h265_stream::StalePps& stale)
 {
@@ -66,12 +41,12 @@ void CJsonReport::begin(const std::string& file, const CVerdict& /* verdict */, 
     m_json.openArray();
 }
 
-void CJsonReport::add(const ParameterSetEvent& event, bool bShown)
+void CJsonReport::add(const ParameterSetEvent& event, const h265_inspect::InspectedSet& /* set */, bool bShown)
 {
     if (!bShown)
         return;
     m_json.openObject();
-    addHeader(event);
+    writeSetHeader(event, m_json);
     writeOptional(m_json, "read", event.iRead);
     writeOptional(m_json, "verify", event.iVerify);
     writeOptional(m_json, "read_at", event.ulReadAt);
@@ -95,25 +70,9 @@ void CJsonReport::add(const ParameterSetEvent& event, bool bShown)
     m_json.closeObject();
 }
 
-void CJsonReport::addHeader(const ParameterSetEvent& event)
-{
-    const auto known = [&](unsigned char ucValue) {
-        return event.bCutOff ? std::optional<std::uint64_t>() : std::optional<std::uint64_t>(ucValue);
-    };
-    m_json.key("type");
-    m_json.text(typeName(event.header.nal_unit_type));
-    writeNumber(m_json, "offset", event.ulOffset);
-    writeNumber(m_json, "size", event.ulSize);
-    writeNumber(m_json, "nal_unit_type", event.header.nal_unit_type);
-    writeOptional(m_json, "nuh_layer_id", known(event.header.nuh_layer_id));
-    writeOptional(m_json, "nuh_temporal_id_plus1", known(event.header.nuh_temporal_id_plus1));
-}
-
 void CJsonReport::error(std::string_view line)
 {
-    if (::isatty(STDOUT_FILENO) != 0)
-        m_output.flush();
-    (void)std::fwrite(line.data(), 1, line.size(), stderr);
+    writeLine(line, m_output);
 }
 
 bool CJsonReport::end(const CVerdict& verdict, std::uint64_t ulBytes)

@@ -19,14 +19,12 @@ public:
     CJsonReport(COutputStream& output, const Options& options) : m_output(output), m_json(output), m_options(options) {}
 
     void begin(const std::string& file, const CVerdict& verdict, EPace ePace) override;
-    void add(const h265_stream::ParameterSetEvent& event, bool bShown) override;
+    void add(const h265_stream::ParameterSetEvent& event, const h265_inspect::InspectedSet& set, bool bShown) override;
     void error(std::string_view line) override;
     void stall() override { m_output.flush(); }
     [[nodiscard]] bool end(const CVerdict& verdict, std::uint64_t ulBytes) override;
 
 private:
-    void addHeader(const h265_stream::ParameterSetEvent& event);
-
     COutputStream& m_output;
     CJsonWriter m_json;
     Options m_options;

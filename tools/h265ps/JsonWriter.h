@@ -30,6 +30,8 @@ public:
     void numbers(std::span<const unsigned char> values);
     void flag(bool bValue) { value(bValue ? "true" : "false"); }
     void null() { value("null"); }
+    /// A value that is JSON already.
+    void raw(std::string_view json) { value(json); }
     /// Any bytes: what is no UTF-8 becomes U+FFFD.
     void text(std::string_view bytes);
 

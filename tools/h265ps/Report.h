@@ -4,6 +4,7 @@
 #include <string>
 #include <string_view>
 
+#include "Inspector.h"
 #include "ParameterSetStream.h"
 #include "Verdict.h"
 
@@ -27,7 +28,8 @@ public:
     /// before the report does; with EPace::Again it is that of the first reading.
     virtual void begin(const std::string& file, const CVerdict& verdict, EPace ePace) = 0;
     /// bShown: the filters let it through.
-    virtual void add(const h265_stream::ParameterSetEvent& event, bool bShown) = 0;
+    virtual void add(const h265_stream::ParameterSetEvent& event, const h265_inspect::InspectedSet& set,
+                     bool bShown) = 0;
     /// A whole line for standard error.
     virtual void error(std::string_view line) = 0;
     /// The stream has no more bytes at the moment.
@@ -35,6 +37,8 @@ public:
     /// The stream ended, or could not be read on, ulBytes after its start. False: the sets are more than can be
     /// kept back until the verdict, nothing was written; the file has to be read again.
     [[nodiscard]] virtual bool end(const CVerdict& verdict, std::uint64_t ulBytes) = 0;
+    /// Of the stream that ended.
+    [[nodiscard]] virtual EExitCode exitCode(const CVerdict& verdict) const { return verdict.exitCode(); }
 };
 
 } // namespace h265ps

@@ -6,6 +6,7 @@
 #include <fmt/format.h>
 
 #include "DecParameterSetReader.h"
+#include "Inspector.h"
 #include "ParameterSetStream.h"
 
 namespace h265ps {
@@ -43,6 +44,25 @@ inline std::string nameOf(const h265_stream::ParameterSetEvent& event)
     const std::optional<unsigned> uiId = idOf(event);
     const char* const pType = typeName(event.header.nal_unit_type);
     return uiId ? fmt::format("{} {}", pType, *uiId) : pType;
+}
+
+/// The id in a set's syntax, or else in its record.
+inline std::optional<unsigned> idOf(const h265_stream::ParameterSetEvent& event, const h265_inspect::InspectedSet& set)
+{
+    if (const std::optional<unsigned> uiId = idOf(event))
+        return uiId;
+    return set.id();
+}
+
+/// "SPS 1 of layer 2", "SPS 0", or "SPS" where the id is not known.
+inline std::string nameOf(const h265_stream::ParameterSetEvent& event, const h265_inspect::InspectedSet& set)
+{
+    std::string name = typeName(event.header.nal_unit_type);
+    if (const std::optional<unsigned> uiId = idOf(event, set))
+        name += fmt::format(" {}", *uiId);
+    if (event.header.nuh_layer_id != 0)
+        name += fmt::format(" of layer {}", event.header.nuh_layer_id);
+    return name;
 }
 
 /// "SPS 0 at byte 33"

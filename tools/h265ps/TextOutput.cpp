@@ -112,7 +112,7 @@ void CTextReport::begin(const std::string& file, const CVerdict& verdict, EPace 
         m_output.hold();
 }
 
-void CTextReport::add(const ParameterSetEvent& event, bool bShown)
+void CTextReport::add(const ParameterSetEvent& event, const h265_inspect::InspectedSet& /* set */, bool bShown)
 {
     if (bShown) {
         ++m_ulShown;

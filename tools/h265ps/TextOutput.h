@@ -34,7 +34,7 @@ public:
     {}
 
     void begin(const std::string& file, const CVerdict& verdict, EPace ePace) override;
-    void add(const h265_stream::ParameterSetEvent& event, bool bShown) override;
+    void add(const h265_stream::ParameterSetEvent& event, const h265_inspect::InspectedSet& set, bool bShown) override;
     void error(std::string_view line) override;
     void stall() override;
     [[nodiscard]] bool end(const CVerdict& verdict, std::uint64_t ulBytes) override;

@@ -2,46 +2,22 @@
 #include <array>
 #include <cerrno>
 #include <csignal>
-#include <cstdlib>
 #include <cstring>
 #include <exception>
-#include <memory>
 #include <new>
-#include <string_view>
 
 #include <fcntl.h>
 #include <unistd.h>
 
 #include "ErrorLine.h"
-#include "FileRun.h"
-#include "JsonOutput.h"
 #include "MemoryRefusals.h"
-#include "Options.h"
 #include "OutputStream.h"
-#include "TextOutput.h"
+#include "Verbs.h"
+#include "Verdict.h"
 
 namespace h265ps {
 
 namespace {
-
-bool wantsColour()
-{
-    const char* const pNoColour = std::getenv("NO_COLOR");
-    const char* const pTerminal = std::getenv("TERM");
-    return ::isatty(STDOUT_FILENO) != 0 && (pNoColour == nullptr || *pNoColour == '\0') &&
-           (pTerminal == nullptr || std::string_view(pTerminal) != "dumb");
-}
-
-std::unique_ptr<CReport> makeReport(const Options& options, COutputStream& output)
-{
-    if (options.bJson)
-        return std::make_unique<CJsonReport>(
-            output, CJsonReport::Options{options.bAll, options.bTables, options.stream.eReader});
-    return std::make_unique<CTextReport>(
-        output,
-        CTextReport::Options{
-            options.bAll, options.files.size() > 1, options.stream.eReader, wantsColour() ? COLOURED : TextStyle{}});
-}
 
 // A file must not get the number of a standard stream that whoever started the program closed: errors would
 // be written into it. /dev/null takes the place, opened so that use of the stream is still the error that
@@ -69,30 +45,10 @@ int finish(COutputStream& output, int iExitCode)
     return EXIT_FILE_ERROR;
 }
 
-int run(int argc, char** argv, COutputStream& output)
-{
-    Options options;
-    if (const std::optional<EarlyEnd> end = parseCommandLine(argc, argv, options)) {
-        if (!end->error.empty())
-            writeError(end->error);
-        output.append(end->output);
-        return end->eExitCode;
-    }
-    const std::unique_ptr<CReport> pReport = makeReport(options, output);
-    CFileRun fileRun(options, output, *pReport);
-    int iExitCode = EXIT_ALL_READ;
-    for (const std::string& file : options.files) {
-        iExitCode = std::max<int>(iExitCode, fileRun.run(file));
-        if (output.failed())
-            break;
-    }
-    return iExitCode;
-}
-
 int runOrSayWhyNot(int argc, char** argv, COutputStream& output)
 {
     try {
-        return run(argc, argv, output);
+        return runVerb({argv + 1, static_cast<std::size_t>(std::max(argc, 1) - 1)}, output);
     } catch (const std::bad_alloc&) {
         writeError("out of memory");
         (void)wasMemoryRefused(); // it has been told

@@ -1,0 +1,34 @@
+#pragma once
+
+#include <string>
+
+#include "JsonWriter.h"
+#include "OutputStream.h"
+#include "Report.h"
+
+namespace h265ps {
+
+/// The findings alone, a line for each, as compilers print them; or a JSON document for each stream.
+class CCheckReport : public CReport
+{
+public:
+    CCheckReport(COutputStream& output, bool bJson) : m_output(output), m_json(output), m_bJson(bJson) {}
+
+    void begin(const std::string& file, const CVerdict& verdict, EPace ePace) override;
+    void add(const h265_stream::ParameterSetEvent& event, const h265_inspect::InspectedSet& set, bool bShown) override;
+    void error(std::string_view line) override;
+    void stall() override { m_output.flush(); }
+    [[nodiscard]] bool end(const CVerdict& verdict, std::uint64_t ulBytes) override;
+    [[nodiscard]] EExitCode exitCode(const CVerdict& verdict) const override;
+
+private:
+    void tell(const h265_syntax::Finding& finding, std::uint64_t ulOffset);
+
+    COutputStream& m_output;
+    CJsonWriter m_json;
+    const bool m_bJson;
+    std::string m_file; // as it is printed
+    bool m_bErrors = false;
+};
+
+} // namespace h265ps

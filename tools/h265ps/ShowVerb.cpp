@@ -1,0 +1,85 @@
+#include <cstdlib>
+#include <memory>
+#include <string_view>
+
+#include <unistd.h>
+
+#include "FileRun.h"
+#include "JsonOutput.h"
+#include "Options.h"
+#include "TextOutput.h"
+#include "Verbs.h"
+
+namespace h265ps {
+
+namespace {
+
+constexpr char DESCRIPTION[] = "Shows what the VPS, SPS and PPS of H.265 streams (Annex B byte streams) hold.";
+
+constexpr char FOOTER[] = R"(
+Examples:
+  h265ps movie.hevc                     every parameter set, for people
+  h265ps --type pps --id 0 movie.hevc   PPS 0 alone
+  h265ps --json a.hevc b.hevc           one JSON document a line, one for each file
+  cat movie.hevc | h265ps -             from standard input
+  h265ps trace movie.hevc               every syntax element, with its place
+  h265ps check *.hevc                   what is wrong with the parameter sets
+
+The first word can be a verb: show (what is done without one), trace or check. Each has
+options and a --help of its own. A file of such a name is ./check.
+
+The first lines and the last ones say what the stream is and whether this decoder
+takes it. The decoder's own checks are three: one layer, 4:2:0, 8 bits. That they pass
+says no more: values that H.265 forbids are not looked for.
+
+Exit codes:
+  0  a VPS, an SPS and a PPS are there, every parameter set was read, and the
+     decoder's own checks pass
+  1  one is missing, was not read, or is not supported
+     (sets of nuh_layer_id above 0 are passed over and change nothing)
+  2  wrong usage, a file that cannot be read or has no parameter set, or output that
+     cannot be written
+
+An error is one line on standard error, with the place where there is one:
+  h265ps: error: FILE: at byte N: reason
+A warning (h265ps: warning: ...) changes no exit code.
+Colour is used on a terminal only, and not when NO_COLOR is set.)";
+
+bool wantsColour()
+{
+    const char* const pNoColour = std::getenv("NO_COLOR");
+    const char* const pTerminal = std::getenv("TERM");
+    return ::isatty(STDOUT_FILENO) != 0 && (pNoColour == nullptr || *pNoColour == '\0') &&
+           (pTerminal == nullptr || std::string_view(pTerminal) != "dumb");
+}
+
+std::unique_ptr<CReport> makeReport(const Options& options, COutputStream& output)
+{
+    if (options.bJson)
+        return std::make_unique<CJsonReport>(
+            output, CJsonReport::Options{options.bAll, options.bTables, options.stream.eReader});
+    return std::make_unique<CTextReport>(
+        output,
+        CTextReport::Options{
+            options.bAll, options.files.size() > 1, options.stream.eReader, wantsColour() ? COLOURED : TextStyle{}});
+}
+
+} // namespace
+
+int runShow(std::span<char* const> arguments, COutputStream& output)
+{
+    Options options;
+    CCommandLine commandLine({"h265ps", DESCRIPTION, FOOTER});
+    addFiles(commandLine.app(), options);
+    addJson(commandLine.app(), options);
+    addRepeats(commandLine.app(), options);
+    addFilters(commandLine.app(), options);
+    addDecoder(commandLine.app(), options);
+    if (const std::optional<EarlyEnd> end = commandLine.parseFiles(arguments, options))
+        return endEarly(*end, output);
+    const std::unique_ptr<CReport> pReport = makeReport(options, output);
+    options.inspect = {.bChecks = true, .bRepeats = options.bAll};
+    return runFiles(options, output, *pReport);
+}
+
+} // namespace h265ps
