@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <ostream>
 #include <random>
 #include <span>
@@ -197,6 +198,20 @@ TEST(NalUnitFinder, EndsWhenTheSinkSaysSo)
         EXPECT_FALSE(bGoOn);
         EXPECT_EQ(list.m_units.size(), 2U);
     }
+}
+
+TEST(NalUnitFinder, TellsWhereTheParameterSetBeganThatAPieceCuts)
+{
+    const Bytes stream = {0, 0, 1, 0x42, 1, 7, 0, 0, 1, 0x26, 1, 7, 0, 0, 1, 0x44, 1, 0, 0};
+    const std::optional<std::uint64_t> aOpen[] = {
+        {}, {}, {}, 3, 3, 3, 3, 3, {}, {}, {}, {}, {}, {}, {}, 15, 15, 15, 15};
+    CNalUnitFinder finder;
+    CUnitList sink;
+    for (std::size_t i = 0; i < stream.size(); ++i) {
+        ASSERT_TRUE(finder.feed(std::span(stream).subspan(i, 1), sink));
+        EXPECT_EQ(finder.openParameterSet(), aOpen[i]) << i;
+    }
+    ASSERT_TRUE(finder.finish(sink));
 }
 
 TEST(NalUnitFinder, CanBeUsedAgain)

@@ -39,6 +39,14 @@ bool CNalUnitFinder::finish(CNalUnitSink& sink)
     return !m_bInUnit || closeUnit(m_ulPieceOffset - m_uiZeros, sink);
 }
 
+std::optional<std::uint64_t> CNalUnitFinder::openParameterSet() const
+{
+    const bool bBegun = m_bInUnit && m_ulUnitOffset < m_ulPieceOffset;
+    if (!bBegun || !isParameterSet(parseNalUnitHeader(m_aucHeader[0], 0).nal_unit_type))
+        return std::nullopt;
+    return m_ulUnitOffset;
+}
+
 // Byte by byte while the zeros in front lie in an earlier piece: at most two steps.
 bool CNalUnitFinder::feedBehindZeros(CNalUnitSink& sink)
 {

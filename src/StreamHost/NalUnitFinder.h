@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <span>
 #include <vector>
 
@@ -43,6 +44,9 @@ public:
 
     /// The end of the stream: reports the unit that it cuts. False when the sink said so.
     bool finish(CNalUnitSink& sink);
+
+    /// Between two pieces: where the parameter set began that the next one goes on with.
+    [[nodiscard]] std::optional<std::uint64_t> openParameterSet() const;
 
     /// Makes ready for another stream.
     void reset();
