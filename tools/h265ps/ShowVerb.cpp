@@ -24,9 +24,12 @@ Examples:
   cat movie.hevc | h265ps -             from standard input
   h265ps trace movie.hevc               every syntax element, with its place
   h265ps check *.hevc                   what is wrong with the parameter sets
+  h265ps diff a.hevc b.hevc             what differs between the parameter sets
+  h265ps edit a.hevc -o b.hevc sps.vui.colour_primaries=9
+                                        the stream with another value
 
-The first word can be a verb: show (what is done without one), trace or check. Each has
-options and a --help of its own. A file of such a name is ./check.
+The first word can be a verb: show (what is done without one), trace, check, diff or
+edit. Each has options and a --help of its own. A file of such a name is ./check.
 
 The first lines and the last ones say what the stream is and whether this decoder
 takes it. The decoder's own checks are three: one layer, 4:2:0, 8 bits. That they pass

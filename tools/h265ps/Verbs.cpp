@@ -11,6 +11,8 @@ constexpr Verb VERBS[] = {
     {"show", runShow},
     {"trace", runTrace},
     {"check", runCheck},
+    {"diff", runDiff},
+    {"edit", runEdit},
 };
 
 } // namespace

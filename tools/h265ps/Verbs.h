@@ -24,5 +24,7 @@ int runVerb(std::span<char* const> arguments, COutputStream& output);
 int runShow(std::span<char* const> arguments, COutputStream& output);
 int runTrace(std::span<char* const> arguments, COutputStream& output);
 int runCheck(std::span<char* const> arguments, COutputStream& output);
+int runDiff(std::span<char* const> arguments, COutputStream& output);
+int runEdit(std::span<char* const> arguments, COutputStream& output);
 
 } // namespace h265ps

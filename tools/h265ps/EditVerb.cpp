@@ -1,0 +1,120 @@
+#include <string>
+#include <vector>
+
+#include <CLI/CLI.hpp>
+
+#include "ErrorLine.h"
+#include "InputStream.h"
+#include "Options.h"
+#include "ReplacedFile.h"
+#include "StreamEdit.h"
+#include "Verbs.h"
+
+namespace h265ps {
+
+namespace {
+
+constexpr VerbUsage USAGE = {"h265ps edit",
+                             "Writes an H.265 stream with changed parameter sets, and everything else byte for byte.",
+                             R"(
+Examples:
+  h265ps edit in.hevc -o out.hevc sps.vui.colour_primaries=9
+  h265ps edit in.hevc -o out.hevc sps.vui.timing=30000/1001 vps.timing=30000/1001
+  h265ps edit in.hevc -o out.hevc sps[1].ptl.general_level_idc=120
+
+A setting is SET.ELEMENT=VALUE. SET is vps, sps or pps: every one of layer 0, repeats
+included; sps[1] is the one of id 1, of whichever layer. ELEMENT is named as h265ps
+trace names it, structures in front; vui is short for vui_parameters, ptl for
+profile_tier_level, hrd for hrd_parameters. timing is pictures a second. What an
+element needs to be there appears with it.
+
+Refused is what brings a new error (h265ps check), and what the slices are coded
+against: picture and block sizes, tools, tiles, ids, reference picture sets. VUI, HRD,
+windows, profile, tier and level, timing and ordering are free.
+
+OUT is written as a whole or not at all, and is never the input. It is a file: -o - is
+not allowed.
+
+Exit codes:
+  0  OUT is written
+  1  refused: an error line for each reason
+  2  wrong usage or setting, or a file that cannot be read or written)"};
+
+struct EditArguments
+{
+    std::string in;
+    std::string out;
+    std::vector<std::string> settings;
+    bool bForce = false;
+};
+
+void declareOptions(CLI::App& app, EditArguments& arguments)
+{
+    app.add_option("IN", arguments.in, "The stream to read; - is standard input")->type_name("");
+    app.add_option("SET", arguments.settings, "What to change; without a setting OUT is a copy")->type_name("");
+    app.add_option("-o,--output", arguments.out, "The file to write")->type_name("OUT")->required();
+    app.add_flag("--force", arguments.bForce, "Write what would be refused all the same");
+}
+
+void tell(const EditArguments& arguments, const h265_inspect::EditMessage& message, std::string_view kind,
+          std::string_view behind)
+{
+    CErrorLine(kind) << arguments.in << ": at byte " << message.ulOffset << ": " << message.text << behind;
+}
+
+void fail(const std::string& file, const h265_stream::CSourceError& error)
+{
+    CErrorLine line;
+    line << file << ": ";
+    if (error.offset() != 0)
+        line << "at byte " << error.offset() << ": ";
+    line << error.what();
+}
+
+int edit(const EditArguments& arguments, const h265_inspect::EditOptions& options)
+{
+    const auto pSource = openInputStream(arguments.in);
+    CReplacedFile file(arguments.out, arguments.in);
+    const h265_inspect::EditOutcome outcome = h265_inspect::editStream(*pSource, options, file);
+    for (const h265_inspect::EditMessage& refusal : outcome.refusals)
+        tell(arguments, refusal, "error", " (--force does it all the same)");
+    if (!outcome.refusals.empty())
+        return EXIT_SET_FAILED;
+    if (outcome.ulParameterSets == 0) {
+        CErrorLine() << arguments.in << ": there is no parameter set in it";
+        return EXIT_FILE_ERROR;
+    }
+    for (const h265_inspect::EditMessage& warning : outcome.warnings)
+        tell(arguments, warning, "warning", "");
+    file.commit();
+    return EXIT_ALL_READ;
+}
+
+} // namespace
+
+int runEdit(std::span<char* const> words, COutputStream& output)
+{
+    EditArguments arguments;
+    CCommandLine commandLine(USAGE);
+    declareOptions(commandLine.app(), arguments);
+    if (const std::optional<EarlyEnd> end = commandLine.parse(words))
+        return endEarly(*end, output);
+    if (arguments.in.empty())
+        return endEarly({EXIT_FILE_ERROR, "", "no file is given (h265ps edit --help shows the usage)"}, output);
+    try {
+        h265_inspect::EditOptions options;
+        for (const std::string& setting : arguments.settings)
+            options.settings.push_back(h265_inspect::parseEditSetting(setting));
+        options.bForce = arguments.bForce;
+        return edit(arguments, options);
+    } catch (const h265_inspect::CSettingError& error) {
+        CErrorLine() << arguments.in << ": " << error.what();
+    } catch (const h265_stream::CSourceError& error) {
+        fail(arguments.in, error);
+    } catch (const CFileError& error) {
+        CErrorLine() << error.what();
+    }
+    return EXIT_FILE_ERROR;
+}
+
+} // namespace h265ps
