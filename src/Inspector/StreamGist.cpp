@@ -1,5 +1,6 @@
 #include "StreamGist.h"
 
+#include <cmath>
 #include <iterator>
 #include <numeric>
 #include <string_view>
@@ -220,8 +221,8 @@ std::string decimalOf(std::uint64_t ulNumerator, std::uint64_t ulDenominator)
     const std::uint64_t ulRest = ulNumerator % ulDenominator;
     // The rest has 35 bits at most: the product fits.
     const std::uint64_t ulRounded =
-        ulWhole * HUNDREDTHS +
-        static_cast<std::uint64_t>(static_cast<double>(ulRest) * 100.0 / static_cast<double>(ulDenominator) + 0.5);
+        ulWhole * HUNDREDTHS + static_cast<std::uint64_t>(std::llround(static_cast<double>(ulRest) * 100.0 /
+                                                                       static_cast<double>(ulDenominator)));
     std::string text = std::to_string(ulRounded / HUNDREDTHS);
     if (const std::uint64_t ulDecimals = ulRounded % HUNDREDTHS; ulDecimals != 0) {
         text += ulDecimals < 10 ? ".0" : ".";

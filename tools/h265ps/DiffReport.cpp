@@ -2,6 +2,7 @@
 
 #include <optional>
 #include <string_view>
+#include <utility>
 
 #include <fmt/format.h>
 
@@ -44,8 +45,8 @@ void writeName(CJsonWriter& json, std::string_view name, std::string_view text, 
 
 } // namespace
 
-CDiffReport::CDiffReport(COutputStream& output, bool bJson, const std::string& a, const std::string& b)
-    : m_output(output), m_json(output), m_bJson(bJson), m_a(a), m_b(b)
+CDiffReport::CDiffReport(COutputStream& output, bool bJson, std::string a, std::string b)
+    : m_output(output), m_json(output), m_bJson(bJson), m_a(std::move(a)), m_b(std::move(b))
 {}
 
 bool CDiffReport::onDifference(const StreamDifference& difference)

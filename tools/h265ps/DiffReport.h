@@ -13,7 +13,7 @@ class CDiffReport : public h265_inspect::CDifferenceSink
 {
 public:
     /// a and b: the sides as they were named.
-    CDiffReport(COutputStream& output, bool bJson, const std::string& a, const std::string& b);
+    CDiffReport(COutputStream& output, bool bJson, std::string a, std::string b);
 
     bool onDifference(const h265_inspect::StreamDifference& difference) override;
     void end();

@@ -92,25 +92,25 @@ int edit(const EditArguments& arguments, const h265_inspect::EditOptions& option
 
 } // namespace
 
-int runEdit(std::span<char* const> words, COutputStream& output)
+int runEdit(std::span<char* const> arguments, COutputStream& output)
 {
-    EditArguments arguments;
+    EditArguments wanted;
     CCommandLine commandLine(USAGE);
-    declareOptions(commandLine.app(), arguments);
-    if (const std::optional<EarlyEnd> end = commandLine.parse(words))
+    declareOptions(commandLine.app(), wanted);
+    if (const std::optional<EarlyEnd> end = commandLine.parse(arguments))
         return endEarly(*end, output);
-    if (arguments.in.empty())
+    if (wanted.in.empty())
         return endEarly({EXIT_FILE_ERROR, "", "no file is given (h265ps edit --help shows the usage)"}, output);
     try {
         h265_inspect::EditOptions options;
-        for (const std::string& setting : arguments.settings)
+        for (const std::string& setting : wanted.settings)
             options.settings.push_back(h265_inspect::parseEditSetting(setting));
-        options.bForce = arguments.bForce;
-        return edit(arguments, options);
+        options.bForce = wanted.bForce;
+        return edit(wanted, options);
     } catch (const h265_inspect::CSettingError& error) {
-        CErrorLine() << arguments.in << ": " << error.what();
+        CErrorLine() << wanted.in << ": " << error.what();
     } catch (const h265_stream::CSourceError& error) {
-        fail(arguments.in, error);
+        fail(wanted.in, error);
     } catch (const CFileError& error) {
         CErrorLine() << error.what();
     }

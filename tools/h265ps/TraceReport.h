@@ -37,7 +37,7 @@ private:
     CJsonWriter m_json;
     const Options m_options;
     bool m_bAnything = false; // was written
-    bool m_bStopped = false; // a set could not be read to its end
+    bool m_bStopped = false;  // a set could not be read to its end
     std::uint64_t m_ulRepeats = 0;
 };
 

@@ -19,7 +19,7 @@ constexpr Verb VERBS[] = {
 
 const Verb* findVerb(std::string_view name) noexcept
 {
-    const auto position =
+    const auto* const position =
         std::find_if(std::begin(VERBS), std::end(VERBS), [&](const Verb& verb) { return verb.name == name; });
     return position != std::end(VERBS) ? position : nullptr;
 }
