@@ -235,7 +235,7 @@ void CEditedSets::refuseUnread(const TSet& set, const h265_stream::NalUnit& unit
 template <class TSet>
 void CEditedSets::findNewErrors(const Entry<TSet>& entry)
 {
-    const auto findings = [this](const TSet& set, const std::vector<unsigned char>& bytes, bool bAfter) {
+    const auto findings = [&](const TSet& set, const std::vector<unsigned char>& bytes, bool bAfter) {
         CFindings found;
         if constexpr (SetKind<TSet>::TYPE == VPS_NUT) {
             check(set, CNalUnit(bytes), found);
