@@ -178,13 +178,13 @@ TEST_F(H265psOrder, EntriesThatTheRecordHasNoRoomForAreMarked)
     sps.sps_max_sub_layers_minus1 = 6;
     sps.long_term_ref_pics_present_flag = true;
     sps.long_term_ref_pic.assign(20, {7, true});
-    const std::string output = h265ps({make("many", streamOf({unitOf(33, write(sps))}))}).output;
+    const std::string output = h265ps({"--record", make("many", streamOf({unitOf(33, write(sps))}))}).output;
     EXPECT_EQ(countOf(output, "  ! of 7 sub-layers, 2 are more than the record keeps\n"), 3U) << output;
     EXPECT_TRUE(contains(output, "  ! of 6 sub-layers below the highest, 1 is more than the record keeps\n"));
     EXPECT_EQ(countOf(output, "  ! of 20 pictures, 4 are more than the record keeps\n"), 2U);
     sps.sps_max_sub_layers_minus1 = 4;
     sps.long_term_ref_pic.resize(16);
-    EXPECT_FALSE(contains(h265ps({make("fit", streamOf({unitOf(33, write(sps))}))}).output, "  ! of "));
+    EXPECT_FALSE(contains(h265ps({"--record", make("fit", streamOf({unitOf(33, write(sps))}))}).output, "  ! of "));
 }
 
 TEST_F(H265psOrder, NoFileStaysOpen)

@@ -127,13 +127,13 @@ TEST_F(H265psSets, RepeatsOfWhatIsNotReadAreCountedToo)
 
 TEST_F(H265psSets, FieldsThatHoldSomethingElseAreMarked)
 {
-    const ChildResult vui = h265ps({"--type", "sps", "hm_vui_everything.hevc"});
+    const ChildResult vui = h265ps({"--record", "--type", "sps", "hm_vui_everything.hevc"});
     EXPECT_TRUE(std::regex_search(vui.output, std::regex("sps_extension_present_flag +1  ! holds the first bit of")));
-    EXPECT_FALSE(contains(h265ps({"hm_ldb.hevc"}).output, "  ! "));
-    const ChildResult timing = h265ps({"--type", "vps", "hm_vps_timing.hevc"});
+    EXPECT_FALSE(contains(h265ps({"--record", "hm_ldb.hevc"}).output, "  ! "));
+    const ChildResult timing = h265ps({"--record", "--type", "vps", "hm_vps_timing.hevc"});
     EXPECT_TRUE(std::regex_search(timing.output, std::regex("vps_extension_flag +[01]  ! holds the first bit of the")));
     EXPECT_EQ(countOf(timing.output, "  ! "), 1U);
-    const ChildResult layerSets = h265ps({"--type", "vps", "hm_5_layers_subptl_hrd.hevc"});
+    const ChildResult layerSets = h265ps({"--record", "--type", "vps", "hm_5_layers_subptl_hrd.hevc"});
     EXPECT_EQ(countOf(layerSets.output, "  ! "), 2U);
 }
 

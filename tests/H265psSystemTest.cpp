@@ -246,7 +246,7 @@ TEST_F(H265psChangingFile, ThatGrowsIsReadToItsEnd)
 {
     std::ofstream(m_name, std::ios::binary | std::ios::app) << "\0\0\1\x44\1\xff"s;
     (void)m_pChild->end();
-    EXPECT_TRUE(contains(m_pChild->m_output, "PPS at byte 2097155, 3 bytes")) << m_pChild->m_error;
+    EXPECT_TRUE(contains(m_pChild->m_output, "PPS 0 at byte 2097155, 3 bytes")) << m_pChild->m_error;
 }
 
 } // namespace

@@ -22,6 +22,7 @@ struct Seen
     bool bSyntax;
     std::optional<unsigned> id;
     unsigned pic_width_in_luma_samples; // of an SPS
+    std::uint32_t uiGistWidth;          // 0 without a gist
     std::vector<std::string> messages;
 };
 
@@ -43,7 +44,11 @@ std::vector<Seen> inspect(const Bytes& stream, CInspector& inspector)
     std::vector<Seen> seen;
     reader.read(*makeByteSource(stream), [&](const ParameterSetEvent& event) {
         const InspectedSet set = inspector.onSet(event);
-        Seen one{set.hasSyntax(), set.id(), set.sps != nullptr ? set.sps->pic_width_in_luma_samples : 0, {}};
+        Seen one{set.hasSyntax(),
+                 set.id(),
+                 set.sps != nullptr ? set.sps->pic_width_in_luma_samples : 0,
+                 set.pGist != nullptr ? set.pGist->uiCodedWidth : 0,
+                 {}};
         for (const h265_syntax::Finding& finding : set.findings)
             one.messages.push_back(finding.message);
         seen.push_back(one);
@@ -74,8 +79,8 @@ TEST(Inspector, HasSyntaxAndFindingsOfEachSet)
         EXPECT_EQ(ulCount, 1U);
     EXPECT_EQ(inspector.counts().ulErrors + inspector.counts().ulWarnings,
               seen[0].messages.size() + seen[1].messages.size() + seen[2].messages.size());
-    ASSERT_TRUE(inspector.gist());
-    EXPECT_EQ(inspector.gist()->uiCodedWidth, 64U);
+    EXPECT_EQ(seen[0].uiGistWidth, 0U);
+    EXPECT_EQ(seen[1].uiGistWidth, 64U);
 }
 
 TEST(Inspector, PassesOverWhatIsTheSameUnlessItIsAskedFor)
@@ -123,6 +128,39 @@ TEST(Inspector, KnowsWhichSetIsInForce)
     EXPECT_FALSE(tellsOfDepth(seen[1]));
     EXPECT_TRUE(tellsOfDepth(seen[3]));
     EXPECT_FALSE(tellsOfDepth(seen[5]));
+}
+
+// Slices tell which sets are in use; a PPS that waits for its SPS is there all the same.
+TEST(Inspector, TellsOfSetsThatSlicesNeed)
+{
+    const Bytes slice = {0x26, 0x01, 0xAF, 0x00, 0x10}; // IDR_W_RADL, PPS 0
+    const auto findings = [&](const Bytes& stream) {
+        CParameterSetStream reader({});
+        CInspector inspector({});
+        std::vector<std::string> messages;
+        const auto drain = [&] {
+            for (const h265_syntax::SetFinding& found : inspector.newSetFindings())
+                messages.push_back(found.finding.message);
+        };
+        reader.read(
+            *makeByteSource(stream),
+            [&](const ParameterSetEvent& event) {
+                inspector.onSet(event);
+                return true;
+            },
+            [&](const NalUnit& unit) { inspector.onOtherUnit(unit); });
+        drain();
+        EXPECT_EQ(inspector.counts().ulErrors >= messages.size(), true);
+        inspector.onEnd();
+        drain();
+        return messages;
+    };
+    EXPECT_EQ(findings(byteStream({VPS_UNIT, sps(64), PPS_UNIT, slice})), std::vector<std::string>{});
+    EXPECT_EQ(findings(byteStream({VPS_UNIT, PPS_UNIT, sps(64), slice})), std::vector<std::string>{});
+    EXPECT_FALSE(findings(byteStream({VPS_UNIT, sps(64), slice})).empty());
+    // A PPS without any SPS is there for the slice.
+    for (const std::string& message : findings(byteStream({VPS_UNIT, PPS_UNIT, slice})))
+        EXPECT_EQ(message.find("a slice names PPS 0"), std::string::npos) << message;
 }
 
 TEST(Inspector, LooksIntoSetsThatTheModuleDoesNotRead)

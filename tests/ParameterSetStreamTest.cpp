@@ -234,10 +234,10 @@ TEST(ParameterSetStream, HandsOnTheBytesOfSetsAndTheFirstOfOtherUnits)
 {
     Bytes longSlice(100, 0x55);
     std::ranges::copy(SLICE_UNIT, longSlice.begin());
-    // The PPS waits for its SPS: its event stands behind that.
+    // The PPS waits for its SPS: it is handed on in its place, and its event stands behind that SPS.
     const Bytes stream = byteStream({VPS_UNIT, PPS_UNIT, SPS_UNIT, SLICE_UNIT, longSlice, SPS_UNIT});
     const std::vector<Bytes> expected = {
-        VPS_UNIT, SPS_UNIT, PPS_UNIT, SLICE_UNIT, Bytes(longSlice.begin(), longSlice.begin() + 16), SPS_UNIT};
+        VPS_UNIT, PPS_UNIT, SPS_UNIT, PPS_UNIT, SLICE_UNIT, Bytes(longSlice.begin(), longSlice.begin() + 16), SPS_UNIT};
     for (const std::size_t uiPiece : {1U, 7U, 1000U}) {
         SCOPED_TRACE(uiPiece);
         CParameterSetStream reader({});

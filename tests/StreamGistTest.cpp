@@ -101,6 +101,7 @@ TEST(StreamGist, TakesTheFrameRateFromTheVuiElseFromTheVps)
     EXPECT_EQ(textOf(timedSps(60000, 1001), &vps), PLAIN + ", 59.94 frames a second (VUI)");
     EXPECT_EQ(textOf(plainSps(), &vps), PLAIN + ", 24 frames a second (VPS)");
     EXPECT_EQ(textOf(timedSps(1, 1)), PLAIN + ", 1 frame a second (VUI)");
+    EXPECT_EQ(textOf(timedSps(2, 3)), PLAIN + ", a frame every 1.5 seconds (VUI)");
     EXPECT_EQ(textOf(timedSps(0, 1)), PLAIN);
     EXPECT_EQ(textOf(timedSps(25, 0)), PLAIN);
 }

@@ -16,9 +16,9 @@ import jsonschema
 START_CODE = b"\x00\x00\x00\x01"
 
 
-def run(program, *arguments):
+def run(program, *arguments, verb="show"):
     """The documents that the program writes for the files."""
-    done = subprocess.run([program, "--json", *arguments], stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, check=False)
+    done = subprocess.run([program, verb, "--json", *arguments], stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, check=False)
     return [json.loads(line) for line in done.stdout.splitlines()]
 
 
@@ -58,6 +58,11 @@ def broken_documents(good):
         "a record beside the place of the same": broken(lambda d, s: s["SPS"].update(same_as=4)),
         "a place of text": broken(lambda d, s: s["PPS"].update(read_at="4")),
         "a key too many": broken(lambda d, s: d.update(more=1)),
+        "no gist": broken(lambda d, s: d.pop("gist")),
+        "another codec string": broken(lambda d, s: d["gist"].update(codecs="avc1.640028")),
+        "no syntax key": broken(lambda d, s: s["SPS"].pop("syntax")),
+        "an element of text": broken(lambda d, s: s["SPS"]["syntax"].update(chroma_format_idc="4:2:0")),
+        "a finding without a message": broken(lambda d, s: s["SPS"]["findings"].append({"severity": "error"})),
         "an unknown type": broken(lambda d, s: s["VPS"].update(type="SEI")),
         "a negative offset": broken(lambda d, s: s["VPS"].update(offset=-1)),
         "a size of text": broken(lambda d, s: s["VPS"].update(size="25")),
@@ -92,6 +97,7 @@ def main(program, schema_file, corpus_directory):
             files.append(str(made))
         documents = run(program, *files)
         whole = run(program, "--tables", "--all", *files)
+        others = {verb: run(program, *files, verb=verb) for verb in ("trace", "check")}
     if [d["file"] for d in documents] != files:
         failures.append("not one document for each file, in their order")
     if [d["file"] for d in whole] != files:
@@ -100,6 +106,17 @@ def main(program, schema_file, corpus_directory):
         for error in validator.iter_errors(document):
             place = "/".join(str(p) for p in error.absolute_path)
             failures.append(f"{document['file']}: {place}: {error.message[:200]}")
+
+    for verb, verb_documents in others.items():
+        verb_validator = jsonschema.Draft202012Validator(
+            {"$ref": f"#/$defs/{verb}Document", "$defs": schema["$defs"]}
+        )
+        if [d["file"] for d in verb_documents] != files:
+            failures.append(f"not one document for each file with {verb}")
+        for document in verb_documents:
+            for error in verb_validator.iter_errors(document):
+                place = "/".join(str(p) for p in error.absolute_path)
+                failures.append(f"{verb} {document['file']}: {place}: {error.message[:200]}")
 
     good = run(program, str(corpus / "slist_explicit.hevc"))[0]
     for what, document in broken_documents(good).items():

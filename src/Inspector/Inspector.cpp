@@ -1,5 +1,6 @@
 #include "Inspector.h"
 
+#include <algorithm>
 #include <array>
 #include <utility>
 
@@ -46,6 +47,8 @@ struct CInspector::Tables
     std::unique_ptr<VideoParameterSet> pVps = std::make_unique<VideoParameterSet>();
     std::unique_ptr<SequenceParameterSet> pSps = std::make_unique<SequenceParameterSet>();
     PictureParameterSet pps;
+
+    CActiveSets active;
 
     // By type and id, the reading whose content is in force here; 0: none, or one of another layer.
     std::array<std::array<std::uint64_t, IDS>, TYPES> aulReadings{};
@@ -123,10 +126,62 @@ InspectedSet CInspector::onSet(const ParameterSetEvent& event)
         break;
     }
     noteReading(event);
+    if (bEnter && m_options.bChecks)
+        watch(set, event.ulOffset);
     set.findings = m_findings.all();
     set.uiMoreFindings = m_findings.dropped();
     count(set, event, bKnown);
     return bWanted ? set : InspectedSet{};
+}
+
+void CInspector::watch(const InspectedSet& set, std::uint64_t ulOffset)
+{
+    // A PPS that waited for its SPS was watched in its place.
+    if (!set.id() || (m_ulWatched && ulOffset <= *m_ulWatched))
+        return;
+    m_ulWatched = ulOffset;
+    if (set.vps != nullptr)
+        m_pTables->active.onSet(*set.vps, m_nalUnit, ulOffset);
+    else if (set.sps != nullptr)
+        m_pTables->active.onSet(*set.sps, m_nalUnit, ulOffset);
+    else
+        m_pTables->active.onSet(*set.pps, m_nalUnit, ulOffset);
+}
+
+void CInspector::onOtherUnit(const h265_stream::NalUnit& unit)
+{
+    if (!m_options.bChecks)
+        return;
+    if (unit.header.nal_unit_type == PPS_NUT)
+        return watchPps(unit);
+    m_ulWatched = unit.ulOffset;
+    m_pTables->active.onNalUnit(unit.bytes, unit.ulOffset);
+}
+
+void CInspector::watchPps(const h265_stream::NalUnit& unit)
+{
+    m_nalUnit.assign(unit.bytes);
+    read(m_pTables->pps, m_nalUnit);
+    InspectedSet set;
+    set.pps = &m_pTables->pps;
+    set.pNalUnit = &m_nalUnit;
+    watch(set, unit.ulOffset);
+}
+
+void CInspector::onEnd()
+{
+    if (m_options.bChecks)
+        m_pTables->active.onEnd();
+}
+
+std::span<const SetFinding> CInspector::newSetFindings()
+{
+    const std::span<const SetFinding> all = m_pTables->active.findings();
+    const std::span<const SetFinding> fresh = all.subspan(std::min(m_uiTold, all.size()));
+    m_uiTold = all.size();
+    for (const SetFinding& found : fresh)
+        ++(found.finding.eSeverity == ESeverity::Error ? m_counts.ulErrors : m_counts.ulWarnings);
+    return fresh;
 }
 
 // A repeat of what is in force here as well.
@@ -167,8 +222,10 @@ void CInspector::readSps(InspectedSet& set, bool bCheck, bool bEnter)
     if (bCheck)
         check(*pSps, m_nalUnit, m_pTables->apVps[pSps->sps_video_parameter_set_id % VPS_IDS].get(), m_findings);
     set.sps = pSps.get();
-    if (!m_gist && pSps->nal_unit_header.nuh_layer_id == 0)
-        m_gist = gistOf(set);
+    if (pSps->pic_width_in_luma_samples != 0 && pSps->pic_height_in_luma_samples != 0) {
+        m_gist = gistOf(*pSps, m_pTables->apVps[pSps->sps_video_parameter_set_id % VPS_IDS].get(), m_nalUnit.rbsp());
+        set.pGist = &m_gist;
+    }
     if (!bWhole || !bEnter || pSps->sps_seq_parameter_set_id >= SPS_IDS)
         return;
     std::swap(pSps, m_pTables->apSps[pSps->sps_seq_parameter_set_id]);
@@ -185,14 +242,6 @@ void CInspector::readPps(InspectedSet& set, bool bCheck)
         check(pps, m_nalUnit, uiSps < SPS_IDS ? m_pTables->apSps[uiSps].get() : nullptr, m_findings);
     }
     set.pps = &pps;
-}
-
-std::optional<SequenceGist> CInspector::gistOf(const InspectedSet& set) const
-{
-    if (set.sps == nullptr || set.sps->pic_width_in_luma_samples == 0 || set.sps->pic_height_in_luma_samples == 0)
-        return std::nullopt;
-    return h265_inspect::gistOf(
-        *set.sps, m_pTables->apVps[set.sps->sps_video_parameter_set_id % VPS_IDS].get(), set.pNalUnit->rbsp());
 }
 
 void CInspector::count(const InspectedSet& set, const ParameterSetEvent& event, bool bKnown)

@@ -7,6 +7,7 @@
 #include <span>
 #include <vector>
 
+#include "ActiveSets.h"
 #include "Finding.h"
 #include "H265psExport.h"
 #include "NalUnitFinder.h"
@@ -34,6 +35,7 @@ struct InspectedSet
     const h265_syntax::CNalUnit* pNalUnit = nullptr;
     std::span<const h265_syntax::Finding> findings; // in the order of the elements
     std::size_t uiMoreFindings = 0;                 // that are counted only
+    const SequenceGist* pGist = nullptr;            // of an SPS whose picture size could be read
 
     [[nodiscard]] bool hasSyntax() const noexcept { return pNalUnit != nullptr; }
     /// Its id, none where it could not be read.
@@ -63,12 +65,16 @@ public:
     CInspector& operator=(const CInspector&) = delete;
 
     InspectedSet onSet(const h265_stream::ParameterSetEvent& event);
+    /// A NAL unit that is no parameter set, or a PPS whose event comes later, in its place between the sets: slices
+    /// tell which of them are in use.
+    void onOtherUnit(const h265_stream::NalUnit& unit);
+    /// Nothing more comes: tells what never came.
+    void onEnd();
+
+    /// What was found to be wrong with sets among each other since this was last asked.
+    std::span<const h265_syntax::SetFinding> newSetFindings();
 
     [[nodiscard]] const StreamCounts& counts() const noexcept { return m_counts; }
-    /// Of the first SPS of layer 0 whose picture size could be read.
-    [[nodiscard]] const std::optional<SequenceGist>& gist() const noexcept { return m_gist; }
-    /// The gist of an SPS that was just inspected; none when it has no picture size.
-    [[nodiscard]] std::optional<SequenceGist> gistOf(const InspectedSet& set) const;
 
 private:
     struct Tables;
@@ -78,14 +84,18 @@ private:
     void readVps(InspectedSet& set, bool bCheck, bool bEnter);
     void readSps(InspectedSet& set, bool bCheck, bool bEnter);
     void readPps(InspectedSet& set, bool bCheck);
+    void watch(const InspectedSet& set, std::uint64_t ulOffset);
+    void watchPps(const h265_stream::NalUnit& unit);
     void count(const InspectedSet& set, const h265_stream::ParameterSetEvent& event, bool bKnown);
 
     const InspectOptions m_options;
     std::unique_ptr<Tables> m_pTables;
     h265_syntax::CNalUnit m_nalUnit;
     h265_syntax::CFindings m_findings;
+    std::optional<std::uint64_t> m_ulWatched; // the NAL unit watched last
+    std::size_t m_uiTold = 0;                 // findings among sets that were asked for
     StreamCounts m_counts;
-    std::optional<SequenceGist> m_gist;
+    SequenceGist m_gist; // of the last SPS
 };
 
 } // namespace h265_inspect

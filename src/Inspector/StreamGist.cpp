@@ -163,6 +163,9 @@ std::string rateOf(const SequenceGist& gist)
 {
     const FrameRate& rate = *gist.frameRate;
     const std::string decimal = decimalOf(rate.ulNumerator, rate.ulDenominator);
+    if (rate.ulNumerator < rate.ulDenominator)
+        return "a frame every " + decimalOf(rate.ulDenominator, rate.ulNumerator) + " seconds" +
+               (rate.bFromVps ? " (VPS)" : " (VUI)");
     std::string text = decimal == "1" ? "1 frame a second" : decimal + " frames a second";
     if (gist.bFields)
         text += " in fields";
@@ -233,23 +236,32 @@ std::string decimalOf(std::uint64_t ulNumerator, std::uint64_t ulDenominator)
     return text;
 }
 
+std::string vuiTextOf(const SequenceGist& gist)
+{
+    std::string text;
+    const auto add = [&](const std::string& words) { text += (text.empty() ? "" : ", ") + words; };
+    if (gist.frameRate)
+        add(rateOf(gist));
+    if (gist.bInterlaced)
+        add("interlaced");
+    if (!gist.colour.empty())
+        add(gist.colour);
+    if (gist.bFullRange)
+        add(*gist.bFullRange ? "full range" : "limited range");
+    if (gist.sampleAspectRatio && gist.sampleAspectRatio->uiWidth != gist.sampleAspectRatio->uiHeight)
+        add("pixels " + std::to_string(gist.sampleAspectRatio->uiWidth) + ":" +
+            std::to_string(gist.sampleAspectRatio->uiHeight));
+    return text;
+}
+
 std::string textOf(const SequenceGist& gist)
 {
     std::string text = sizeOf(gist) + ", " + samplesOf(gist) + ", " + gist.profile;
     text += gist.level.empty() ? ", level_idc " + std::to_string(gist.general_level_idc) : ", level " + gist.level;
     if (gist.general_tier_flag)
         text += " High tier";
-    if (gist.frameRate)
-        text += ", " + rateOf(gist);
-    if (gist.bInterlaced)
-        text += ", interlaced";
-    if (!gist.colour.empty())
-        text += ", " + gist.colour;
-    if (gist.bFullRange)
-        text += *gist.bFullRange ? ", full range" : ", limited range";
-    if (gist.sampleAspectRatio && gist.sampleAspectRatio->uiWidth != gist.sampleAspectRatio->uiHeight)
-        text += ", pixels " + std::to_string(gist.sampleAspectRatio->uiWidth) + ":" +
-                std::to_string(gist.sampleAspectRatio->uiHeight);
+    if (const std::string vui = vuiTextOf(gist); !vui.empty())
+        text += ", " + vui;
     if (gist.uiLayers > 1)
         text += ", " + std::to_string(gist.uiLayers) + " layers";
     if (gist.uiViews > 1)

@@ -62,6 +62,9 @@ SequenceGist gistOf(const h265_syntax::SequenceParameterSet& sps, const h265_syn
 /// In one line: "1920x1080, 10-bit 4:2:0, Main 10, level 4.1, 50 frames a second (VUI), BT.2020 PQ, limited range".
 std::string textOf(const SequenceGist& gist);
 
+/// What the VUI says, and nothing else: "50 frames a second (VUI), BT.2020 PQ, limited range".
+std::string vuiTextOf(const SequenceGist& gist);
+
 /// "10-bit 4:2:2", and its halves.
 std::string samplesOf(const SequenceGist& gist);
 std::string chromaFormatOf(const SequenceGist& gist);

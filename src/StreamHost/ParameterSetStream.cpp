@@ -33,6 +33,8 @@ public:
         }
         ParameterSetEvent event = m_tables.readNalUnit(unit.bytes, unit.ulOffset);
         event.ulSize = unit.ulSize;
+        if (event.bWaiting && m_otherSink)
+            m_otherSink(unit);
         if (!event.bWaiting && !deliver(event))
             return false;
         while (const std::optional<ParameterSetEvent> waiting = m_tables.nextWaiting()) {

@@ -33,7 +33,8 @@ struct StreamSummary
 /// Receives the parameter sets of a stream; false ends the reading.
 using ParameterSetSink = std::function<bool(const ParameterSetEvent&)>;
 
-/// Receives the other NAL units of a stream, in their places between the parameter sets.
+/// Receives the other NAL units of a stream, in their places between the parameter sets, and so too a PPS that
+/// waits for its SPS: its event comes later.
 using OtherUnitSink = std::function<void(const NalUnit&)>;
 
 class CByteSource;

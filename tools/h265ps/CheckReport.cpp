@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include "ErrorLine.h"
+#include "FindingText.h"
 #include "JsonSet.h"
 #include "TextOutput.h"
 
@@ -41,13 +42,12 @@ void CCheckReport::tell(const Finding& finding, std::uint64_t ulOffset)
     std::string line = fmt::format("{}:{}", m_file, ulOffset);
     if (finding.ulBit)
         line += fmt::format(".{}", *finding.ulBit);
-    line += finding.eSeverity == ESeverity::Error ? ": error: " : ": warning: ";
-    if (!finding.element.empty())
-        line += fmt::format("{}{}{}: ", finding.structure, finding.structure.empty() ? "" : ".", finding.element);
-    line += finding.message;
-    if (!finding.clause.empty())
-        line += fmt::format(" [{}]", finding.clause);
-    m_output.append(line + "\n");
+    m_output.append(line + ": " + findingText(finding, true) + "\n");
+}
+
+void CCheckReport::addFinding(const h265_syntax::SetFinding& finding)
+{
+    tell(finding.finding, finding.ulOffset);
 }
 
 void CCheckReport::error(std::string_view line)

@@ -188,7 +188,10 @@ EExitCode CFileRun::readAs(CByteSource& source, EPace ePace)
 StreamSummary CFileRun::readStream(CWatchedSource& source)
 {
     try {
-        return m_stream.read(source, [&](const ParameterSetEvent& event) { return take(event, source); });
+        return m_stream.read(
+            source,
+            [&](const ParameterSetEvent& event) { return take(event, source); },
+            [&](const NalUnit& unit) { takeOther(unit); });
     } catch (const CSourceError& error) {
         m_interruption = inSentence(error.what());
     } catch (const std::bad_alloc&) {
@@ -210,6 +213,8 @@ EExitCode CFileRun::closeReport(const StreamSummary& summary)
             fail(summary.ulBytes, *m_interruption);
     } else if (!summary.bStopped) { // else nobody reads the output
         m_verdict.end(summary);
+        m_inspector->onEnd();
+        tellSetFindings();
         if (m_options.bDecoder)
             tellEnd();
     }
@@ -240,6 +245,23 @@ bool CFileRun::take(const ParameterSetEvent& event, CWatchedSource& source)
     return m_held.size() < ENOUGH_HELD || showHeld();
 }
 
+// Slices tell which sets are in use. What stands behind sets that are held back cannot be told yet.
+void CFileRun::takeOther(const NalUnit& unit)
+{
+    if (!m_held.empty())
+        return;
+    m_inspector->onOtherUnit(unit);
+    if (m_bBegun)
+        tellSetFindings();
+}
+
+void CFileRun::tellSetFindings()
+{
+    for (const h265_syntax::SetFinding& finding : m_inspector->newSetFindings())
+        m_report.addFinding(finding);
+    m_verdict.count(m_inspector->counts());
+}
+
 // With the bytes, as many as there is room for.
 void CFileRun::hold(const ParameterSetEvent& event)
 {
@@ -264,11 +286,12 @@ bool CFileRun::showHeld()
 bool CFileRun::show(const ParameterSetEvent& event)
 {
     const h265_inspect::InspectedSet set = m_inspector->onSet(event);
-    m_verdict.add(event);
+    m_verdict.add(event, set, m_inspector->counts());
     if (!m_bBegun)
         m_report.begin(m_file, m_ePace == EPace::Again ? *m_firstVerdict : m_verdict, m_ePace);
     m_bBegun = true;
     m_report.add(event, set, m_options.shows(event));
+    tellSetFindings();
     if (m_options.bDecoder && isFailure(event) && !event.bRepeat && !event.bSeenBefore)
         fail(event.ulOffset,
              fmt::format("{} {}: {}",

@@ -33,6 +33,8 @@ private:
     h265_stream::StreamSummary readStream(CWatchedSource& source);
     EExitCode closeReport(const h265_stream::StreamSummary& summary);
     bool take(const h265_stream::ParameterSetEvent& event, CWatchedSource& source);
+    void takeOther(const h265_stream::NalUnit& unit);
+    void tellSetFindings();
     void hold(const h265_stream::ParameterSetEvent& event);
     bool showHeld();
     bool show(const h265_stream::ParameterSetEvent& event);

@@ -6,6 +6,7 @@
 #include "FailureReason.h"
 #include "JsonRecord.h"
 #include "JsonSet.h"
+#include "JsonSyntax.h"
 #include "SetNames.h"
 
 namespace h265ps {
@@ -33,6 +34,7 @@ void writeWarning(CJsonWriter& json, const h265_stream::StalePps& stale)
 
 void CJsonReport::begin(const std::string& file, const CVerdict& /* verdict */, EPace /* ePace */)
 {
+    m_findings.clear();
     m_json.begin();
     m_json.openObject();
     m_json.key("file");
@@ -41,7 +43,7 @@ void CJsonReport::begin(const std::string& file, const CVerdict& /* verdict */, 
     m_json.openArray();
 }
 
-void CJsonReport::add(const ParameterSetEvent& event, const h265_inspect::InspectedSet& /* set */, bool bShown)
+void CJsonReport::add(const ParameterSetEvent& event, const h265_inspect::InspectedSet& set, bool bShown)
 {
     if (!bShown)
         return;
@@ -67,7 +69,23 @@ void CJsonReport::add(const ParameterSetEvent& event, const h265_inspect::Inspec
         m_json.null();
     else
         writeRecord(event, m_options.bTables, m_json);
+    m_json.key("syntax");
+    if (set.hasSyntax()) {
+        m_tree.build(set);
+        writeSyntax(m_tree, m_json);
+    } else {
+        m_json.null();
+    }
+    m_json.key("findings");
+    m_json.openArray();
+    writeFindings(set, event.ulOffset, m_json);
+    m_json.closeArray();
     m_json.closeObject();
+}
+
+void CJsonReport::addFinding(const h265_syntax::SetFinding& finding)
+{
+    m_findings.push_back(finding);
 }
 
 void CJsonReport::error(std::string_view line)
@@ -79,11 +97,21 @@ bool CJsonReport::end(const CVerdict& verdict, std::uint64_t ulBytes)
 {
     m_json.closeArray();
     writeNumber(m_json, "bytes", ulBytes);
+    m_json.key("findings");
+    m_json.openArray();
+    for (const h265_syntax::SetFinding& found : m_findings)
+        writeFinding(found.finding, found.ulOffset, m_json);
+    m_json.closeArray();
     m_json.key("warnings");
     m_json.openArray();
     for (const h265_stream::StalePps& stale : verdict.stale())
         writeWarning(m_json, stale);
     m_json.closeArray();
+    m_json.key("gist");
+    if (verdict.gist())
+        writeGist(*verdict.gist(), verdict.counts(), m_json);
+    else
+        m_json.null();
     m_json.key("verdict");
     m_json.text(verdict.text());
     m_json.key("exit_code");

@@ -1,7 +1,10 @@
 #pragma once
 
+#include <vector>
+
 #include "JsonWriter.h"
 #include "Report.h"
+#include "SyntaxTree.h"
 
 namespace h265ps {
 
@@ -20,6 +23,7 @@ public:
 
     void begin(const std::string& file, const CVerdict& verdict, EPace ePace) override;
     void add(const h265_stream::ParameterSetEvent& event, const h265_inspect::InspectedSet& set, bool bShown) override;
+    void addFinding(const h265_syntax::SetFinding& finding) override;
     void error(std::string_view line) override;
     void stall() override { m_output.flush(); }
     [[nodiscard]] bool end(const CVerdict& verdict, std::uint64_t ulBytes) override;
@@ -27,6 +31,8 @@ public:
 private:
     COutputStream& m_output;
     CJsonWriter m_json;
+    h265_inspect::CSyntaxTree m_tree;
+    std::vector<h265_syntax::SetFinding> m_findings; // among the sets; bounded by who finds them
     Options m_options;
 };
 

@@ -1,5 +1,9 @@
 #include "JsonSyntax.h"
 
+#include <cstddef>
+#include <iterator>
+#include <string_view>
+
 #include "JsonSet.h"
 
 namespace h265ps {
@@ -94,7 +98,7 @@ void writeSyntax(const CSyntaxTree& tree, CJsonWriter& json)
     writeNode(tree, tree.root(), json);
 }
 
-void writeGist(const SequenceGist& gist, CJsonWriter& json)
+void writeGist(const SequenceGist& gist, const h265_inspect::StreamCounts& counts, CJsonWriter& json)
 {
     json.openObject();
     writeText(json, "text", textOf(gist));
@@ -122,6 +126,12 @@ void writeGist(const SequenceGist& gist, CJsonWriter& json)
     json.flag(gist.bFields);
     writeNumber(json, "layers", gist.uiLayers);
     writeNumber(json, "views", gist.uiViews);
+    json.key("sets");
+    json.openObject();
+    constexpr std::string_view TYPES[] = {"VPS", "SPS", "PPS"};
+    for (std::size_t i = 0; i < std::size(TYPES); ++i)
+        writeNumber(json, TYPES[i], counts.aulSets[i]);
+    json.closeObject();
     json.closeObject();
 }
 

@@ -10,6 +10,6 @@ namespace h265ps {
 void writeSyntax(const h265_inspect::CSyntaxTree& tree, CJsonWriter& json);
 
 /// Writes what a stream is as one JSON object.
-void writeGist(const h265_inspect::SequenceGist& gist, CJsonWriter& json);
+void writeGist(const h265_inspect::SequenceGist& gist, const h265_inspect::StreamCounts& counts, CJsonWriter& json);
 
 } // namespace h265ps

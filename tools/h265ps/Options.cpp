@@ -115,6 +115,7 @@ void addFilters(CLI::App& app, Options& options)
 
 void addDecoder(CLI::App& app, Options& options)
 {
+    app.add_flag("--record", options.bRecord, "Show the records that the decoder reads, in the place of the syntax");
     app.add_flag("--tables",
                  options.bTables,
                  "Write the address tables of a PPS with tiles into the JSON (three numbers a CTB)");

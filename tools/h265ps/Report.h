@@ -30,6 +30,8 @@ public:
     /// bShown: the filters let it through.
     virtual void add(const h265_stream::ParameterSetEvent& event, const h265_inspect::InspectedSet& set,
                      bool bShown) = 0;
+    /// What is wrong with a set among others.
+    virtual void addFinding(const h265_syntax::SetFinding& finding) = 0;
     /// A whole line for standard error.
     virtual void error(std::string_view line) = 0;
     /// The stream has no more bytes at the moment.

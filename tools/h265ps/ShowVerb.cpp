@@ -31,9 +31,11 @@ Examples:
 The first word can be a verb: show (what is done without one), trace, check, diff or
 edit. Each has options and a --help of its own. A file of such a name is ./check.
 
-The first lines and the last ones say what the stream is and whether this decoder
-takes it. The decoder's own checks are three: one layer, 4:2:0, 8 bits. That they pass
-says no more: values that H.265 forbids are not looked for.
+The first lines and the last ones say what the stream is, how a codecs parameter names it,
+what is wrong with its sets, and whether this decoder takes it.
+The decoder's own checks are three: one layer, 4:2:0, 8 bits.
+What H.265 forbids is told where it stands and again behind the sets; it changes no exit
+code here (h265ps check is for that).
 
 Exit codes:
   0  a VPS, an SPS and a PPS are there, every parameter set was read, and the
@@ -61,10 +63,12 @@ std::unique_ptr<CReport> makeReport(const Options& options, COutputStream& outpu
     if (options.bJson)
         return std::make_unique<CJsonReport>(
             output, CJsonReport::Options{options.bAll, options.bTables, options.stream.eReader});
-    return std::make_unique<CTextReport>(
-        output,
-        CTextReport::Options{
-            options.bAll, options.files.size() > 1, options.stream.eReader, wantsColour() ? COLOURED : TextStyle{}});
+    return std::make_unique<CTextReport>(output,
+                                         CTextReport::Options{options.bAll,
+                                                              options.bRecord,
+                                                              options.files.size() > 1,
+                                                              options.stream.eReader,
+                                                              wantsColour() ? COLOURED : TextStyle{}});
 }
 
 } // namespace

@@ -5,8 +5,10 @@
 #include <fmt/format.h>
 
 #include "FailureReason.h"
+#include "FindingText.h"
 #include "SetNames.h"
 #include "TextRecord.h"
+#include "TextSyntax.h"
 #include "Utf8.h"
 
 namespace h265ps {
@@ -17,6 +19,8 @@ namespace {
 
 // In front of its first SPS and PPS a live stream can have any number of sets.
 constexpr std::size_t MAX_WAITING = std::size_t{1} << 20;
+
+constexpr std::size_t MAX_LISTED_FINDINGS = 200;
 
 std::string resultOf(const ParameterSetEvent& event, h265_stream::EBitReader eReader, const TextStyle& style)
 {
@@ -105,6 +109,7 @@ void CTextReport::begin(const std::string& file, const CVerdict& verdict, EPace 
     m_bHeadShown = false;
     m_bSpsCame = false;
     m_repeats.clear();
+    m_findings.clear();
     m_ulShown = 0;
     if (ePace == EPace::Again)
         showHead(verdict, "");
@@ -112,14 +117,15 @@ void CTextReport::begin(const std::string& file, const CVerdict& verdict, EPace 
         m_output.hold();
 }
 
-void CTextReport::add(const ParameterSetEvent& event, const h265_inspect::InspectedSet& /* set */, bool bShown)
+void CTextReport::add(const ParameterSetEvent& event, const h265_inspect::InspectedSet& set, bool bShown)
 {
+    noteFindings(event, set);
     if (bShown) {
         ++m_ulShown;
         if ((event.bRepeat || event.bSeenBefore) && !m_options.bShowRepeats)
             ++m_repeats[repeatKey(event)];
         else if (!m_output.hasLost())
-            m_output.append(block(event));
+            m_output.append(block(event, set));
     }
     if (m_ePace == EPace::AsItComes && !m_bHeadShown)
         noteForHead(event);
@@ -134,11 +140,11 @@ void CTextReport::noteForHead(const ParameterSetEvent& event)
         showHead(*m_pVerdict, "so far: ");
 }
 
-std::string CTextReport::title(const ParameterSetEvent& event) const
+std::string CTextReport::title(const ParameterSetEvent& event, const h265_inspect::InspectedSet& set) const
 {
     std::string text = fmt::format("{}{}{} at byte {}, {} byte{}",
                                    m_options.style.pHeading,
-                                   nameOf(event),
+                                   nameOf(event, set),
                                    m_options.style.pEnd,
                                    event.ulOffset,
                                    event.ulSize,
@@ -151,14 +157,57 @@ std::string CTextReport::title(const ParameterSetEvent& event) const
     return text;
 }
 
-std::string CTextReport::block(const ParameterSetEvent& event) const
+std::string CTextReport::block(const ParameterSetEvent& event, const h265_inspect::InspectedSet& set)
 {
-    std::string text = fmt::format("\n{}\n", title(event));
+    std::string text = fmt::format("\n{}\n", title(event, set));
     if (!event.bCutOff && event.header.nuh_temporal_id_plus1 != 1)
         text += fmt::format("  nuh_temporal_id_plus1 {}\n", event.header.nuh_temporal_id_plus1);
     if (event.ulSameAs && !m_options.bShowRepeats)
         return text + fmt::format("  the same as at byte {} (--all shows it)\n", *event.ulSameAs);
-    return text + logOf(event) + recordOf(event, m_options.style);
+    text += logOf(event);
+    if (m_options.bRecord)
+        return text + recordOf(event, m_options.style);
+    if (!set.hasSyntax())
+        return text;
+    m_tree.build(set);
+    return text + syntaxText(event, set, m_tree, m_options.style);
+}
+
+void CTextReport::noteFindings(const ParameterSetEvent& event, const h265_inspect::InspectedSet& set)
+{
+    for (const h265_syntax::Finding& finding : set.findings) {
+        if (m_findings.size() == MAX_LISTED_FINDINGS)
+            return;
+        m_findings.push_back(fmt::format("  {} at byte {}{}: {}\n",
+                                         nameOf(event, set),
+                                         event.ulOffset,
+                                         finding.ulBit ? fmt::format(", bit {}", *finding.ulBit) : "",
+                                         findingText(finding, true)));
+    }
+}
+
+void CTextReport::addFinding(const h265_syntax::SetFinding& finding)
+{
+    if (m_findings.size() < MAX_LISTED_FINDINGS)
+        m_findings.push_back(fmt::format("  {} {} at byte {}: {}\n",
+                                         typeName(static_cast<unsigned char>(finding.nal_unit_type)),
+                                         finding.uiId,
+                                         finding.ulOffset,
+                                         findingText(finding.finding, true)));
+}
+
+// All together, behind the sets.
+void CTextReport::showFindings(const CVerdict& verdict)
+{
+    if (m_findings.empty() || m_options.bRecord)
+        return;
+    std::string text = "\nproblems\n";
+    for (const std::string& line : m_findings)
+        text += line;
+    const std::uint64_t ulAll = verdict.counts().ulErrors + verdict.counts().ulWarnings;
+    if (ulAll > m_findings.size())
+        text += fmt::format("  and {} more (h265ps check lists them)\n", ulAll - m_findings.size());
+    m_output.append(text);
 }
 
 std::string CTextReport::head(const CVerdict& verdict, const char* pPrefix) const
@@ -166,6 +215,7 @@ std::string CTextReport::head(const CVerdict& verdict, const char* pPrefix) cons
     std::string text;
     for (const std::string& line : verdict.sequences())
         text += fmt::format("{}{}{}{}\n", pPrefix, m_options.style.pHeading, line, m_options.style.pEnd);
+    text += fmt::format("{}{}\n", pPrefix, verdict.inspection());
     const char* const pColour = verdict.exitCode() == EXIT_ALL_READ ? m_options.style.pGood : m_options.style.pBad;
     return text + fmt::format("{}{}{}{}\n", pPrefix, pColour, verdict.text(), m_options.style.pEnd);
 }
@@ -203,6 +253,7 @@ bool CTextReport::end(const CVerdict& verdict, std::uint64_t /* ulBytes */)
         repeats += fmt::format("{}{} {}x", repeats.empty() ? "" : ", ", repeatName(set), ulCount);
     if (!repeats.empty())
         m_output.append(fmt::format("\nrepeats not shown: {} (--all shows them)\n", repeats));
+    showFindings(verdict);
     m_output.append("\n" + head(verdict, ""));
     return true;
 }

@@ -1,10 +1,13 @@
 #pragma once
 
 #include <map>
+#include <string>
 #include <tuple>
+#include <vector>
 
 #include "HeldOutput.h"
 #include "Report.h"
+#include "SyntaxTree.h"
 #include "TextStyle.h"
 
 namespace h265ps {
@@ -16,6 +19,7 @@ public:
     struct Options
     {
         bool bShowRepeats = false;
+        bool bRecord = false;       // the decoder's records in the place of the syntax
         bool bFileHeadings = false; // a line with the file's name in front of each stream
         h265_stream::EBitReader eReader = h265_stream::EBitReader::Rbsp; // that the parameter sets are read with
         TextStyle style;
@@ -35,13 +39,16 @@ public:
 
     void begin(const std::string& file, const CVerdict& verdict, EPace ePace) override;
     void add(const h265_stream::ParameterSetEvent& event, const h265_inspect::InspectedSet& set, bool bShown) override;
+    void addFinding(const h265_syntax::SetFinding& finding) override;
     void error(std::string_view line) override;
     void stall() override;
     [[nodiscard]] bool end(const CVerdict& verdict, std::uint64_t ulBytes) override;
 
 private:
-    std::string block(const h265_stream::ParameterSetEvent& event) const;
-    std::string title(const h265_stream::ParameterSetEvent& event) const;
+    std::string block(const h265_stream::ParameterSetEvent& event, const h265_inspect::InspectedSet& set);
+    std::string title(const h265_stream::ParameterSetEvent& event, const h265_inspect::InspectedSet& set) const;
+    void noteFindings(const h265_stream::ParameterSetEvent& event, const h265_inspect::InspectedSet& set);
+    void showFindings(const CVerdict& verdict);
     std::string head(const CVerdict& verdict, const char* pPrefix) const;
     void showHead(const CVerdict& verdict, const char* pPrefix);
     void noteForHead(const h265_stream::ParameterSetEvent& event);
@@ -56,6 +63,8 @@ private:
     bool m_bHeadShown = false;
     bool m_bSpsCame = false; // of layer 0
     std::map<RepeatKey, std::uint64_t> m_repeats;
+    h265_inspect::CSyntaxTree m_tree;
+    std::vector<std::string> m_findings; // the first of all, as lines
     std::uint64_t m_ulShown = 0;
 };
 

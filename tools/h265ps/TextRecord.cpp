@@ -1,5 +1,7 @@
 #include "TextRecord.h"
 
+#include <utility>
+
 #include <fmt/format.h>
 
 #include "FieldLines.h"
@@ -69,6 +71,9 @@ public:
     void refPicSets(const char* pName, std::span<const ShortTermRefPicSet> sets) override;
     void scalingLists(const char* pName, const ScalingListData* pLists) override;
 
+protected:
+    [[nodiscard]] bool isShown(const ScalingListData* pLists) const { return pLists == m_pShownLists; }
+
 private:
     const CGist& m_gist;
     const TextStyle& m_style;
@@ -116,6 +121,82 @@ void CTextRecord::scalingLists(const char* pName, const ScalingListData* pLists)
     m_pShownLists = pLists;
 }
 
+// Keeps what is derived and what is drawn, group by group.
+class CDerivedText : public CTextRecord
+{
+public:
+    using CTextRecord::CTextRecord;
+
+    std::map<EGroup, std::string> takeGroups()
+    {
+        endGroup();
+        return std::move(m_groups);
+    }
+
+    void group(EGroup eGroup) override
+    {
+        endGroup();
+        m_eGroup = eGroup;
+    }
+    void flag(const char* pName, bool bValue, FieldNote note) override
+    {
+        if (isDerived(note))
+            CTextRecord::flag(pName, bValue, note);
+    }
+    void number(const char* pName, std::int64_t iValue, FieldNote note) override
+    {
+        if (isDerived(note))
+            CTextRecord::number(pName, iValue, note);
+    }
+    void numbers(const char* pName, std::span<const std::int64_t> values, FieldNote note) override
+    {
+        if (isDerived(note))
+            CTextRecord::numbers(pName, values, note);
+    }
+    void flags(const char* pName, std::span<const bool> values, FieldNote note) override
+    {
+        if (isDerived(note))
+            CTextRecord::flags(pName, values, note);
+    }
+    void flagRows(const char*, std::span<const bool[32]>, FieldNote) override {}
+    void table(const char* pName, std::span<const unsigned> values, FieldNote note) override
+    {
+        if (isDerived(note))
+            CTextRecord::table(pName, values, note);
+    }
+    void profileTierLevel(const char*, const profile_tile_level&, unsigned) override {}
+    void refPicSets(const char* pName, std::span<const ShortTermRefPicSet> sets) override
+    {
+        if (!sets.empty())
+            CTextRecord::refPicSets(pName, sets);
+    }
+    void scalingLists(const char* pName, const ScalingListData* pLists) override
+    {
+        if (pLists != nullptr && !isShown(pLists))
+            CTextRecord::scalingLists(pName, pLists);
+    }
+
+private:
+    static bool isDerived(const FieldNote& note) { return note.ePresence == EPresence::Derived; }
+
+    void endGroup()
+    {
+        if (std::string text = take(); !text.empty())
+            m_groups[m_eGroup] += text;
+    }
+
+    std::map<EGroup, std::string> m_groups;
+    EGroup m_eGroup = EGroup::Identity;
+};
+
+template <class TRecord>
+std::map<EGroup, std::string> derived(const TRecord& record, const CGist& gist, const TextStyle& style)
+{
+    CDerivedText visitor(gist, style);
+    listFields(record, visitor);
+    return visitor.takeGroups();
+}
+
 template <class TRecord>
 std::string text(const TRecord& record, const CGist& gist, const TextStyle& style)
 {
@@ -139,6 +220,17 @@ std::string textOf(const SPS& sps, const TextStyle& style)
 std::string textOf(const PPS& pps, const SPS* spsOfPps, const TextStyle& style)
 {
     return text(pps, CGist(pps, spsOfPps), style);
+}
+
+std::map<EGroup, std::string> derivedTexts(const h265_stream::ParameterSetEvent& event, const TextStyle& style)
+{
+    if (event.vps != nullptr)
+        return derived(*event.vps, CGist(*event.vps), style);
+    if (event.sps != nullptr)
+        return derived(*event.sps, CGist(*event.sps), style);
+    if (event.pps != nullptr)
+        return derived(*event.pps, CGist(*event.pps, event.spsOfPps), style);
+    return {};
 }
 
 } // namespace h265ps

@@ -24,6 +24,7 @@ public:
 
     void begin(const std::string& file, const CVerdict& verdict, EPace ePace) override;
     void add(const h265_stream::ParameterSetEvent& event, const h265_inspect::InspectedSet& set, bool bShown) override;
+    void addFinding(const h265_syntax::SetFinding& /* finding */) override {}
     void error(std::string_view line) override;
     void stall() override { m_output.flush(); }
     [[nodiscard]] bool end(const CVerdict& verdict, std::uint64_t ulBytes) override;

@@ -4,7 +4,6 @@
 
 #include "DecParameterSetReader.h"
 #include "FailureReason.h"
-#include "Gist.h"
 #include "SetNames.h"
 
 namespace h265ps {
@@ -13,9 +12,9 @@ using h265_stream::ParameterSetEvent;
 
 namespace {
 
-// With them, a heading, the line of those left out and the verdict, the head is ten lines long at most: what
-// head shows.
-constexpr std::size_t MAX_SEQUENCES = 7;
+// With them, a heading, the line of those left out, that of what is wrong and the verdict, the head is ten lines long
+// at most: what head shows.
+constexpr std::size_t MAX_SEQUENCES = 6;
 
 constexpr std::size_t MAX_LISTED_IDS = 8;
 
@@ -27,18 +26,23 @@ bool isKnown(const ParameterSetEvent& event)
 
 } // namespace
 
-void CVerdict::add(const ParameterSetEvent& event)
+void CVerdict::add(const ParameterSetEvent& event, const h265_inspect::InspectedSet& set,
+                   const h265_inspect::StreamCounts& counts)
 {
+    m_counts = counts;
     if (!event.bPassedOver)
         m_abThere[event.header.nal_unit_type - h265_stream::VPS_NUT] = true;
     m_bSpsRead = m_bSpsRead || event.sps != nullptr;
     m_bPpsRead = m_bPpsRead || event.pps != nullptr;
     if (isFailure(event))
         addFailure(event);
-    if (event.sps == nullptr || isKnown(event))
+    if (event.bPassedOver || set.pGist == nullptr || (event.sps == nullptr && set.stop()) || isKnown(event))
         return;
+    if (!m_gist)
+        m_gist = *set.pGist;
     if (m_sequences.size() < MAX_SEQUENCES)
-        m_sequences.push_back(fmt::format("{} ({})", summaryOf(*event.sps), placeOf(event)));
+        m_sequences.push_back(
+            fmt::format("{} ({} at byte {})", textOf(*set.pGist), nameOf(event, set), event.ulOffset));
     else
         ++m_ulMoreSequences;
 }
@@ -76,6 +80,27 @@ std::vector<std::string> CVerdict::sequences() const
     if (lines.empty())
         lines.emplace_back("no SPS was read");
     return lines;
+}
+
+std::string CVerdict::inspection() const
+{
+    constexpr const char* aTypes[] = {"VPS", "SPS", "PPS"};
+    std::string text = m_gist ? m_gist->codecs + "; " : "";
+    for (std::size_t i = 0; i < std::size(aTypes); ++i)
+        text += fmt::format("{} {}{}", m_counts.aulSets[i], aTypes[i], i + 1 < std::size(aTypes) ? ", " : "; ");
+    return text + problems();
+}
+
+std::string CVerdict::problems() const
+{
+    const auto counted = [](std::uint64_t ulCount, const char* pNoun) {
+        return ulCount == 0 ? std::string() : fmt::format("{} {}{}", ulCount, pNoun, ulCount == 1 ? "" : "s");
+    };
+    const std::string errors = counted(m_counts.ulErrors, "error");
+    const std::string warnings = counted(m_counts.ulWarnings, "warning");
+    if (errors.empty() && warnings.empty())
+        return "no problems found";
+    return errors + (errors.empty() || warnings.empty() ? "" : " and ") + warnings + " found";
 }
 
 std::string CVerdict::missing() const

@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "Inspector.h"
 #include "ParameterSetStream.h"
 
 namespace h265ps {
@@ -23,7 +24,10 @@ class CVerdict
 public:
     explicit CVerdict(h265_stream::EBitReader eReader) : m_eReader(eReader) {}
 
-    void add(const h265_stream::ParameterSetEvent& event);
+    void add(const h265_stream::ParameterSetEvent& event, const h265_inspect::InspectedSet& set,
+             const h265_inspect::StreamCounts& counts);
+    /// What the inspector counted by now.
+    void count(const h265_inspect::StreamCounts& counts) { m_counts = counts; }
     /// The stream came to its end: what has not come by now is missing.
     void end(const h265_stream::StreamSummary& summary);
     /// The stream could not be read to its end.
@@ -34,6 +38,11 @@ public:
     [[nodiscard]] std::vector<std::string> sequences() const;
     /// Whether the decoder takes the stream, in one line: the reason in words first, the module's message behind it.
     [[nodiscard]] std::string text() const;
+    /// How the stream is named elsewhere, how many sets it has and what is wrong with them, in one line.
+    [[nodiscard]] std::string inspection() const;
+    /// Of the first SPS of layer 0.
+    [[nodiscard]] const std::optional<h265_inspect::SequenceGist>& gist() const { return m_gist; }
+    [[nodiscard]] const h265_inspect::StreamCounts& counts() const { return m_counts; }
     /// The types of layer 0 that the stream does not have: "no SPS and no PPS"; empty when it has all.
     [[nodiscard]] std::string missing() const;
     [[nodiscard]] const std::vector<h265_stream::StalePps>& stale() const { return m_stale; }
@@ -49,9 +58,12 @@ private:
 
     void addFailure(const h265_stream::ParameterSetEvent& event);
     [[nodiscard]] std::string answer() const;
+    [[nodiscard]] std::string problems() const;
 
     h265_stream::EBitReader m_eReader;
     std::vector<std::string> m_sequences;
+    std::optional<h265_inspect::SequenceGist> m_gist;
+    h265_inspect::StreamCounts m_counts;
     std::uint64_t m_ulMoreSequences = 0;
     bool m_abThere[3] = {}; // VPS, SPS and PPS of layer 0, read or not
     bool m_bSpsRead = false;
