@@ -94,10 +94,11 @@ TEST(H265psLimits, TheOnlyCodedSubLayerCanHaveNoRoom)
     sps.sps_sub_layer_ordering_info_present_flag = false;
     sps.sps_max_sub_layers_minus1 = 4;
     const std::string remark = "! only the highest sub-layer's is coded";
-    const std::string withRoom = h265ps({CStreamFile(sps).name()}).output;
+    const std::string withRoom = h265ps({"--record", CStreamFile(sps).name()}).output;
     EXPECT_TRUE(contains(withRoom, remark + "\n")) << withRoom;
     sps.sps_max_sub_layers_minus1 = 5;
-    EXPECT_TRUE(contains(h265ps({CStreamFile(sps).name()}).output, remark + ", which the record has no room for\n"));
+    EXPECT_TRUE(contains(h265ps({"--record", CStreamFile(sps).name()}).output,
+                         remark + ", which the record has no room for\n"));
 }
 
 TEST(H265psLimits, APpsSaysWhatTheSpsMakesOfItsScalingLists)
