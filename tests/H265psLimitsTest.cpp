@@ -101,6 +101,35 @@ TEST(H265psLimits, TheOnlyCodedSubLayerCanHaveNoRoom)
                          remark + ", which the record has no room for\n"));
 }
 
+TEST(H265psLimits, TheRecordNamesTheExtensionsThatItHasNothingOfWithTheirLength)
+{
+    const auto groupsOf = [](const std::string& file) { return h265ps({"--record", file}).output; };
+    // Nine flags, 7.3.2.2.2.
+    EXPECT_TRUE(
+        contains(groupsOf("hm_rext_422_10.hevc"), "  extensions: sps_range_extension, 9 bits: not in the record\n"));
+    EXPECT_TRUE(contains(groupsOf("mv_2view.hevc"), "  presence flags: vps_extension, "));
+    EXPECT_TRUE(contains(groupsOf("hm_ldb.hevc"), "  extensions: no VUI\n"));
+    SpsSyntax sps;
+    sps.vui_parameters_present_flag = true;
+    sps.vui_parameters.u(10, 0); // ten flags, E.2.1
+    sps.sps_extension_present_flag = true;
+    sps.extension.u(8, 0x81).u(9, 0).u(20, 0); // behind the range extension one that nobody knows
+    PpsSyntax pps;
+    pps.pps_extension_present_flag = true;
+    pps.extension.u(8, 1);
+    const std::string text = groupsOf(CStreamFile(sps, pps).name());
+    EXPECT_TRUE(contains(text,
+                         "  extensions: vui_parameters, 10 bits; sps_range_extension, 9 bits; "
+                         "sps_extension_data_flag, 20 bits: not in the record\n"))
+        << text;
+    EXPECT_TRUE(contains(text, "  extensions: an extension, not parsed\n")) << text;
+    sps.rbsp_trailing_bits = false;
+    sps.extension = CBitWriter();
+    sps.vui_parameters = CBitWriter().u(3, 0);
+    const std::string cut = groupsOf(CStreamFile(sps).name());
+    EXPECT_TRUE(contains(cut, "  extensions: vui_parameters, 4 bits (the payload ends in or before chroma_")) << cut;
+}
+
 TEST(H265psLimits, APpsSaysWhatTheSpsMakesOfItsScalingLists)
 {
     SpsSyntax sps;

@@ -9,6 +9,7 @@
 #include "SetNames.h"
 #include "TextRecord.h"
 #include "TextSyntax.h"
+#include "UnreadParts.h"
 #include "Utf8.h"
 
 namespace h265ps {
@@ -67,17 +68,6 @@ std::string repeatName(const CTextReport::RepeatKey& key)
         return fmt::format("{} not read", typeName(nal_unit_type));
     return fmt::format(
         "{} {}{}", typeName(nal_unit_type), eRepeats == CTextReport::ERepeats::OfLayer ? "of layer " : "", uiNumber);
-}
-
-std::string recordOf(const ParameterSetEvent& event, const TextStyle& style)
-{
-    if (event.vps != nullptr)
-        return textOf(*event.vps, style);
-    if (event.sps != nullptr)
-        return textOf(*event.sps, style);
-    if (event.pps != nullptr)
-        return textOf(*event.pps, event.spsOfPps, style);
-    return "";
 }
 
 } // namespace
@@ -166,7 +156,7 @@ std::string CTextReport::block(const ParameterSetEvent& event, const h265_inspec
         return text + fmt::format("  the same as at byte {} (--all shows it)\n", *event.ulSameAs);
     text += logOf(event);
     if (m_options.bRecord)
-        return text + recordOf(event, m_options.style);
+        return text + recordText(event, unreadPartsText(set), m_options.style);
     if (!set.hasSyntax())
         return text;
     m_tree.build(set);

@@ -23,13 +23,17 @@ constexpr unsigned BELOW_FIELD = CFieldLines::INDENT + 2;
 class CTextRecord : public CRecordVisitor
 {
 public:
-    CTextRecord(const CGist& gist, const TextStyle& style) : m_gist(gist), m_style(style), m_lines(style) {}
+    CTextRecord(const CGist& gist, const TextStyle& style, std::string unreadParts = "")
+        : m_gist(gist), m_style(style), m_unreadParts(std::move(unreadParts)), m_lines(style)
+    {}
 
     std::string take() { return m_lines.take(); }
 
     void group(EGroup eGroup) override
     {
-        const GroupGist gist = m_gist.of(eGroup);
+        GroupGist gist = m_gist.of(eGroup);
+        if (holdsUnreadParts(eGroup) && !m_unreadParts.empty())
+            gist.gist = m_unreadParts;
         m_lines.text(fmt::format(
             "  {}{}{}{}{}\n", m_style.pHeading, gist.pTitle, m_style.pEnd, gist.gist.empty() ? "" : ": ", gist.gist));
     }
@@ -75,8 +79,15 @@ protected:
     [[nodiscard]] bool isShown(const ScalingListData* pLists) const { return pLists == m_pShownLists; }
 
 private:
+    // The group of the flags that tell of them; a VPS has no other.
+    static bool holdsUnreadParts(EGroup eGroup)
+    {
+        return eGroup == EGroup::Extensions || eGroup == EGroup::PresenceFlags;
+    }
+
     const CGist& m_gist;
     const TextStyle& m_style;
+    const std::string m_unreadParts;
     CFieldLines m_lines;
     std::span<const unsigned> m_colWidth;
     const ScalingListData* m_pShownLists = nullptr;
@@ -198,28 +209,25 @@ std::map<EGroup, std::string> derived(const TRecord& record, const CGist& gist, 
 }
 
 template <class TRecord>
-std::string text(const TRecord& record, const CGist& gist, const TextStyle& style)
+std::string text(const TRecord& record, const CGist& gist, const std::string& unreadParts, const TextStyle& style)
 {
-    CTextRecord visitor(gist, style);
+    CTextRecord visitor(gist, style, unreadParts);
     listFields(record, visitor);
     return visitor.take();
 }
 
 } // namespace
 
-std::string textOf(const VPS& vps, const TextStyle& style)
+std::string recordText(const h265_stream::ParameterSetEvent& event, const std::string& unreadParts,
+                       const TextStyle& style)
 {
-    return text(vps, CGist(vps), style);
-}
-
-std::string textOf(const SPS& sps, const TextStyle& style)
-{
-    return text(sps, CGist(sps), style);
-}
-
-std::string textOf(const PPS& pps, const SPS* spsOfPps, const TextStyle& style)
-{
-    return text(pps, CGist(pps, spsOfPps), style);
+    if (event.vps != nullptr)
+        return text(*event.vps, CGist(*event.vps), unreadParts, style);
+    if (event.sps != nullptr)
+        return text(*event.sps, CGist(*event.sps), unreadParts, style);
+    if (event.pps != nullptr)
+        return text(*event.pps, CGist(*event.pps, event.spsOfPps), unreadParts, style);
+    return "";
 }
 
 std::map<EGroup, std::string> derivedTexts(const h265_stream::ParameterSetEvent& event, const TextStyle& style)

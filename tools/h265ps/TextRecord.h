@@ -9,11 +9,10 @@
 
 namespace h265ps {
 
-/// The fields of a record for people: a line for each, in groups that begin with their gist.
-std::string textOf(const h265_codec::VPS& vps, const TextStyle& style);
-std::string textOf(const h265_codec::SPS& sps, const TextStyle& style);
-/// spsOfPps: the SPS that the PPS was read against, null when that is not known.
-std::string textOf(const h265_codec::PPS& pps, const h265_codec::SPS* spsOfPps, const TextStyle& style);
+/// The record of a set for people: a line for each field, in groups that begin with their gist. Empty without one.
+/// unreadParts: what the set holds beside it.
+std::string recordText(const h265_stream::ParameterSetEvent& event, const std::string& unreadParts,
+                       const TextStyle& style);
 
 /// What a decoder derives from the set, and draws of it, by the groups of its record; empty without a record.
 std::map<EGroup, std::string> derivedTexts(const h265_stream::ParameterSetEvent& event, const TextStyle& style);
