@@ -78,6 +78,9 @@ int modelReadPps(ModelPps& pps, const ModelSpsTable& table, CModelBits& bits, CM
 /// The model's readTileGrid; the picture size in CTBs stands for the SPS.
 int modelReadTileGrid(ModelPps& pps, std::uint32_t W, std::uint32_t H, CModelBits& bits, CModelHost& host);
 
+/// The address tables of columns and rows whose sizes are there; throws Stop when these are not the picture's.
+void modelMakeTileTables(ModelPps& pps, std::uint32_t W, std::uint32_t H, CModelHost& host);
+
 /// A table fresh from the test pool, which fills its blocks with 0xcd.
 ModelTable modelTakeTable(std::uint64_t ulEntries, int iLine, CModelHost& host);
 

@@ -54,31 +54,6 @@ const std::vector<unsigned>& cachedIndexOfPosition(unsigned uiSizeId)
     return maps.at(uiSizeId);
 }
 
-MatrixSource defaultOf(unsigned uiSizeId, unsigned uiMatrixId)
-{
-    const bool bInter = uiSizeId == 3 ? uiMatrixId == 1 || uiMatrixId == 3 : uiMatrixId >= 3;
-    MatrixSource source{MatrixSource::Kind::Default, DefaultTable::Flat4x4, 0, 0};
-    if (uiSizeId == 3 && !bInter && uiMatrixId != 0)
-        source.kind = MatrixSource::Kind::Null;
-    if (uiSizeId == 1)
-        source.table = bInter ? DefaultTable::Inter8x8 : DefaultTable::Intra8x8;
-    if (uiSizeId == 2)
-        source.table = bInter ? DefaultTable::Inter16x16 : DefaultTable::Intra16x16;
-    if (uiSizeId == 3)
-        source.table = bInter ? DefaultTable::Inter32x32 : DefaultTable::Intra32x32;
-    return source;
-}
-
-// A coefficient goes to each position that its index serves.
-void place(std::vector<unsigned char>& own, unsigned uiSizeId, const std::vector<unsigned char>& coefficients)
-{
-    const std::vector<unsigned>& indices = cachedIndexOfPosition(uiSizeId);
-    for (std::size_t i = 0; i < indices.size(); ++i) {
-        if (indices[i] < coefficients.size())
-            own[i] = coefficients[indices[i]];
-    }
-}
-
 void readExplicit(ModelScalingLists& lists, unsigned uiSizeId, unsigned uiMatrixId, CModelBits& bits)
 {
     ModelMatrix& matrix = lists.matrices.at(uiSizeId).at(uiMatrixId);
@@ -97,7 +72,7 @@ void readExplicit(ModelScalingLists& lists, unsigned uiSizeId, unsigned uiMatrix
         nextCoef = ((nextCoef + scaling_list_delta_coef) % 256 + 256) % 256;
         coefficients.push_back(static_cast<unsigned char>(nextCoef));
     }
-    place(matrix.own, uiSizeId, coefficients);
+    modelPlace(matrix.own, uiSizeId, coefficients);
     if (iResult != 0)
         throw Stop{iResult};
     if (uiSizeId > 1)
@@ -118,13 +93,38 @@ void readAll(ModelScalingLists& lists, CModelBits& bits)
             if (uiDelta > uiMatrixId)
                 throw Stop{NOT_ENOUGH_BITS};
             auto& row = lists.matrices[uiSizeId];
-            row[uiMatrixId].source = uiDelta == 0 ? defaultOf(uiSizeId, uiMatrixId) : row[uiMatrixId - uiDelta].source;
+            row[uiMatrixId].source =
+                uiDelta == 0 ? modelDefaultSource(uiSizeId, uiMatrixId) : row[uiMatrixId - uiDelta].source;
         }
     }
     lists.matrices[3][3].source = lists.matrices[3][1].source;
 }
 
 } // namespace
+
+MatrixSource modelDefaultSource(unsigned uiSizeId, unsigned uiMatrixId)
+{
+    const bool bInter = uiSizeId == 3 ? uiMatrixId == 1 || uiMatrixId == 3 : uiMatrixId >= 3;
+    MatrixSource source{MatrixSource::Kind::Default, DefaultTable::Flat4x4, 0, 0};
+    if (uiSizeId == 3 && !bInter && uiMatrixId != 0)
+        source.kind = MatrixSource::Kind::Null;
+    if (uiSizeId == 1)
+        source.table = bInter ? DefaultTable::Inter8x8 : DefaultTable::Intra8x8;
+    if (uiSizeId == 2)
+        source.table = bInter ? DefaultTable::Inter16x16 : DefaultTable::Intra16x16;
+    if (uiSizeId == 3)
+        source.table = bInter ? DefaultTable::Inter32x32 : DefaultTable::Intra32x32;
+    return source;
+}
+
+void modelPlace(std::vector<unsigned char>& own, unsigned uiSizeId, const std::vector<unsigned char>& coefficients)
+{
+    const std::vector<unsigned>& indices = cachedIndexOfPosition(uiSizeId);
+    for (std::size_t i = 0; i < indices.size(); ++i) {
+        if (indices[i] < coefficients.size())
+            own[i] = coefficients[indices[i]];
+    }
+}
 
 std::vector<unsigned char> modelDefaultTable(DefaultTable table)
 {
@@ -144,7 +144,7 @@ void modelSetDefaults(ModelScalingLists& lists)
 {
     for (unsigned uiSizeId = 0; uiSizeId < 4; ++uiSizeId) {
         for (unsigned uiMatrixId = 0; uiMatrixId < 6; ++uiMatrixId)
-            lists.matrices[uiSizeId][uiMatrixId].source = defaultOf(uiSizeId, uiMatrixId);
+            lists.matrices[uiSizeId][uiMatrixId].source = modelDefaultSource(uiSizeId, uiMatrixId);
     }
 }
 

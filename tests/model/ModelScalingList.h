@@ -49,6 +49,12 @@ struct ModelScalingLists
 /// A default table's coefficients in raster order.
 std::vector<unsigned char> modelDefaultTable(DefaultTable table);
 
+/// Where a matrix stands that is predicted from no other.
+MatrixSource modelDefaultSource(unsigned uiSizeId, unsigned uiMatrixId);
+
+/// Puts each coefficient at the positions that its index serves.
+void modelPlace(std::vector<unsigned char>& own, unsigned uiSizeId, const std::vector<unsigned char>& coefficients);
+
 /// The model's setDefaultScalingList, readScalingList and readExplicitScalingList.
 void modelSetDefaults(ModelScalingLists& lists);
 int modelReadScalingLists(ModelScalingLists& lists, CModelBits& bits);

@@ -49,7 +49,7 @@ void readPcm(ModelSps& sps, CModelBits& bits)
     sps.Log2MinIpcmCbSizeY = bits.ue() % 256 + 3;
     sps.Log2MaxIpcmCbSizeY = sps.Log2MinIpcmCbSizeY + bits.ue() % 256;
     bits.flag(sps.pcm_loop_filter_disabled_flag);
-    sps.PcmCbSizeMask = (powerOfTwo(sps.Log2MaxIpcmCbSizeY + 1) - powerOfTwo(sps.Log2MinIpcmCbSizeY)) % 256;
+    modelDerivePcmMask(sps);
 }
 
 void readShortTermRefPicSets(ModelSps& sps, CModelBits& bits, CModelHost& host)
@@ -85,25 +85,6 @@ void readLongTermRefPics(ModelSps& sps, CModelBits& bits)
         bits.u(static_cast<unsigned>(sps.log2_max_pic_order_cnt_lsb), i < 16 ? sps.lt_ref_pic_poc_lsb_sps[i] : dropped);
         bits.flag(i < 16 ? sps.used_by_curr_pic_lt_sps_flag[i] : dropped);
     }
-}
-
-void derivePictureSizes(ModelSps& sps)
-{
-    const std::uint32_t CtbSizeY = powerOfTwo(sps.CtbLog2SizeY);
-    const auto inCtbs = [&](Value samples) { return static_cast<std::uint32_t>(samples + CtbSizeY - 1) / CtbSizeY; };
-    const auto lastCtb = [&](Value samples) {
-        const Value rest = samples % CtbSizeY;
-        return (rest == 0 ? Value{CtbSizeY} : rest) % 256;
-    };
-    sps.LastCtbWidthY = lastCtb(sps.pic_width_in_luma_samples);
-    sps.LastCtbHeightY = lastCtb(sps.pic_height_in_luma_samples);
-    sps.PicWidthInCtbsY = inCtbs(sps.pic_width_in_luma_samples);
-    sps.PicHeightInCtbsY = inCtbs(sps.pic_height_in_luma_samples);
-    const Value product = sps.PicWidthInCtbsY * sps.PicHeightInCtbsY % 0x100000000;
-    sps.PicSizeInCtbsY = product >= 0x80000000 ? product - 0x100000000 : product;
-    sps.SliceSegmentAddressBits = 0;
-    while (sps.PicSizeInCtbsY > Value{1} << sps.SliceSegmentAddressBits)
-        ++sps.SliceSegmentAddressBits;
 }
 
 void readPictureFormat(ModelSps& sps, CModelBits& bits)
@@ -154,11 +135,35 @@ void readSps(ModelSps& sps, CModelBits& bits, CModelHost& host)
     bits.flag(sps.strong_intra_smoothing_enabled_flag);
     bits.flag(sps.vui_parameters_present_flag);
     bits.flag(sps.sps_extension_present_flag);
-    derivePictureSizes(sps);
+    modelDerivePictureSizes(sps);
     bits.readTailing();
 }
 
 } // namespace
+
+void modelDerivePcmMask(ModelSps& sps)
+{
+    sps.PcmCbSizeMask = (powerOfTwo(sps.Log2MaxIpcmCbSizeY + 1) - powerOfTwo(sps.Log2MinIpcmCbSizeY)) % 256;
+}
+
+void modelDerivePictureSizes(ModelSps& sps)
+{
+    const std::uint32_t CtbSizeY = powerOfTwo(sps.CtbLog2SizeY);
+    const auto inCtbs = [&](Value samples) { return static_cast<std::uint32_t>(samples + CtbSizeY - 1) / CtbSizeY; };
+    const auto lastCtb = [&](Value samples) {
+        const Value rest = samples % CtbSizeY;
+        return (rest == 0 ? Value{CtbSizeY} : rest) % 256;
+    };
+    sps.LastCtbWidthY = lastCtb(sps.pic_width_in_luma_samples);
+    sps.LastCtbHeightY = lastCtb(sps.pic_height_in_luma_samples);
+    sps.PicWidthInCtbsY = inCtbs(sps.pic_width_in_luma_samples);
+    sps.PicHeightInCtbsY = inCtbs(sps.pic_height_in_luma_samples);
+    const Value product = sps.PicWidthInCtbsY * sps.PicHeightInCtbsY % 0x100000000;
+    sps.PicSizeInCtbsY = product >= 0x80000000 ? product - 0x100000000 : product;
+    sps.SliceSegmentAddressBits = 0;
+    while (sps.PicSizeInCtbsY > Value{1} << sps.SliceSegmentAddressBits)
+        ++sps.SliceSegmentAddressBits;
+}
 
 void modelTakeStore(ModelStore& store, int iLine, CModelHost& host)
 {

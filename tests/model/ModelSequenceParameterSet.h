@@ -88,6 +88,10 @@ void modelDestroySps(ModelSps& sps, CModelHost& host);
 int modelVerifySps(const ModelSps& sps, CModelHost& host);
 int modelReadSps(ModelSps& sps, CModelBits& bits, CModelHost& host);
 
+/// PcmCbSizeMask, and the picture's size in CTBs, out of the fields that they follow from.
+void modelDerivePcmMask(ModelSps& sps);
+void modelDerivePictureSizes(ModelSps& sps);
+
 /// Takes a zeroed store from the pool unless there is one; stops when the pool gives none.
 void modelTakeStore(ModelStore& store, int iLine, CModelHost& host);
 

@@ -111,7 +111,15 @@ void readTileGrid(ModelPps& pps, std::uint32_t W, std::uint32_t H, CModelBits& b
     const bool bUniform = pps.uniform_spacing_flag != 0;
     readSizes(pps.colWidth.entries, C, W, bUniform, bits);
     readSizes(pps.rowHeight.entries, R, H, bUniform, bits);
-    if (!isWholeSide(pps.colWidth.entries, C, W) || !isWholeSide(pps.rowHeight.entries, R, H))
+    modelMakeTileTables(pps, W, H, host);
+}
+
+} // namespace
+
+void modelMakeTileTables(ModelPps& pps, std::uint32_t W, std::uint32_t H, CModelHost& host)
+{
+    if (!isWholeSide(pps.colWidth.entries, static_cast<std::uint32_t>(pps.num_tile_columns_minus1), W) ||
+        !isWholeSide(pps.rowHeight.entries, static_cast<std::uint32_t>(pps.num_tile_rows_minus1), H))
         throw Stop{NOT_ENOUGH_BITS};
     const std::uint64_t ulPicSizeInCtbsY = std::uint64_t{W} * H;
     take(pps.CtbAddrTsToRs, ulPicSizeInCtbsY, 853, host);
@@ -119,8 +127,6 @@ void readTileGrid(ModelPps& pps, std::uint32_t W, std::uint32_t H, CModelBits& b
     take(pps.TileId, ulPicSizeInCtbsY, 859, host);
     fillTables(pps, W, H);
 }
-
-} // namespace
 
 ModelTable modelTakeTable(std::uint64_t ulEntries, int iLine, CModelHost& host)
 {
