@@ -36,15 +36,16 @@ struct ContainerTrack
 struct UnitPlace
 {
     std::uint64_t ulTrack = 0;
-    std::string_view holder;        // "track", "item" or "PID"
-    std::string_view configuration; // "hvcC", "lhvC" or "CodecPrivate"; empty in the stream itself
+    std::string_view holder;        // "track", "item", "PID" or "media"; empty of sets that stand alone
+    std::string_view configuration; // "hvcC", "lhvC", "CodecPrivate", "sprop-vps" …; empty in the stream itself
     unsigned uiDescription = 0;     // sample description from 1 of several, else 0
-    std::string_view part;          // "sample", "frame" or "packet"; empty where there are no such
+    std::string_view part;          // "sample", "frame", "packet" or "set"; empty where there are no such
     std::uint64_t ulPart = 0;       // which, from 1
     std::optional<double> time;     // seconds: composition time, block time or PTS
 };
 
-/// "track 1, hvcC", "track 1, sample 17 at 0.68 s", "item 3", "PID 256, packet 12 at 1.48 s".
+/// "track 1, hvcC", "track 1, sample 17 at 0.68 s", "item 3", "PID 256, packet 12 at 1.48 s", "media 1, sprop-sps",
+/// "set 2".
 std::string placeText(const UnitPlace& place);
 
 /// Bytes of a NAL unit that is no parameter set which are delivered: header and what follows.

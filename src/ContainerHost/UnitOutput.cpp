@@ -35,14 +35,17 @@ std::size_t withoutZeros(std::span<const unsigned char> bytes)
 
 std::string placeText(const UnitPlace& place)
 {
-    std::string text = std::string(place.holder) + ' ' + std::to_string(place.ulTrack);
+    // Sets that stand alone have no holder.
+    std::string text;
+    if (!place.holder.empty())
+        text = std::string(place.holder) + ' ' + std::to_string(place.ulTrack);
     if (!place.configuration.empty())
-        text += ", " + std::string(place.configuration);
+        text += (text.empty() ? "" : ", ") + std::string(place.configuration);
     if (place.uiDescription != 0)
         text += (place.configuration.empty() ? ", sample description " : " of sample description ") +
                 std::to_string(place.uiDescription);
     if (!place.part.empty())
-        text += ", " + std::string(place.part) + ' ' + std::to_string(place.ulPart);
+        text += (text.empty() ? "" : ", ") + std::string(place.part) + ' ' + std::to_string(place.ulPart);
     if (place.time)
         text += " at " + secondsText(*place.time) + " s";
     return text;

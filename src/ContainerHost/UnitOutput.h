@@ -29,6 +29,9 @@ public:
     /// Whether nothing more is wanted: the sink said so, or the work is out of proportion.
     [[nodiscard]] bool isStopped() const { return m_bStopped; }
 
+    /// Nothing more is delivered.
+    void stop() { m_bStopped = true; }
+
     /// A head run has seen the track's first slice segment.
     [[nodiscard]] bool isTrackDone(std::uint64_t ulTrack) const { return m_done.contains(ulTrack); }
 
