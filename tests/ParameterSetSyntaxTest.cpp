@@ -11,7 +11,6 @@
 #include <gtest/gtest.h>
 
 #include "SyntaxGenerator.h"
-#include "SyntaxPromises.h"
 
 using namespace h265_syntax;
 using namespace h265_test;
@@ -24,6 +23,20 @@ std::uint32_t setCount()
     const char* const pCount = std::getenv("H265_SYNTAX_SETS");
     return pCount != nullptr ? static_cast<std::uint32_t>(std::strtoul(pCount, nullptr, 10)) : 700;
 }
+
+// What is told of a set, for comparison.
+class CTraceText : public CElementSink
+{
+public:
+    bool onElement(const Element& element) override
+    {
+        m_text.append(element.structure).append(".").append(element.nameWithIndices()).append("=");
+        m_text.append(std::to_string(element.iValue)).append("\n");
+        return true;
+    }
+
+    std::string m_text;
+};
 
 // Writes a made set, reads it, and expects what was made.
 template <class TSet, class... TContext>

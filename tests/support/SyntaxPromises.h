@@ -1,34 +1,40 @@
 #pragma once
 
 #include <algorithm>
+#include <bit>
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <span>
-#include <string>
+#include <string_view>
 #include <vector>
 
 #include "ParameterSetSyntax.h"
 
 namespace h265_test {
 
-/// What is told of a set, for comparison; checks that elements follow one another without a gap.
-class CTraceText : public h265_syntax::CElementSink
+/// What is told of a set, in one number for comparison; checks that elements follow one another without a gap.
+class CTraceDigest : public h265_syntax::CElementSink
 {
 public:
     bool onElement(const h265_syntax::Element& element) override
     {
         m_bGapless = m_bGapless && element.uiBit == m_uiEnd;
         m_uiEnd = element.uiBit + element.uiBits;
-        m_text.append(element.structure).append(".").append(element.pName);
+        mix(std::hash<std::string_view>{}(element.structure));
+        mix(reinterpret_cast<std::uintptr_t>(element.pName));
         for (const unsigned uiIndex : element.indices())
-            m_text.append("[").append(std::to_string(uiIndex)).append("]");
-        m_text.append("=").append(std::to_string(element.iValue)).append("\n");
+            mix(uiIndex);
+        mix(static_cast<std::uint64_t>(element.iValue));
         return true;
     }
 
-    std::string m_text;
+    std::uint64_t m_ulDigest = 0;
     std::uint64_t m_uiEnd = 0;
     bool m_bGapless = true;
+
+private:
+    void mix(std::uint64_t ulValue) { m_ulDigest = (std::rotl(m_ulDigest, 25) ^ ulValue) * 0x9E3779B97F4A7C15U; }
 };
 
 /// Holds what the library promises of every NAL unit, whatever its bytes: reads one after another into
@@ -66,21 +72,21 @@ private:
             return "a used structure is read into like a fresh one";
         if (bRead == bool(fresh.stop) || fresh.stop.element.empty() == bool(fresh.stop))
             return "a set that was not read says where it stopped";
-        CTraceText text;
-        CTraceText reusedText;
-        trace(fresh, text, &nalUnit);
-        trace(reused, reusedText);
-        if (text.m_text != reusedText.m_text)
+        CTraceDigest digest;
+        CTraceDigest reusedDigest;
+        trace(fresh, digest, &nalUnit);
+        trace(reused, reusedDigest);
+        if (digest.m_ulDigest != reusedDigest.m_ulDigest)
             return "a used structure holds what a fresh one does";
-        if (!text.m_bGapless || text.m_uiEnd > 8 * nalUnit.rbsp().size())
+        if (!digest.m_bGapless || digest.m_uiEnd > 8 * nalUnit.rbsp().size())
             return "elements follow one another inside the payload";
         if (!compare(fresh, reused).empty())
             return "a set does not differ from itself";
-        return bRead ? checkWritten(reused, nalUnit, text.m_text, context...) : nullptr;
+        return bRead ? checkWritten(reused, nalUnit, digest.m_ulDigest, context...) : nullptr;
     }
 
     template <class TSet, class... TContext>
-    const char* checkWritten(TSet& set, const h265_syntax::CNalUnit& nalUnit, const std::string& text,
+    const char* checkWritten(TSet& set, const h265_syntax::CNalUnit& nalUnit, std::uint64_t ulDigest,
                              const TContext&... context)
     {
         std::vector<unsigned char> written;
@@ -89,9 +95,9 @@ private:
         const h265_syntax::CNalUnit again(written);
         if (!std::ranges::equal(again.rbsp(), nalUnit.rbsp()))
             return "what was read is written as it was";
-        CTraceText after;
+        CTraceDigest after;
         trace(set, after);
-        return after.m_text == text ? nullptr : "writing changes nothing";
+        return after.m_ulDigest == ulDigest ? nullptr : "writing changes nothing";
     }
 
     h265_syntax::VideoParameterSet m_vps;
