@@ -1,0 +1,81 @@
+#include "ClaimFindings.h"
+
+#include <utility>
+
+namespace h265_inspect {
+
+using namespace h265_syntax;
+
+void CClaimFindings::add(ClaimFinding finding)
+{
+    if (m_findings.size() == CClaimChecks::MAX_FINDINGS ||
+        !m_told.insert(finding.box + ' ' + finding.finding.message).second)
+        return;
+    m_findings.push_back(std::move(finding));
+}
+
+std::span<const ClaimFinding> CClaimFindings::news()
+{
+    const std::size_t uiBegin = std::exchange(m_uiAsked, m_findings.size());
+    return std::span(m_findings).subspan(uiBegin);
+}
+
+CBoxChecks CBoxChecks::inside(std::string_view structure) const
+{
+    CBoxChecks checks = *this;
+    checks.m_structure = structure;
+    return checks;
+}
+
+std::string_view CBoxChecks::box() const
+{
+    const std::size_t uiSlash = m_box.rfind('/');
+    return std::string_view(m_box).substr(uiSlash == std::string::npos ? 0 : uiSlash + 1);
+}
+
+void CBoxChecks::error(const Blamed& blamed, std::string_view clause, std::string allowed, std::string message) const
+{
+    add(ESeverity::Error, blamed, clause, std::move(allowed), std::move(message));
+}
+
+void CBoxChecks::warning(const Blamed& blamed, std::string_view clause, std::string allowed, std::string message) const
+{
+    add(ESeverity::Warning, blamed, clause, std::move(allowed), std::move(message));
+}
+
+void CBoxChecks::add(ESeverity eSeverity, const Blamed& blamed, std::string_view clause, std::string allowed,
+                     std::string message) const
+{
+    // The list of one set makes the finding of the element; box and byte are what a claim adds.
+    CFindings one;
+    CChecks checks(one, m_structure);
+    if (eSeverity == ESeverity::Error)
+        checks.error(blamed, clause, std::move(allowed), std::move(message));
+    else
+        checks.warning(blamed, clause, std::move(allowed), std::move(message));
+    m_findings.add({std::move(one.all().front()), m_box, m_ulOffset});
+}
+
+std::string ClaimedSps::name() const
+{
+    return say("SPS ", set.sps_seq_parameter_set_id);
+}
+
+std::string ClaimedSps::rateHolder() const
+{
+    return gist.frameRate && gist.frameRate->bFromVps ? "the VPS" : name() + "'s VUI";
+}
+
+Blamed ClaimedSps::timeScale() const
+{
+    if (gist.frameRate && gist.frameRate->bFromVps)
+        return Blamed("vps_time_scale", pVps == nullptr ? 0 : pVps->vps_time_scale);
+    return Blamed("vui_time_scale", set.vui_parameters.vui_time_scale);
+}
+
+std::string_view ClaimedSps::timeStructure() const
+{
+    return gist.frameRate && gist.frameRate->bFromVps ? "" : "vui_parameters";
+}
+
+} // namespace h265_inspect

@@ -1,0 +1,88 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <set>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "ClaimChecks.h"
+#include "ContainerClaims.h"
+#include "SequenceParameterSetSyntax.h"
+#include "StreamGist.h"
+#include "VideoParameterSetSyntax.h"
+
+namespace h265_inspect {
+
+/// The findings of one track, each once.
+class CClaimFindings
+{
+public:
+    void add(ClaimFinding finding);
+    std::span<const ClaimFinding> news();
+
+private:
+    std::vector<ClaimFinding> m_findings;
+    std::set<std::string> m_told;
+    std::size_t m_uiAsked = 0;
+};
+
+/// The findings about one box: what a check says its lines to, as those of sets do (Finding.h).
+class CBoxChecks
+{
+public:
+    template <class T>
+    CBoxChecks(CClaimFindings& findings, const h265_container::Claim<T>& claim)
+        : m_findings(findings), m_box(claim.box), m_ulOffset(claim.ulOffset)
+    {}
+
+    /// The checks of elements of a structure of the set.
+    [[nodiscard]] CBoxChecks inside(std::string_view structure) const;
+
+    /// The last name of the box's path: "hvcC".
+    [[nodiscard]] std::string_view box() const;
+
+    void error(const h265_syntax::Blamed& blamed, std::string_view clause, std::string allowed,
+               std::string message) const;
+    void warning(const h265_syntax::Blamed& blamed, std::string_view clause, std::string allowed,
+                 std::string message) const;
+
+private:
+    void add(h265_syntax::ESeverity eSeverity, const h265_syntax::Blamed& blamed, std::string_view clause,
+             std::string allowed, std::string message) const;
+
+    CClaimFindings& m_findings;
+    std::string m_box;
+    std::optional<std::uint64_t> m_ulOffset;
+    std::string m_structure;
+};
+
+/// What claims are held against: an SPS that was read whole.
+struct ClaimedSps
+{
+    const h265_syntax::SequenceParameterSet& set;
+    const SequenceGist& gist;
+    const h265_syntax::VideoParameterSet* pVps = nullptr; // that it names, if it is there
+    std::uint32_t uiCompatibility = 0;                    // general_profile_compatibility_flag[0] is bit 31
+    std::uint64_t ulConstraints = 0; // the 48 bits behind them, general_progressive_source_flag is bit 47
+
+    /// "SPS 0"
+    [[nodiscard]] std::string name() const;
+
+    /// "SPS 0's VUI", or "the VPS": where the frame rate stands.
+    [[nodiscard]] std::string rateHolder() const;
+
+    /// The element that the frame rate comes from, and its structure.
+    [[nodiscard]] h265_syntax::Blamed timeScale() const;
+    [[nodiscard]] std::string_view timeStructure() const;
+};
+
+/// The clauses that several checks cite.
+inline constexpr std::string_view RECORD_CLAUSE = "14496-15 8.3.2.1.1"; // what holds for all sets of a record
+inline constexpr std::string_view FIELDS_CLAUSE = "14496-15 8.3.2.1.3"; // what its fields mean
+inline constexpr std::string_view ENTRY_CLAUSE = "14496-15 8.4.1.1";    // where a sample entry has its sets
+
+} // namespace h265_inspect
