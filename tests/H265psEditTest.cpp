@@ -85,7 +85,7 @@ TEST_F(H265psEdit, ReadsStandardInput)
     const ChildResult same = h265ps({"edit", "-", "-o", "in.hevc"}, setup);
     EXPECT_EQ(same.iExitCode, 2);
     EXPECT_EQ(same.error,
-              "h265ps: error: in.hevc: it is the file that is read; the edited stream goes to another one\n");
+              "h265ps: error: in.hevc: it is the file that is read; what is written goes to another one\n");
 }
 
 TEST_F(H265psEdit, RefusesWithASentenceForEachReason)
@@ -158,7 +158,7 @@ TEST_F(H265psEdit, WritesRegularFilesOnly)
     fs::create_directory(m_directory / "directory");
     fs::create_symlink("nowhere", m_directory / "dangling");
     const Names aaCases[] = {
-        {"-", "standard output: the edited stream goes to a file"},
+        {"-", "standard output: what is written goes to a file"},
         {"/dev/null", "/dev/null: it is no regular file"},
         {"directory", "directory: Is a directory"},
         {"dangling", "dangling: it is a link to a file that is not there"},

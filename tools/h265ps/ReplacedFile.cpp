@@ -54,7 +54,7 @@ CReplacedFile::CReplacedFile(const std::string& path, const std::string& input) 
     if ((bStandardInput ? ::fstat(STDIN_FILENO, &inputStatus) : ::stat(input.c_str(), &inputStatus)) != 0)
         throw CFileError(input + ": " + std::strerror(errno));
     if (path == "-")
-        throw CFileError("standard output: the edited stream goes to a file, which can be left alone when there is an "
+        throw CFileError("standard output: what is written goes to a file, which can be left alone when there is an "
                          "error; -o - is not one");
     judge(inputStatus);
     open();
@@ -92,7 +92,7 @@ void CReplacedFile::judge(const struct stat& input)
     if (!S_ISREG(m_replaced.st_mode))
         throw CFileError(m_path + ": it is no regular file, which can be left alone when there is an error");
     if (m_replaced.st_dev == input.st_dev && m_replaced.st_ino == input.st_ino)
-        throw CFileError(m_path + ": it is the file that is read; the edited stream goes to another one");
+        throw CFileError(m_path + ": it is the file that is read; what is written goes to another one");
     if (::access(m_path.c_str(), W_OK) != 0)
         fail(errno);
     const std::unique_ptr<char, decltype(&std::free)> pTarget(::realpath(m_path.c_str(), nullptr), &std::free);

@@ -27,9 +27,10 @@ Examples:
   h265ps diff a.hevc b.hevc             what differs between the parameter sets
   h265ps edit a.hevc -o b.hevc sps.vui.colour_primaries=9
                                         the stream with another value
+  h265ps export a.hevc --as sprop       the sets for SDP, hvcC, hexadecimal, a byte stream
 
-The first word can be a verb: show (what is done without one), trace, check, diff or
-edit. Each has options and a --help of its own. A file of such a name is ./check.
+The first word can be a verb: show (what is done without one), trace, check, diff, edit
+or export. Each has options and a --help of its own. A file of such a name is ./check.
 
 The first lines and the last ones say what the stream is, how a codecs parameter names it,
 what is wrong with its sets, and whether this decoder takes it.

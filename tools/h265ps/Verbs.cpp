@@ -13,6 +13,7 @@ constexpr Verb VERBS[] = {
     {"check", runCheck},
     {"diff", runDiff},
     {"edit", runEdit},
+    {"export", runExport},
 };
 
 } // namespace

@@ -26,5 +26,6 @@ int runTrace(std::span<char* const> arguments, COutputStream& output);
 int runCheck(std::span<char* const> arguments, COutputStream& output);
 int runDiff(std::span<char* const> arguments, COutputStream& output);
 int runEdit(std::span<char* const> arguments, COutputStream& output);
+int runExport(std::span<char* const> arguments, COutputStream& output);
 
 } // namespace h265ps
