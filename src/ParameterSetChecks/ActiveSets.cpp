@@ -150,7 +150,8 @@ void CActiveSets::onNalUnit(std::span<const unsigned char> nalUnit, std::uint64_
     if (header.nal_unit_type == EOS_NUT && header.nuh_layer_id != 0)
         m_aLayers[header.nuh_layer_id].bSequenceEnded = true;
     else if (header.nal_unit_type == EOS_NUT || header.nal_unit_type == EOB_NUT)
-        std::ranges::for_each(m_aLayers, [](Layer& layer) { layer.bSequenceEnded = true; });
+        for (Layer& layer : m_aLayers)
+            layer.bSequenceEnded = true;
 }
 
 void CActiveSets::onSlice(const NalUnitHeader& header, std::span<const unsigned char> rbsp, std::uint64_t ulOffset)

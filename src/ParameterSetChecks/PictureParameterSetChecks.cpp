@@ -42,7 +42,7 @@ void checkAlone(const PictureParameterSet& s, CChecks& checks)
 std::uint64_t explicitSum(const std::vector<std::uint32_t>& sizes_minus1, std::uint64_t ulTiles)
 {
     std::uint64_t ulSum = 0;
-    for (std::uint64_t i = 0; i + 1 < ulTiles && i < sizes_minus1.size(); ++i)
+    for (std::size_t i = 0; i + 1 < ulTiles && i < sizes_minus1.size(); ++i)
         ulSum += std::uint64_t{sizes_minus1[i]} + 1;
     return ulSum;
 }
@@ -131,7 +131,7 @@ std::uint64_t tileSize(bool uniform_spacing_flag, const std::vector<std::uint32_
     if (uniform_spacing_flag)
         return (i + 1) * ulPicCtbs / ulTiles - i * ulPicCtbs / ulTiles;
     if (i + 1 < ulTiles)
-        return i < sizes_minus1.size() ? std::uint64_t{sizes_minus1[i]} + 1 : 0;
+        return i < sizes_minus1.size() ? std::uint64_t{sizes_minus1[static_cast<std::size_t>(i)]} + 1 : 0;
     const std::uint64_t ulSum = explicitSum(sizes_minus1, ulTiles);
     return ulSum < ulPicCtbs ? ulPicCtbs - ulSum : 0;
 }

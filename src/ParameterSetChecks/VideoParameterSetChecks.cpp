@@ -48,7 +48,7 @@ void checkTiming(const VideoParameterSet& s, CChecks& checks)
         std::min<std::size_t>({s.vps_num_hrd_parameters, s.hrd_layer_set_idx.size(), s.hrd_parameters.size()}));
     for (unsigned i = 0; i < uiHrds; ++i) {
         RANGE_1(hrd_layer_set_idx, i, iFirst, s.vps_num_layer_sets_minus1, "7.4.3.1");
-        const auto before = s.hrd_layer_set_idx.begin() + i;
+        const auto before = s.hrd_layer_set_idx.begin() + static_cast<std::ptrdiff_t>(i);
         SHALL(std::find(s.hrd_layer_set_idx.begin(), before, *before) == before,
               BLAME_1(hrd_layer_set_idx, i),
               "7.4.3.1",

@@ -301,7 +301,7 @@ void check3d(const Vps3dExtension& s, unsigned NumViews, CChecks checks)
     for (unsigned n = 1; n < NumViews && n < MAX_LAYERS; ++n) {
         const std::vector<std::uint32_t>& refs = s.cp_ref_voi[n];
         for (unsigned m = 1; m < s.num_cp[n] && m < refs.size(); ++m) {
-            const auto position = refs.begin() + m;
+            const auto position = refs.begin() + static_cast<std::ptrdiff_t>(m);
             SHALL(std::find(refs.begin(), position, *position) == position,
                   BLAME_2(cp_ref_voi, n, m),
                   "I.7.4.3.1.7",

@@ -94,14 +94,15 @@ void deriveLayerIds(VideoParameterSet& vps)
     layers.NumLayerSets = 0;
     layers.NumOutputLayerSets = 0;
     layers.MaxLayersMinus1 = std::min<unsigned>(vps.vps_max_layers_minus1, MAX_LAYERS - 1);
-    layers.NumScalabilityTypes = static_cast<unsigned>(std::ranges::count(s.scalability_mask_flag, true));
+    layers.NumScalabilityTypes =
+        static_cast<unsigned>(std::count(std::begin(s.scalability_mask_flag), std::end(s.scalability_mask_flag), true));
     layers.LayerIdxInVps.fill(0);
     for (unsigned i = 0; i <= layers.MaxLayersMinus1; ++i)
         layers.LayerIdxInVps[s.layer_id_in_nuh[i] & 63U] = static_cast<unsigned char>(i);
     if (s.splitting_flag)
         inferDimensionIds(s, layers);
     else
-        std::ranges::fill(s.dimension_id[0], static_cast<std::uint16_t>(0));
+        std::fill(std::begin(s.dimension_id[0]), std::end(s.dimension_id[0]), static_cast<std::uint16_t>(0));
     layers.NumViews = countViews(s, layers);
 }
 

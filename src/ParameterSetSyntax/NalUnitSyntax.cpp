@@ -43,7 +43,7 @@ void CNalUnit::assign(std::span<const unsigned char> nalUnit)
 std::uint64_t CNalUnit::nalBit(std::uint64_t uiRbspBit) const
 {
     // A byte stands behind every prevention byte that as many RBSP bytes, or fewer, are in front of.
-    const auto behind = std::ranges::upper_bound(m_preventions, uiRbspBit / 8);
+    const auto behind = std::upper_bound(m_preventions.begin(), m_preventions.end(), uiRbspBit / 8);
     const auto uiPreventions = static_cast<std::uint64_t>(behind - m_preventions.begin());
     return uiRbspBit + 8 * (HEADER_BYTES + uiPreventions);
 }

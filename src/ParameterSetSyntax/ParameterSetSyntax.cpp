@@ -324,7 +324,7 @@ private:
         const auto found = m_places.find(keyOf(left));
         if (found == m_places.end())
             return SIZE_MAX;
-        const auto place = std::ranges::lower_bound(found->second, m_uiRight);
+        const auto place = std::lower_bound(found->second.begin(), found->second.end(), m_uiRight);
         return place == found->second.end() ? SIZE_MAX : *place;
     }
 
