@@ -38,6 +38,19 @@ const ChecksRow ROWS[] = {
 const ChecksRow SCREEN_ROWS[] = {
     {"sps_max_dec_pic_buffering_minus1[0]=6", ""},
     {"sps_max_dec_pic_buffering_minus1[0]=7", "error sps_max_dec_pic_buffering_minus1[0] [A.4.2]"},
+    // Main 10 as well
+    {PTL"general_profile_compatibility_flag[2]=1 sps_max_dec_pic_buffering_minus1[0]=5", ""},
+    {PTL"general_profile_compatibility_flag[2]=1 sps_max_dec_pic_buffering_minus1[0]=6", "error sps_max_dec_pic_buffering_minus1[0] [A.4.2]"},
+};
+
+// Main of level 3.1 (10 Mbit/s and a tenth for NAL units) with three sub-layers, of which the middle one has level 2
+// (1.5 Mbit/s), and so has the one below it.
+#define HRD "vui_parameters.hrd_parameters."
+const ChecksRow SUB_LAYER_ROWS[] = {
+    {HRD"nal_hrd[0].bit_rate_value_minus1[0]=25780 " HRD"nal_hrd[1].bit_rate_value_minus1[0]=25780 " HRD"nal_hrd[2].bit_rate_value_minus1[0]=171874", ""},
+    {HRD"nal_hrd[2].bit_rate_value_minus1[0]=171875", "error " HRD"nal_hrd[2].bit_rate_value_minus1[0] [A.4.1]"},
+    {HRD"nal_hrd[1].bit_rate_value_minus1[0]=25781", "error " HRD"nal_hrd[1].bit_rate_value_minus1[0] [A.4.1]"},
+    {HRD"nal_hrd[0].bit_rate_value_minus1[0]=25781", "error " HRD"nal_hrd[0].bit_rate_value_minus1[0] [A.4.1]"},
 };
 
 // Level 3.1: three rows and columns; 832x480 of CTBs of 16
@@ -63,6 +76,21 @@ TEST(LevelChecks, GiveScreenContentOnePictureMore)
                        "general_max_10bit_constraint_flag=1 " PTL "general_max_8bit_constraint_flag=1 " PTL
                        "general_intra_constraint_flag=0 " PTL "general_lower_bit_rate_constraint_flag=1"),
                   SCREEN_ROWS);
+}
+
+// 7.4.4: a sub-layer without a level of its own has that of the one above it.
+TEST(LevelChecks, HoldTheRatesOfSubLayers)
+{
+    expectSpsRows(with(legalSps(),
+                       PTL "general_level_idc=93 " PTL "general_profile_compatibility_flag[4]=0 " PTL
+                           "general_profile_idc=2 " PTL "general_profile_compatibility_flag[2]=1 "
+                           "sps_max_sub_layers_minus1=2 sps_sub_layer_ordering_info_present_flag=0 "
+                           "sps_max_dec_pic_buffering_minus1[2]=4 sps_max_num_reorder_pics[2]=2 " PTL
+                           "sub_layer_level_present_flag[1]=1 " PTL "sub_layer_level_idc[1]=60 "
+                           "vui_parameters_present_flag=1 vui_parameters.vui_timing_info_present_flag=1 "
+                           "vui_parameters.vui_num_units_in_tick=1 vui_parameters.vui_time_scale=25 "
+                           "vui_parameters.vui_hrd_parameters_present_flag=1 " HRD "nal_hrd_parameters_present_flag=1"),
+                  SUB_LAYER_ROWS);
 }
 
 TEST(LevelChecks, HoldTheTilesOfAPps)

@@ -44,6 +44,9 @@ const ChecksRow ROWS[] = {
     {PTL"general_profile_idc=5 " PTL"general_profile_compatibility_flag[4]=0 " PTL"general_profile_compatibility_flag[5]=1 " PTL"general_reserved_zero_33bits=1", "error " PTL"general_reserved_zero_33bits [7.4.4]"},
     {PTL"general_profile_idc=6 " PTL"general_profile_compatibility_flag[4]=0 " PTL"general_profile_compatibility_flag[6]=1", ""},
     {PTL"general_profile_idc=6 " PTL"general_profile_compatibility_flag[4]=0 " PTL"general_profile_compatibility_flag[6]=1 " PTL"general_reserved_zero_bit=1", "error " PTL"general_reserved_zero_bit [7.4.4]"},
+    // Main 4:4:4 16 Intra and Still Picture are listed; 8 bits of any chroma format, with intra pictures only, are not.
+    {PTL"general_one_picture_only_constraint_flag=1 sps_max_dec_pic_buffering_minus1[0]=0 sps_max_num_reorder_pics[0]=0", ""},
+    {PTL"general_max_8bit_constraint_flag=1", "warning " PTL"general_profile_idc [A.3.5]"},
     {PTL"general_level_idc=120", ""},
     {PTL"general_level_idc=0", "error " PTL"general_level_idc [A.4.1]"},
     {PTL"general_level_idc=31", "error " PTL"general_level_idc [A.4.1]"},

@@ -17,6 +17,11 @@ const ChecksRow ROWS[] = {
     {"", ""},
     {"vps_max_layers_minus1=63", "error vps_max_layers_minus1 [7.4.3.1]"},
     {"vps_max_layers_minus1=1", "error vps_extension_flag [F.7.4.3.1]"},
+    {"vps_base_layer_available_flag=0", "error vps_base_layer_available_flag [A.3.5]"},
+    {"vps_base_layer_internal_flag=0", "error vps_base_layer_internal_flag [A.3.5]"},
+    {"vps_base_layer_internal_flag=0 vps_base_layer_available_flag=0", "error vps_base_layer_internal_flag [A.3.5]"},
+    // An external base layer has no profile and level here.
+    {"vps_base_layer_internal_flag=0 " PTL"general_profile_idc=0 " PTL"general_profile_compatibility_flag[4]=0 " PTL"general_level_idc=0", ""},
     {"vps_temporal_id_nesting_flag=0", "error vps_temporal_id_nesting_flag [7.4.3.1]"},
     {"vps_sub_layer_ordering_info_present_flag=0 vps_max_sub_layers_minus1=6 vps_temporal_id_nesting_flag=0", ""},
     {"vps_sub_layer_ordering_info_present_flag=0 vps_max_sub_layers_minus1=7", "error vps_max_sub_layers_minus1 [7.4.3.1]"},
@@ -45,7 +50,7 @@ const ChecksRow TIMING_ROWS[] = {
     {"vps_num_hrd_parameters=1 hrd_layer_set_idx[0]=1", "error hrd_layer_set_idx[0] [7.4.3.1]"},
     {"vps_num_layer_sets_minus1=1 vps_num_hrd_parameters=2 hrd_layer_set_idx[1]=1", ""},
     {"vps_num_layer_sets_minus1=1 vps_num_hrd_parameters=2 hrd_layer_set_idx[1]=0", "error hrd_layer_set_idx[1] [7.4.3.1]"},
-    {"vps_base_layer_internal_flag=0 vps_num_hrd_parameters=1 hrd_layer_set_idx[0]=0", "error hrd_layer_set_idx[0] [7.4.3.1]"},
+    {"vps_base_layer_internal_flag=0 vps_num_hrd_parameters=1 hrd_layer_set_idx[0]=0", "error vps_base_layer_internal_flag [A.3.5], error hrd_layer_set_idx[0] [7.4.3.1]"},
     {"#vps_num_hrd_parameters=1025", "error vps_num_hrd_parameters [7.4.3.1]"},
     {"vps_num_hrd_parameters=1 hrd_parameters[0].fixed_pic_rate_general_flag[0]=1 hrd_parameters[0].elemental_duration_in_tc_minus1[0]=2048", "error hrd_parameters[0].elemental_duration_in_tc_minus1[0] [E.3.2]"},
     // The HRD of the base layer, against the level

@@ -54,7 +54,8 @@ const ChecksRow ROWS[] = {
     {X"rep_format[0].pic_width_vps_in_luma_samples=0 " X"rep_format[0].conformance_window_vps_flag=0", "error " X"rep_format[0].pic_width_vps_in_luma_samples [F.7.4.3.1.2]"},
     {X"rep_format[0].pic_height_vps_in_luma_samples=0 " X"rep_format[0].conformance_window_vps_flag=0", "error " X"rep_format[0].pic_height_vps_in_luma_samples [F.7.4.3.1.2]"},
     {X"rep_format[0].chroma_and_bit_depth_vps_present_flag=0", "error " X"rep_format[0].chroma_and_bit_depth_vps_present_flag [F.7.4.3.1.2]"},
-    {X"rep_format[0].bit_depth_vps_luma_minus8=8 " X"rep_format[0].bit_depth_vps_chroma_minus8=8", ""},
+    {X"rep_format[0].bit_depth_vps_luma_minus8=8 " X"rep_format[0].bit_depth_vps_chroma_minus8=8",
+     "error " X"rep_format[0].bit_depth_vps_luma_minus8 [A.3.2], error " X"rep_format[0].bit_depth_vps_chroma_minus8 [A.3.2]"},
     {X"rep_format[0].bit_depth_vps_luma_minus8=9", "error " X"rep_format[0].bit_depth_vps_luma_minus8 [F.7.4.3.1.2]"},
     {X"rep_format[0].bit_depth_vps_chroma_minus8=9", "error " X"rep_format[0].bit_depth_vps_chroma_minus8 [F.7.4.3.1.2]"},
     {X"rep_format[0].conf_win_vps_right_offset=31 " X"rep_format[0].conf_win_vps_bottom_offset=31", ""},
@@ -74,6 +75,41 @@ const ChecksRow ROWS[] = {
     {"vps_extension_alignment_bit_equal_to_one=0", "error vps_extension_alignment_bit_equal_to_one [7.4.3.1]"},
     {"vps_extension2_flag=1 vps_extension3_flag=0", ""},
     {"vps_extension2_flag=1 vps_extension3_flag=1", "error vps_extension3_flag [I.7.4.3.1]"},
+};
+
+// Layer 0 has a representation format of its own, of Main; those of layers 1 and 2 are Multiview Main's.
+#define OWN_FORMAT                                                                                                     \
+    X "vps_num_rep_formats_minus1=1 " X "rep_format_idx_present_flag=1 " X "vps_rep_format_idx[1]=1 " X                \
+      "vps_rep_format_idx[2]=1 " X "rep_format[1].pic_width_vps_in_luma_samples=64 " X                                 \
+      "rep_format[1].pic_height_vps_in_luma_samples=64 " X                                                             \
+      "rep_format[1].chroma_and_bit_depth_vps_present_flag=1 " X "rep_format[1].chroma_format_vps_idc=1 "
+#define MULTIVIEW X"profile_tier_level[2].general_profile_compatibility_flag[6]=0 "
+
+const ChecksRow PROFILE_ROWS[] = {
+    {"", ""},
+    {X"rep_format[1].chroma_format_vps_idc=2", "error " X"rep_format[1].chroma_format_vps_idc [G.11.1.1]"},
+    {X"rep_format[1].chroma_format_vps_idc=0", "error " X"rep_format[1].chroma_format_vps_idc [G.11.1.1]"},
+    {X"rep_format[1].bit_depth_vps_luma_minus8=1", "error " X"rep_format[1].bit_depth_vps_luma_minus8 [G.11.1.1]"},
+    {X"rep_format[1].bit_depth_vps_chroma_minus8=1", "error " X"rep_format[1].bit_depth_vps_chroma_minus8 [G.11.1.1]"},
+    {MULTIVIEW X"profile_tier_level[2].general_profile_idc=7 " X"profile_tier_level[2].general_profile_compatibility_flag[7]=1 "
+     X"profile_tier_level[2].general_max_8bit_constraint_flag=0 " X"rep_format[1].bit_depth_vps_luma_minus8=2 " X"rep_format[1].bit_depth_vps_chroma_minus8=2", ""},
+    {MULTIVIEW X"profile_tier_level[2].general_profile_idc=7 " X"profile_tier_level[2].general_profile_compatibility_flag[7]=1 "
+     X"rep_format[1].bit_depth_vps_luma_minus8=2", "error " X"rep_format[1].bit_depth_vps_luma_minus8 [H.11.1.1]"},
+    {MULTIVIEW X"profile_tier_level[2].general_profile_idc=8 " X"profile_tier_level[2].general_profile_compatibility_flag[8]=1 "
+     X"rep_format[1].chroma_format_vps_idc=0", ""},
+    {MULTIVIEW X"profile_tier_level[2].general_profile_idc=8 " X"profile_tier_level[2].general_profile_compatibility_flag[8]=1 "
+     X"rep_format[1].chroma_format_vps_idc=2", "error " X"rep_format[1].chroma_format_vps_idc [I.11.1.1]"},
+    {MULTIVIEW X"profile_tier_level[2].general_profile_idc=10 " X"profile_tier_level[2].general_profile_compatibility_flag[10]=1 "
+     X"profile_tier_level[2].general_max_422chroma_constraint_flag=0 " X"profile_tier_level[2].general_max_420chroma_constraint_flag=0 "
+     X"rep_format[1].chroma_format_vps_idc=3", ""},
+    {MULTIVIEW X"profile_tier_level[2].general_profile_idc=10 " X"profile_tier_level[2].general_profile_compatibility_flag[10]=1 "
+     X"rep_format[1].chroma_format_vps_idc=3", "error " X"rep_format[1].chroma_format_vps_idc [H.11.1.2]"},
+    // Level 3.1 of layers 1 and 2: 983040 samples, sides up to 2804
+    {X"rep_format[1].pic_width_vps_in_luma_samples=1280 " X"rep_format[1].pic_height_vps_in_luma_samples=768", ""},
+    {X"rep_format[1].pic_width_vps_in_luma_samples=1280 " X"rep_format[1].pic_height_vps_in_luma_samples=769", "error " X"rep_format[1].pic_width_vps_in_luma_samples [A.4.1]"},
+    {X"rep_format[1].pic_height_vps_in_luma_samples=2804", ""},
+    {X"rep_format[1].pic_height_vps_in_luma_samples=2805", "error " X"rep_format[1].pic_height_vps_in_luma_samples [A.4.1]"},
+    {X"rep_format[1].pic_height_vps_in_luma_samples=2805 " X"profile_tier_level[2].general_level_idc=255", ""},
 };
 
 // An independent layer 2: the added layer sets are made of it.
@@ -148,6 +184,12 @@ const ChecksRow BSP_ROWS[] = {
 TEST(VpsExtensionChecks, HoldLayersAndOutputLayerSets)
 {
     expectVpsRows(layeredVps("mv_3view_ols"), ROWS);
+}
+
+// F.7.4.3.1.1, G.11, H.11, I.11
+TEST(VpsExtensionChecks, HoldTheProfilesAndLevelsOfLayers)
+{
+    expectVpsRows(layeredVps("mv_3view_ols", OWN_FORMAT), PROFILE_ROWS);
 }
 
 TEST(VpsExtensionChecks, HoldAddedLayerSets)

@@ -1,6 +1,7 @@
 // What an SPS must be with its VPS: 7.4.3.2.1, 7.4.4, E.3.1.
 
 #include "ChecksTable.h"
+#include "SyntaxCorpus.h"
 
 using namespace h265_syntax;
 using namespace h265_test;
@@ -77,6 +78,29 @@ TEST(VpsOfSpsChecks, HoldTheTiming)
                       with(vps(),
                            "vps_timing_info_present_flag=1 vps_num_units_in_tick=1 vps_time_scale=25 "
                            "vps_poc_proportional_to_timing_flag=1"));
+}
+
+// G.11.1.1: the profile of a layer is what an output layer set gives it.
+TEST(VpsOfSpsChecks, HoldTheCtbOfALayer)
+{
+    const SyntaxStream stream = syntaxStream("mv_3view_ols");
+    VideoParameterSet layers;
+    ASSERT_TRUE(read(layers, CNalUnit(stream.nalUnit(stream.values.at("sets").at(0)))));
+    SequenceParameterSet layer = sps();
+    layer.nal_unit_header.nuh_layer_id = 1;
+    layer.sps_video_parameter_set_id = layers.vps_video_parameter_set_id;
+    Context context;
+    context.apVps[layers.vps_video_parameter_set_id] = &layers;
+    const ChecksRow aRows[] = {
+        {"log2_diff_max_min_luma_coding_block_size=3", ""},
+        {"log2_diff_max_min_luma_coding_block_size=0 log2_diff_max_min_luma_transform_block_size=1",
+         "error log2_diff_max_min_luma_coding_block_size [G.11.1.1]"},
+    };
+    expectRows(
+        with(layer, "sps_ext_or_max_sub_layers_minus1=7", context),
+        aRows,
+        [&layers](const auto& set, const auto& nalUnit, auto& findings) { check(set, nalUnit, &layers, findings); },
+        context);
 }
 
 // F.7.4.3.2.1

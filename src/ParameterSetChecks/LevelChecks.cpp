@@ -4,7 +4,7 @@
 #include <cmath>
 
 #include "Levels.h"
-#include "ProfileChecks.h"
+#include "ProfileClaims.h"
 #include "ProfileTierLevelChecks.h"
 #include "SequenceParameterSetChecks.h"
 
@@ -72,13 +72,23 @@ void checkSize(const SequenceParameterSet& s, const Level& level, CChecks& check
           lowestThatFits(fits));
 }
 
+// A.4.2: 7 for profiles that can refer to the current picture, unless one that cannot is claimed as well.
+unsigned maxDpbPicBufOf(const ProfileTierLevel& s)
+{
+    bool bScreen = false;
+    bool bOther = false;
+    for (unsigned uiProfile = PROFILE_MAIN; uiProfile <= PROFILE_HIGH_THROUGHPUT_SCREEN_EXTENDED; ++uiProfile) {
+        if (claims(s, uiProfile))
+            (isScreenContent(uiProfile) ? bScreen : bOther) = true;
+    }
+    return bScreen && !bOther ? 7 : 6;
+}
+
 // A.4.2; 7.4.3.2.1 has it of every sub-layer.
 void checkDpb(const SequenceParameterSet& s, const Level& level, CChecks& checks)
 {
     constexpr std::uint32_t LIMIT_OF_ALL = 16;
-    const bool bScreen = claims(s.profile_tier_level, PROFILE_SCREEN_EXTENDED) ||
-                         claims(s.profile_tier_level, PROFILE_HIGH_THROUGHPUT_SCREEN_EXTENDED);
-    const unsigned maxDpbPicBuf = bScreen ? 7 : 6;
+    const unsigned maxDpbPicBuf = maxDpbPicBufOf(s.profile_tier_level);
     const std::uint64_t ulSize = PicSizeInSamplesY(s);
     if (ulSize > level.MaxLumaPs)
         return; // told already
@@ -190,14 +200,18 @@ void checkHrds(const HrdParameters& hrd, const ProfileTierLevel& ptl, unsigned u
     if (pProfile == nullptr)
         return;
     for (unsigned i = 0; i <= uiHighest; ++i) {
-        const bool bOwnLevel = i < uiHighest && ptl.sub_layer_level_present_flag[i];
-        const Level* const pLevel = bOwnLevel        ? findLevel(ptl.sub_layer_level_idc[i])
-                                    : i == uiHighest ? findLevel(ptl.general_level_idc)
-                                                     : nullptr;
-        const bool bOwnTier = i < uiHighest && ptl.sub_layer_profile_present_flag[i];
+        // 7.4.4: what a sub-layer does not say is that of the next higher one.
+        unsigned uiLevelOf = i;
+        while (uiLevelOf < uiHighest && !ptl.sub_layer_level_present_flag[uiLevelOf])
+            ++uiLevelOf;
+        unsigned uiTierOf = i;
+        while (uiTierOf < uiHighest && !ptl.sub_layer_profile_present_flag[uiTierOf])
+            ++uiTierOf;
+        const Level* const pLevel =
+            findLevel(uiLevelOf < uiHighest ? ptl.sub_layer_level_idc[uiLevelOf] : ptl.general_level_idc);
+        const bool bHighTier = uiTierOf < uiHighest ? ptl.sub_layer_tier_flag[uiTierOf] : ptl.general_tier_flag;
         if (pLevel != nullptr)
-            checkHrd(
-                hrd, i, *pLevel, bOwnTier ? ptl.sub_layer_tier_flag[i] : ptl.general_tier_flag, *pProfile, ptl, checks);
+            checkHrd(hrd, i, *pLevel, bHighTier, *pProfile, ptl, checks);
     }
 }
 

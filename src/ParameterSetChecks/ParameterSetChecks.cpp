@@ -172,6 +172,8 @@ void check(const SequenceParameterSet& set, const CNalUnit& nalUnit, const Video
     checkLevelOfSps(set, own);
     if (pVps != nullptr && !pVps->stop)
         checkVpsOfSps(set, *pVps, own);
+    if (pVps != nullptr)
+        checkProfilesOfLayerSps(set, *pVps, own);
     checkTrailing(set.rbsp_trailing, set.stop, own);
     finish(set, nalUnit, own);
     findings.append(std::move(own));

@@ -2,19 +2,31 @@
 
 #include "Finding.h"
 #include "PictureParameterSetSyntax.h"
-#include "Profiles.h"
+#include "ProfileClaims.h"
 #include "SequenceParameterSetSyntax.h"
+#include "VideoParameterSetSyntax.h"
 
 namespace h265_syntax {
 
 /// A.3: what an SPS must be under each profile that it claims to conform to, by general_profile_idc or by a
-/// general_profile_compatibility_flag.
+/// general_profile_compatibility_flag, and what its sub-layers claim of themselves.
 void checkProfilesOfSps(const SequenceParameterSet& s, CFindings& findings);
 
 /// A.3: likewise of a PPS, under the profiles that its SPS claims.
 void checkProfilesOfPps(const PictureParameterSet& s, const SequenceParameterSet& sps, CFindings& findings);
 
-/// The profile that a set names; null for a reserved one.
-[[nodiscard]] const Profile* profileOf(const ProfileTierLevel& s) noexcept;
+/// G.11, H.11, I.11: likewise of the layers of a VPS, under the profiles and levels that its output layer sets give
+/// them. checks: of vps_extension( ).
+void checkProfilesOfLayers(const VideoParameterSet& vps, const CChecks& checks);
+
+/// G.11, H.11, I.11: likewise of the SPS of a layer.
+void checkProfilesOfLayerSps(const SequenceParameterSet& s, const VideoParameterSet& vps, CFindings& findings);
+
+// Of one claim.
+
+/// The six flags and the transform skip size that 4:4:4 and 16 bits have.
+[[nodiscard]] bool hasGeneralRangeTools(const Claim& claim) noexcept;
+/// CTBs of 16, 32 or 64.
+void checkCtbOfProfile(const SequenceParameterSet& s, const Claim& claim, CChecks& checks);
 
 } // namespace h265_syntax

@@ -1,6 +1,7 @@
 #include "ProfileTierLevelChecks.h"
 
 #include "Levels.h"
+#include "ProfileClaims.h"
 
 namespace h265_syntax {
 
@@ -22,6 +23,30 @@ void checkAdvisedCompatibility(const ProfileTierLevel& s, CChecks& checks)
            "A.3.4",
            "1",
            "what conforms to Main Still Picture conforms to Main, which compatibility flag 1 should say");
+}
+
+// A.3.5 to A.3.8: which combinations of the flags name a profile. Some encoders add a flag to one that does.
+void checkFlags(const ProfileTierLevel& s, CChecks& checks)
+{
+    const unsigned uiProfile = s.general_profile_idc;
+    if (!isByFlags(uiProfile) || !isOfOneLayer(uiProfile))
+        return;
+    const char* const pClause = PROFILE_CLAUSES[uiProfile];
+    const char* const pGroup = profileGroupName(uiProfile);
+    const Profile* const pProfile = profileOf(s);
+    SHALL(pProfile != nullptr,
+          BLAME(general_profile_idc),
+          pClause,
+          "flags of a profile",
+          "the constraint flags name none of the profiles of ",
+          pGroup);
+    SHOULD(pProfile == nullptr || isListed(uiProfile, constraintFlags(s)),
+           BLAME(general_profile_idc),
+           pClause,
+           "flags of a profile",
+           "the constraint flags ask for more than ",
+           pProfile->pName,
+           " does, a combination that is reserved for later editions of H.265");
 }
 
 bool isReserved(unsigned profile_idc)
@@ -47,6 +72,7 @@ void checkGeneralProfile(const ProfileTierLevel& s, CChecks& checks)
             checks.reserved(BLAME_1(general_profile_compatibility_flag, j), "7.4.4", "0");
     }
     checkAdvisedCompatibility(s, checks);
+    checkFlags(s, checks);
     const auto zero = [&](const Blamed& blamed) {
         if (blamed.iValue != 0)
             checks.reserved(blamed, "7.4.4", "0");
@@ -165,6 +191,11 @@ ConstraintFlags constraintFlags(const ProfileTierLevel& s) noexcept
              flag(s.general_intra_constraint_flag),
              flag(s.general_one_picture_only_constraint_flag),
              flag(s.general_lower_bit_rate_constraint_flag)}};
+}
+
+const Profile* profileOf(const ProfileTierLevel& s) noexcept
+{
+    return s.general_profile_space == 0 ? findProfile(s.general_profile_idc, constraintFlags(s)) : nullptr;
 }
 
 bool claims(const ProfileTierLevel& s, unsigned uiProfile) noexcept

@@ -11,6 +11,9 @@ namespace h265_syntax {
 void checkProfileTierLevel(const ProfileTierLevel& s, unsigned uiMaxSubLayersMinus1, CChecks checks,
                            bool bProfilePresent = true);
 
+/// The profile that a set names; null for a reserved one.
+[[nodiscard]] const Profile* profileOf(const ProfileTierLevel& s) noexcept;
+
 /// The general_ flags that tell profiles of one idc apart.
 [[nodiscard]] ConstraintFlags constraintFlags(const ProfileTierLevel& s) noexcept;
 

@@ -89,6 +89,20 @@ const Profile* findProfile(unsigned general_profile_idc, const ConstraintFlags& 
     return position != std::end(PROFILES) ? position : nullptr;
 }
 
+bool isListed(unsigned general_profile_idc, const ConstraintFlags& flags) noexcept
+{
+    return std::any_of(std::begin(PROFILES), std::end(PROFILES), [&](const Profile& profile) {
+        if (profile.general_profile_idc != general_profile_idc)
+            return false;
+        const std::string_view pattern = profile.pFlags != nullptr ? profile.pFlags : std::string_view();
+        for (std::size_t i = 0; i < pattern.size(); ++i) {
+            if (pattern[i] != '-' && pattern[i] != flags.aFlags[i])
+                return false;
+        }
+        return true;
+    });
+}
+
 const char* profileGroupName(unsigned general_profile_idc) noexcept
 {
     constexpr const char* NAMES[] = {nullptr,

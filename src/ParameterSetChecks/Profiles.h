@@ -49,6 +49,10 @@ struct Profile
 /// The narrowest profile of a general_profile_idc whose flags a stream keeps to; null where there is none.
 [[nodiscard]] const Profile* findProfile(unsigned general_profile_idc, const ConstraintFlags& flags) noexcept;
 
+/// Whether a profile of a general_profile_idc has these flags exactly. Others are reserved, although a stream with
+/// them may keep to more than findProfile asks for.
+[[nodiscard]] bool isListed(unsigned general_profile_idc, const ConstraintFlags& flags) noexcept;
+
 /// The name of all profiles of a general_profile_idc ("Range Extensions"); null for a reserved value.
 [[nodiscard]] const char* profileGroupName(unsigned general_profile_idc) noexcept;
 

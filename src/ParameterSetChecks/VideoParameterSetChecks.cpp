@@ -1,9 +1,11 @@
 #include "VideoParameterSetChecks.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "HrdChecks.h"
 #include "LevelChecks.h"
+#include "ProfileClaims.h"
 #include "ProfileTierLevelChecks.h"
 #include "VpsExtensionChecks.h"
 
@@ -60,6 +62,22 @@ void checkTiming(const VideoParameterSet& s, CChecks& checks)
     }
 }
 
+// A.3.2 and others: what has one layer has it in the stream; in the first edition the two flags are two reserved bits.
+void checkBaseLayer(const VideoParameterSet& s, CChecks& checks)
+{
+    if (s.vps_max_layers_minus1 != 0)
+        return;
+    bool bTold = s.vps_base_layer_internal_flag && s.vps_base_layer_available_flag;
+    forEachClaim(s.profile_tier_level, [&](const Claim& claim) {
+        if (!std::exchange(bTold, true))
+            checks.error(!s.vps_base_layer_internal_flag ? BLAME(vps_base_layer_internal_flag)
+                                                         : BLAME(vps_base_layer_available_flag),
+                         claim.pClause,
+                         "1",
+                         say("the stream has one layer, of ", claim.name, ", which the VPS says is not in it"));
+    });
+}
+
 } // namespace
 
 void checkVideoParameterSet(const VideoParameterSet& s, CFindings& findings)
@@ -74,7 +92,10 @@ void checkVideoParameterSet(const VideoParameterSet& s, CFindings& findings)
           "a stream of one sub-layer has vps_temporal_id_nesting_flag 1");
     if (s.vps_reserved_0xffff_16bits != 0xffff)
         checks.reserved(BLAME(vps_reserved_0xffff_16bits), "7.4.3.1", "65535");
-    checkProfileTierLevel(s.profile_tier_level, s.vps_max_sub_layers_minus1, checks.inside("profile_tier_level"));
+    // F.7.4.3.1: without a base layer in the stream there is nothing that this would be of.
+    if (s.vps_base_layer_internal_flag)
+        checkProfileTierLevel(s.profile_tier_level, s.vps_max_sub_layers_minus1, checks.inside("profile_tier_level"));
+    checkBaseLayer(s, checks);
     checkOrderingInfo(s, checks);
     RANGE(vps_max_layer_id, 0, 62, "7.4.3.1");
     RANGE(vps_num_layer_sets_minus1, 0, 1023, "7.4.3.1");

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "ProfileChecks.h"
 #include "ProfileTierLevelChecks.h"
 #include "SequenceParameterSetChecks.h"
 
@@ -323,6 +324,7 @@ void checkVpsExtension(const VideoParameterSet& vps, CChecks checks)
     checkOutputLayerSets(vps, inside);
     checkRepFormats(vps, inside);
     checkDpbSize(vps, inside.inside("dpb_size"));
+    checkProfilesOfLayers(vps, inside);
     checkDependencyTypes(vps, inside);
     inside.range(Blamed("vps_non_vui_extension_length", vps.vps_extension->vps_non_vui_extension_length),
                  0,
