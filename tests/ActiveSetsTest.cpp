@@ -222,9 +222,6 @@ TEST(ActiveSets, CountWhatExceedsTheirRoom)
         stream.picture(TRAIL_R, 64);
     EXPECT_EQ(stream.sets().findings().size(), CActiveSets::MAX_FINDINGS);
     EXPECT_EQ(stream.sets().dropped(), 5U);
-    stream.sets().onEnd();
-    ASSERT_EQ(stream.sets().findings().size(), CActiveSets::MAX_FINDINGS + 1);
-    EXPECT_EQ(stream.sets().findings().back().finding.message, "5 more of the kind are not listed");
 }
 
 // 4.2: NAL units between start codes.

@@ -84,8 +84,7 @@ TEST_F(H265psEdit, ReadsStandardInput)
     // It is the input by whatever name.
     const ChildResult same = h265ps({"edit", "-", "-o", "in.hevc"}, setup);
     EXPECT_EQ(same.iExitCode, 2);
-    EXPECT_EQ(same.error,
-              "h265ps: error: in.hevc: it is the file that is read; what is written goes to another one\n");
+    EXPECT_EQ(same.error, "h265ps: error: in.hevc: it is the file that is read; what is written goes to another one\n");
 }
 
 TEST_F(H265psEdit, RefusesWithASentenceForEachReason)
@@ -239,7 +238,7 @@ TEST_F(H265psEdit, SaysWhatIsNoStream)
     const Names aaCases[] = {
         {"empty", "empty: there is no parameter set in it\n"},
         {"text", "text: there is no parameter set in it\n"},
-        {"movie", "movie: not an Annex B byte stream of H.265: it looks like "},
+        {"movie", "movie: there is no parameter set in it\n"},
         {"missing", "missing: No such file or directory\n"},
         {".", ".: Is a directory\n"},
     };
@@ -249,6 +248,47 @@ TEST_F(H265psEdit, SaysWhatIsNoStream)
         EXPECT_TRUE(result.error.starts_with("h265ps: error: " + c[1])) << result.error;
         EXPECT_EQ(files(), (Names{"empty", "movie", "text"}));
     }
+}
+
+// What is written and what cannot be is ContainerEditTest's.
+TEST_F(H265psEdit, WritesMoviesAndMatroskaFiles)
+{
+    for (const char* const pName : {"hvc1.mp4", "hev1.mov", "fragmented.mp4", "ffmpeg.mkv", "mkvmerge.mkv"}) {
+        (void)make("in", contentOf(CORPUS.parent_path() / "containers" / pName));
+        EXPECT_EQ(edit({"in", "-o", "out"}).iExitCode, 0);
+        EXPECT_EQ(content("out"), content("in")) << pName;
+        const ChildResult result = edit({"in", "-o", "out", "sps.ptl.general_level_idc=90"});
+        EXPECT_EQ(result.iExitCode, 0) << result.error;
+        EXPECT_EQ(content("out").size(), content("in").size());
+        EXPECT_NE(content("out"), content("in")) << pName;
+    }
+}
+
+TEST_F(H265psEdit, LeavesNothingBehindWhereTheContainerCannotTakeTheSets)
+{
+    (void)make("in.mp4", contentOf(CORPUS.parent_path() / "containers/hvc1.mp4"));
+    for (const Names& force : {Names(), Names{"--force"}}) {
+        Names arguments = {"in.mp4", "-o", "out.mp4", "sps.vui.timing=25", "vps.timing=25"};
+        arguments.insert(arguments.end(), force.begin(), force.end());
+        const ChildResult result = edit(arguments);
+        EXPECT_EQ(result.iExitCode, 1);
+        EXPECT_NE(result.error.find("h265ps: error: in.mp4: at byte 48: a VPS of track 1, sample 1 at 0 s would have "),
+                  std::string::npos)
+            << result.error;
+        EXPECT_EQ(result.error.find("(--force does it all the same)"), std::string::npos);
+        EXPECT_EQ(files(), Names{"in.mp4"});
+    }
+}
+
+TEST_F(H265psEdit, TellsOfClaimsThatTheNewSetsDoNotBearOut)
+{
+    (void)make("in.mp4", contentOf(CORPUS.parent_path() / "containers/hvc1.mp4"));
+    const ChildResult result = edit({"in.mp4", "-o", "out.mp4", "sps.vui.vui_time_scale=50000"});
+    EXPECT_EQ(result.iExitCode, 0) << result.error;
+    EXPECT_NE(
+        result.error.find("h265ps: warning: in.mp4: stts says 25 frames a second throughout, SPS 0's VUI says 50"),
+        std::string::npos)
+        << result.error;
 }
 
 TEST_F(H265psEdit, SaysHowItIsUsed)

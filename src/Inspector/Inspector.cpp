@@ -172,8 +172,6 @@ void CInspector::onEnd()
 {
     if (m_options.bChecks)
         m_pTables->active.onEnd();
-    if (m_pTables->active.dropped() != 0)
-        m_counts.ulErrors += m_pTables->active.dropped() - 1; // the last finding, which tells of them, counts too
 }
 
 std::span<const SetFinding> CInspector::newSetFindings()

@@ -30,6 +30,8 @@ struct EditOutcome
 {
     /// Why the stream is not to be written; each reason once. What was written is of no use then.
     std::vector<EditMessage> refusals;
+    /// Why what holds the stream cannot take it, whatever is forced.
+    std::vector<EditMessage> impossible;
     /// What is to be known about what was written.
     std::vector<EditMessage> warnings;
     std::uint64_t ulParameterSets = 0;

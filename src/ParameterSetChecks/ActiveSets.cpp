@@ -273,12 +273,6 @@ void CActiveSets::onEnd()
                       codeBits(sps.uiBy),
                       say("PPS ", sps.uiBy, " names SPS ", i, ", which never comes"));
     }
-    if (m_uiDropped == 0)
-        return;
-    SetFinding more = m_findings.back();
-    more.finding = {};
-    more.finding.message = say(m_uiDropped, " more of the kind are not listed");
-    m_findings.push_back(std::move(more));
 }
 
 void CActiveSets::neverCame(unsigned nal_unit_type, const Wanted& wanted, const Blamed& blamed, std::uint64_t ulBit,

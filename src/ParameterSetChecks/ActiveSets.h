@@ -44,8 +44,7 @@ public:
     /// The stream ends: tells which sets name others that never came.
     void onEnd();
 
-    /// In the order in which they were found. What exceeds MAX_FINDINGS is counted only, which a last one tells at
-    /// the end.
+    /// In the order in which they were found. What exceeds MAX_FINDINGS is counted only.
     [[nodiscard]] const std::vector<SetFinding>& findings() const noexcept { return m_findings; }
     [[nodiscard]] std::size_t dropped() const noexcept { return m_uiDropped; }
 

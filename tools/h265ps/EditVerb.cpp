@@ -1,11 +1,17 @@
+#include <filesystem>
+#include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include <CLI/CLI.hpp>
 
+#include "ContainerEdit.h"
 #include "ErrorLine.h"
+#include "FileKind.h"
 #include "InputStream.h"
 #include "Options.h"
+#include "RandomSource.h"
 #include "ReplacedFile.h"
 #include "StreamEdit.h"
 #include "Verbs.h"
@@ -14,9 +20,11 @@ namespace h265ps {
 
 namespace {
 
-constexpr VerbUsage USAGE = {"h265ps edit",
-                             "Writes an H.265 stream with changed parameter sets, and everything else byte for byte.",
-                             R"(
+constexpr VerbUsage USAGE = {
+    "h265ps edit",
+    "Writes an H.265 stream, a movie (MP4, MOV) or a Matroska file with changed parameter sets,\n"
+    "and everything else byte for byte.",
+    R"(
 Examples:
   h265ps edit in.hevc -o out.hevc sps.vui.colour_primaries=9
   h265ps edit in.hevc -o out.hevc sps.vui.timing=30000/1001 vps.timing=30000/1001
@@ -31,6 +39,9 @@ element needs to be there appears with it.
 Refused is what brings a new error (h265ps check), and what the slices are coded
 against: picture and block sizes, tools, tiles, ids, reference picture sets. VUI, HRD,
 windows, profile, tier and level, timing and ordering are free.
+
+In a movie and in MKV the sets of hvcC (CodecPrivate) may change their size, those among the
+samples may not. What of the file then contradicts the sets is a warning.
 
 OUT is written as a whole or not at all, and is never the input. It is a file: -o - is
 not allowed.
@@ -59,7 +70,11 @@ void declareOptions(CLI::App& app, EditArguments& arguments)
 void tell(const EditArguments& arguments, const h265_inspect::EditMessage& message, std::string_view kind,
           std::string_view behind)
 {
-    CErrorLine(kind) << arguments.in << ": at byte " << message.ulOffset << ": " << message.text << behind;
+    CErrorLine line(kind);
+    line << arguments.in << ": ";
+    if (message.ulOffset != 0)
+        line << "at byte " << message.ulOffset << ": ";
+    line << message.text << behind;
 }
 
 void fail(const std::string& file, const h265_stream::CSourceError& error)
@@ -71,14 +86,36 @@ void fail(const std::string& file, const h265_stream::CSourceError& error)
     line << error.what();
 }
 
+// The kind of a file that can be read where it is wanted.
+h265_container::EFileKind kindOf(h265_container::CRandomSource& source)
+{
+    std::vector<unsigned char> head(h265_container::FILE_KIND_BYTES);
+    head.resize(source.read(0, head));
+    return h265_container::fileKind(head).eKind;
+}
+
+// A file of boxes or of Matroska; none of what is read as a byte stream.
+std::unique_ptr<h265_container::CRandomSource> openContainer(const std::string& path)
+{
+    if (!std::filesystem::is_regular_file(std::filesystem::path(path)))
+        return nullptr;
+    auto pSource = h265_container::openRandomSource(path);
+    return h265_inspect::isEditedAsContainer(kindOf(*pSource)) ? std::move(pSource) : nullptr;
+}
+
 int edit(const EditArguments& arguments, const h265_inspect::EditOptions& options)
 {
-    const auto pSource = openInputStream(arguments.in);
+    const auto pContainer = openContainer(arguments.in);
+    const auto pStream = pContainer == nullptr ? openInputStream(arguments.in) : nullptr;
     CReplacedFile file(arguments.out, arguments.in);
-    const h265_inspect::EditOutcome outcome = h265_inspect::editStream(*pSource, options, file);
+    const h265_inspect::EditOutcome outcome =
+        pContainer == nullptr ? h265_inspect::editStream(*pStream, options, file)
+                              : h265_inspect::editContainer(kindOf(*pContainer), *pContainer, options, file);
     for (const h265_inspect::EditMessage& refusal : outcome.refusals)
         tell(arguments, refusal, "error", " (--force does it all the same)");
-    if (!outcome.refusals.empty())
+    for (const h265_inspect::EditMessage& reason : outcome.impossible)
+        tell(arguments, reason, "error", "");
+    if (!outcome.refusals.empty() || !outcome.impossible.empty())
         return EXIT_SET_FAILED;
     if (outcome.ulParameterSets == 0) {
         CErrorLine() << arguments.in << ": there is no parameter set in it";
