@@ -4,6 +4,7 @@
 #include <array>
 #include <cstddef>
 #include <map>
+#include <optional>
 #include <set>
 #include <string_view>
 #include <utility>
@@ -13,6 +14,7 @@
 #include "ClaimDescriptorChecks.h"
 #include "ClaimFindings.h"
 #include "ClaimPictureChecks.h"
+#include "ClaimedSets.h"
 #include "ParameterSetSyntax.h"
 
 namespace h265_inspect {
@@ -21,46 +23,6 @@ using namespace h265_syntax;
 using namespace h265_container;
 
 namespace {
-
-constexpr std::string_view SET_NAMES[] = {"VPS", "SPS", "PPS"};
-constexpr unsigned IDS_OF_VPS = 16;
-
-// A content by hash and size: memory stays small however many come, and a wrong guess costs one finding.
-struct Content
-{
-    std::uint64_t ulHash = 0;
-    std::size_t uiBytes = 0;
-    auto operator<=>(const Content&) const = default;
-};
-
-Content contentOf(std::span<const unsigned char> bytes)
-{
-    constexpr std::uint64_t FNV_BASIS = 0xcbf29ce484222325;
-    constexpr std::uint64_t FNV_PRIME = 0x100000001b3;
-    std::uint64_t ulHash = FNV_BASIS;
-    for (const unsigned char ucByte : bytes)
-        ulHash = (ulHash ^ ucByte) * FNV_PRIME;
-    return {ulHash, bytes.size()};
-}
-
-// A set as it was read.
-struct ReadSet
-{
-    Content content;
-    unsigned nal_unit_type = 0;
-    unsigned uiId = 0;
-    bool bWhole = false;
-    bool bTiles = false; // of a PPS
-    bool bWavefront = false;
-    std::shared_ptr<const SequenceParameterSet> pSps; // of an SPS that is whole
-    std::shared_ptr<const VideoParameterSet> pVps;    // that it names, or of a VPS itself
-    SequenceGist gist;
-    std::uint32_t uiCompatibility = 0;
-    std::uint64_t ulConstraints = 0;
-
-    [[nodiscard]] std::string name() const { return say(SET_NAMES[nal_unit_type - VPS_NUT], " ", uiId); }
-    [[nodiscard]] ClaimedSps claimed() const { return {*pSps, gist, pVps.get(), uiCompatibility, ulConstraints}; }
-};
 
 using ReadSetPtr = std::shared_ptr<const ReadSet>;
 
@@ -114,9 +76,9 @@ struct CClaimChecks::State
     void lookAtArrays(const Described& described);
     void settle(Described& described);
 
-    std::map<unsigned, Described> m_described; // by sample description
-    std::vector<ReadSetPtr> m_sets;            // of all descriptions
-    std::array<std::shared_ptr<const VideoParameterSet>, IDS_OF_VPS> m_apVps;
+    std::map<unsigned, Described> m_described;    // by sample description
+    std::vector<ReadSetPtr> m_sets;               // of all descriptions
+    std::array<VpsTiming, IDS_OF_VPS> m_aTimings; // of the VPSs in force
     CClaimFindings m_findings;
     CNalUnit m_nalUnit;
     unsigned m_uiCompared = 0;
@@ -124,49 +86,11 @@ struct CClaimChecks::State
 
 namespace {
 
-void readVps(ReadSet& set, const CNalUnit& nalUnit)
-{
-    auto pVps = std::make_shared<VideoParameterSet>();
-    set.bWhole = read(*pVps, nalUnit);
-    set.uiId = pVps->vps_video_parameter_set_id;
-    set.pVps = std::move(pVps);
-}
-
-// 7.3.2.2.1: profile_tier_level( ) begins with the second byte.
-void readSps(ReadSet& set, const CNalUnit& nalUnit, std::span<const std::shared_ptr<const VideoParameterSet>> vpss)
-{
-    constexpr std::size_t COMPATIBILITY = 2;
-    constexpr std::size_t CONSTRAINTS = COMPATIBILITY + 4;
-    constexpr std::size_t LEVEL = CONSTRAINTS + 6;
-    auto pSps = std::make_shared<SequenceParameterSet>();
-    set.bWhole = read(*pSps, nalUnit);
-    set.uiId = pSps->sps_seq_parameter_set_id;
-    const std::span<const unsigned char> rbsp = nalUnit.rbsp();
-    if (!set.bWhole || rbsp.size() <= LEVEL)
-        return;
-    set.pVps = vpss[pSps->sps_video_parameter_set_id % vpss.size()];
-    for (std::size_t i = COMPATIBILITY; i < CONSTRAINTS; ++i)
-        set.uiCompatibility = set.uiCompatibility << 8 | rbsp[i];
-    for (std::size_t i = CONSTRAINTS; i < LEVEL; ++i)
-        set.ulConstraints = set.ulConstraints << 8 | rbsp[i];
-    set.gist = gistOf(*pSps, set.pVps.get(), rbsp);
-    set.pSps = std::move(pSps);
-}
-
-void readPps(ReadSet& set, const CNalUnit& nalUnit)
-{
-    PictureParameterSet pps;
-    set.bWhole = read(pps, nalUnit);
-    set.uiId = pps.pps_pic_parameter_set_id;
-    set.bTiles = pps.tiles_enabled_flag;
-    set.bWavefront = pps.entropy_coding_sync_enabled_flag;
-}
-
 std::vector<ClaimedSps> spssOf(const Described& described)
 {
     std::vector<ClaimedSps> spss;
     for (const ReadSetPtr& pSet : described.sets) {
-        if (pSet->pSps)
+        if (pSet->sps)
             spss.push_back(pSet->claimed());
     }
     return spss;
@@ -181,16 +105,9 @@ ReadSetPtr CClaimChecks::State::read(const ContainerUnit& unit)
         if (pSet->content == content && pSet->nal_unit_type == unit.header.nal_unit_type)
             return pSet;
     }
-    auto pSet = std::make_shared<ReadSet>();
-    pSet->content = content;
-    pSet->nal_unit_type = unit.header.nal_unit_type;
     m_nalUnit.assign(unit.bytes);
-    if (pSet->nal_unit_type == VPS_NUT)
-        readVps(*pSet, m_nalUnit);
-    else if (pSet->nal_unit_type == SPS_NUT)
-        readSps(*pSet, m_nalUnit, m_apVps);
-    else
-        readPps(*pSet, m_nalUnit);
+    const auto pSet =
+        std::make_shared<const ReadSet>(readClaimedSet(unit.header.nal_unit_type, m_nalUnit, content, m_aTimings));
     if (m_sets.size() < MAX_KEPT)
         m_sets.push_back(pSet);
     return pSet;
@@ -202,7 +119,7 @@ void CClaimChecks::State::compare(const Described& described, const ReadSet& set
         return;
     const ContainerClaims& claims = described.claims;
     const bool bRecord = claims.hvcC && claims.hvcC->value.uiFieldBits == std::size_t{23} * 8;
-    if (set.pSps) {
+    if (set.sps) {
         const ClaimedSps sps = set.claimed();
         if (bRecord)
             checkConfiguration(*claims.hvcC, sps, m_findings);
@@ -286,7 +203,7 @@ void CClaimChecks::State::onSet(Described& described, const ContainerUnit& unit)
 {
     const ReadSetPtr pSet = read(unit);
     if (pSet->nal_unit_type == VPS_NUT && pSet->bWhole && pSet->uiId < IDS_OF_VPS)
-        m_apVps[pSet->uiId] = pSet->pVps;
+        m_aTimings[pSet->uiId] = pSet->timing;
     const bool bKnown = std::ranges::find(described.sets, pSet) != described.sets.end();
     if (!bKnown && described.sets.size() < MAX_KEPT) {
         described.sets.push_back(pSet);

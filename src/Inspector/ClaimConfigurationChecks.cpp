@@ -17,12 +17,12 @@ namespace {
 bool conformsTo(const ClaimedSps& sps, unsigned general_profile_idc)
 {
     return sps.set.profile_tier_level.general_profile_idc == general_profile_idc ||
-           (sps.uiCompatibility >> (31 - general_profile_idc % 32) & 1) != 0;
+           (sps.set.profile_tier_level.uiCompatibility >> (31 - general_profile_idc % 32) & 1) != 0;
 }
 
 void checkProfile(const DecoderConfiguration& c, const ClaimedSps& sps, const CBoxChecks& checks)
 {
-    const ProfileTierLevel& s = sps.set.profile_tier_level;
+    const ClaimedProfile& s = sps.set.profile_tier_level;
     SHALL(c.general_profile_space == s.general_profile_space,
           BLAME(general_profile_space),
           RECORD_CLAUSE,
@@ -56,7 +56,7 @@ void checkProfile(const DecoderConfiguration& c, const ClaimedSps& sps, const CB
           " says Main tier (general_tier_flag 0), ",
           sps.name(),
           " says High tier (1)");
-    const std::uint32_t uiTooMany = c.general_profile_compatibility_flags & ~sps.uiCompatibility;
+    const std::uint32_t uiTooMany = c.general_profile_compatibility_flags & ~sps.set.profile_tier_level.uiCompatibility;
     SHALL(uiTooMany == 0,
           blamedFlag(uiTooMany, false),
           RECORD_CLAUSE,
@@ -69,9 +69,9 @@ void checkProfile(const DecoderConfiguration& c, const ClaimedSps& sps, const CB
           "), ",
           sps.name(),
           " does not (",
-          hexText(sps.uiCompatibility, 8),
+          hexText(sps.set.profile_tier_level.uiCompatibility, 8),
           ")");
-    const std::uint64_t ulTooMany = c.general_constraint_indicator_flags & ~sps.ulConstraints;
+    const std::uint64_t ulTooMany = c.general_constraint_indicator_flags & ~sps.set.profile_tier_level.ulConstraints;
     SHALL(ulTooMany == 0,
           blamedConstraint(ulTooMany, false),
           RECORD_CLAUSE,
@@ -82,13 +82,13 @@ void checkProfile(const DecoderConfiguration& c, const ClaimedSps& sps, const CB
           ", ",
           sps.name(),
           " says ",
-          constraintsText(sps.ulConstraints),
+          constraintsText(sps.set.profile_tier_level.ulConstraints),
           ", with fewer of them set");
 }
 
 void checkLevel(const DecoderConfiguration& c, const ClaimedSps& sps, const CBoxChecks& checks)
 {
-    const ProfileTierLevel& s = sps.set.profile_tier_level;
+    const ClaimedProfile& s = sps.set.profile_tier_level;
     // A higher tier reaches further in every level.
     const bool bTierAbove = c.general_tier_flag && !s.general_tier_flag;
     SHALL(bTierAbove || c.general_level_idc >= s.general_level_idc,
@@ -106,7 +106,7 @@ void checkLevel(const DecoderConfiguration& c, const ClaimedSps& sps, const CBox
 
 void checkSamples(const DecoderConfiguration& c, const ClaimedSps& sps, const CBoxChecks& checks)
 {
-    const SequenceParameterSet& s = sps.set;
+    const SpsValues& s = sps.set;
     SHALL(c.chroma_format_idc == s.chroma_format_idc,
           BLAME(chroma_format_idc),
           RECORD_CLAUSE,
@@ -157,7 +157,7 @@ void checkSamples(const DecoderConfiguration& c, const ClaimedSps& sps, const CB
 
 void checkLayers(const DecoderConfiguration& c, const ClaimedSps& sps, const CBoxChecks& checks)
 {
-    const SequenceParameterSet& s = sps.set;
+    const SpsValues& s = sps.set;
     SHALL(!c.temporalIdNested || s.sps_temporal_id_nesting_flag,
           BLAME(sps_temporal_id_nesting_flag),
           FIELDS_CLAUSE,
@@ -273,9 +273,9 @@ Together together(std::span<const ClaimedSps> spss)
 {
     Together all;
     for (const ClaimedSps& sps : spss) {
-        const ProfileTierLevel& s = sps.set.profile_tier_level;
-        all.uiCompatibility &= sps.uiCompatibility;
-        all.ulConstraints &= sps.ulConstraints;
+        const ClaimedProfile& s = sps.set.profile_tier_level;
+        all.uiCompatibility &= sps.set.profile_tier_level.uiCompatibility;
+        all.ulConstraints &= sps.set.profile_tier_level.ulConstraints;
         all.general_level_idc = std::max<unsigned>(all.general_level_idc, s.general_level_idc);
         all.general_tier_flag = all.general_tier_flag || s.general_tier_flag;
         all.uiSubLayers = std::max(all.uiSubLayers, sps.set.sps_max_sub_layers_minus1 + 1U);

@@ -42,10 +42,7 @@ void checkDynamicRange(const HevcDescriptorClaim& d, const ClaimedSps& sps, cons
 
 void checkSubPictures(const HevcDescriptorClaim& d, const ClaimedSps& sps, const CBoxChecks& checks)
 {
-    const VuiParameters& vui = sps.set.vui_parameters;
-    const bool bSubPictures = sps.set.vui_parameters_present_flag && vui.vui_hrd_parameters_present_flag &&
-                              vui.hrd_parameters->sub_pic_hrd_params_present_flag;
-    SHALL(!d.sub_pic_hrd_params_not_present_flag || !bSubPictures,
+    SHALL(!d.sub_pic_hrd_params_not_present_flag || !sps.set.sub_pic_hrd_params_present_flag,
           Blamed("sub_pic_hrd_params_present_flag", 1),
           DESCRIPTOR_CLAUSE,
           "0",
@@ -56,7 +53,7 @@ void checkSubPictures(const HevcDescriptorClaim& d, const ClaimedSps& sps, const
 
 void checkDescribedProfile(const HevcDescriptorClaim& d, const ClaimedSps& sps, const CBoxChecks& checks)
 {
-    const ProfileTierLevel& s = sps.set.profile_tier_level;
+    const ClaimedProfile& s = sps.set.profile_tier_level;
     SHALL(d.profile_space == s.general_profile_space,
           BLAME(general_profile_space),
           DESCRIPTOR_CLAUSE,
@@ -90,25 +87,25 @@ void checkDescribedProfile(const HevcDescriptorClaim& d, const ClaimedSps& sps, 
           sps.name(),
           " says ",
           tierText(s.general_tier_flag));
-    const std::uint32_t uiFlags = d.profile_compatibility_indication ^ sps.uiCompatibility;
+    const std::uint32_t uiFlags = d.profile_compatibility_indication ^ sps.set.profile_tier_level.uiCompatibility;
     SHALL(uiFlags == 0,
-          blamedFlag(uiFlags, (sps.uiCompatibility & uiFlags) >> (31 - firstFlag(uiFlags)) != 0),
+          blamedFlag(uiFlags, (sps.set.profile_tier_level.uiCompatibility & uiFlags) >> (31 - firstFlag(uiFlags)) != 0),
           DESCRIPTOR_CLAUSE,
-          (sps.uiCompatibility & uiFlags) >> (31 - firstFlag(uiFlags)) != 0 ? "0" : "1",
+          (sps.set.profile_tier_level.uiCompatibility & uiFlags) >> (31 - firstFlag(uiFlags)) != 0 ? "0" : "1",
           "the descriptor says profile_compatibility_indication ",
           hexText(d.profile_compatibility_indication, 8),
           ", ",
           sps.name(),
           " says ",
-          hexText(sps.uiCompatibility, 8));
+          hexText(sps.set.profile_tier_level.uiCompatibility, 8));
     const auto bit = [](bool bFlag, unsigned i) { return std::uint64_t{bFlag} << i; };
     const std::uint64_t ulClaimed = bit(d.progressive_source_flag, 47) | bit(d.interlaced_source_flag, 46) |
                                     bit(d.non_packed_constraint_flag, 45) | bit(d.frame_only_constraint_flag, 44) |
                                     d.copied_44bits;
-    const std::uint64_t ulFlags = ulClaimed ^ sps.ulConstraints;
-    const bool bSet = (ulFlags & sps.ulConstraints) != 0;
+    const std::uint64_t ulFlags = ulClaimed ^ sps.set.profile_tier_level.ulConstraints;
+    const bool bSet = (ulFlags & sps.set.profile_tier_level.ulConstraints) != 0;
     SHALL(ulFlags == 0,
-          blamedConstraint(bSet ? ulFlags & sps.ulConstraints : ulFlags, bSet),
+          blamedConstraint(bSet ? ulFlags & sps.set.profile_tier_level.ulConstraints : ulFlags, bSet),
           DESCRIPTOR_CLAUSE,
           bSet ? "0" : "1",
           "the descriptor says constraint flags ",
@@ -116,7 +113,7 @@ void checkDescribedProfile(const HevcDescriptorClaim& d, const ClaimedSps& sps, 
           ", ",
           sps.name(),
           " says ",
-          constraintsText(sps.ulConstraints));
+          constraintsText(sps.set.profile_tier_level.ulConstraints));
 }
 
 } // namespace
@@ -124,7 +121,7 @@ void checkDescribedProfile(const HevcDescriptorClaim& d, const ClaimedSps& sps, 
 void checkDescriptor(const Claim<HevcDescriptorClaim>& claim, const ClaimedSps& sps, CClaimFindings& findings)
 {
     const HevcDescriptorClaim& d = claim.value;
-    const ProfileTierLevel& s = sps.set.profile_tier_level;
+    const ClaimedProfile& s = sps.set.profile_tier_level;
     const CBoxChecks checks = CBoxChecks(findings, claim).inside("profile_tier_level");
     if (!d.temporal_layer_subset_flag) { // else they are those of the part that it describes
         checkDescribedProfile(d, sps, checks);

@@ -69,7 +69,7 @@ std::string ClaimedSps::rateHolder() const
 Blamed ClaimedSps::timeScale() const
 {
     if (gist.frameRate && gist.frameRate->bFromVps)
-        return Blamed("vps_time_scale", pVps == nullptr ? 0 : pVps->vps_time_scale);
+        return Blamed("vps_time_scale", set.vps_time_scale);
     return Blamed("vui_time_scale", set.vui_parameters.vui_time_scale);
 }
 

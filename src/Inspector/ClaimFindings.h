@@ -11,9 +11,8 @@
 
 #include "ClaimChecks.h"
 #include "ContainerClaims.h"
-#include "SequenceParameterSetSyntax.h"
 #include "StreamGist.h"
-#include "VideoParameterSetSyntax.h"
+#include "VuiSyntax.h"
 
 namespace h265_inspect {
 
@@ -60,14 +59,40 @@ private:
     std::string m_structure;
 };
 
-/// What claims are held against: an SPS that was read whole.
+/// What claims are held against, of profile_tier_level( ).
+struct ClaimedProfile
+{
+    std::uint16_t general_profile_space = 0;
+    bool general_tier_flag = false;
+    std::uint16_t general_profile_idc = 0;
+    std::uint16_t general_level_idc = 0;
+    std::uint32_t uiCompatibility = 0; // general_profile_compatibility_flag[0] is bit 31
+    std::uint64_t ulConstraints = 0;   // the 48 bits behind them, general_progressive_source_flag is bit 47
+};
+
+/// Of an SPS that was read whole. Many of them are kept, and a whole set takes much memory.
+struct SpsValues
+{
+    ClaimedProfile profile_tier_level;
+    std::uint32_t sps_seq_parameter_set_id = 0;
+    std::uint16_t sps_max_sub_layers_minus1 = 0;
+    bool sps_temporal_id_nesting_flag = false;
+    std::uint32_t chroma_format_idc = 0;
+    std::uint32_t pic_width_in_luma_samples = 0;
+    std::uint32_t pic_height_in_luma_samples = 0;
+    std::uint32_t bit_depth_luma_minus8 = 0;
+    std::uint32_t bit_depth_chroma_minus8 = 0;
+    bool vui_parameters_present_flag = false;
+    h265_syntax::VuiParameters vui_parameters; // without hrd_parameters( )
+    bool sub_pic_hrd_params_present_flag = false;
+    std::uint32_t vps_time_scale = 0; // of its VPS
+};
+
+/// The values, and what they say together.
 struct ClaimedSps
 {
-    const h265_syntax::SequenceParameterSet& set;
+    const SpsValues& set;
     const SequenceGist& gist;
-    const h265_syntax::VideoParameterSet* pVps = nullptr; // that it names, if it is there
-    std::uint32_t uiCompatibility = 0;                    // general_profile_compatibility_flag[0] is bit 31
-    std::uint64_t ulConstraints = 0; // the 48 bits behind them, general_progressive_source_flag is bit 47
 
     /// "SPS 0"
     [[nodiscard]] std::string name() const;

@@ -24,7 +24,7 @@ void checkMatroskaSamples(const Claim<MatroskaVideoClaim>& claim, const ClaimedS
 {
     const CBoxChecks checks(findings, claim);
     const MatroskaVideoClaim& video = claim.value;
-    const SequenceParameterSet& s = sps.set;
+    const SpsValues& s = sps.set;
     SHOULD(video.ulBitsPerChannel.value_or(0) == 0 || *video.ulBitsPerChannel == sps.gist.BitDepthY,
            BLAME(bit_depth_luma_minus8),
            MATROSKA_CLAUSE,

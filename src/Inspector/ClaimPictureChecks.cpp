@@ -268,7 +268,7 @@ void checkColour(const Claim<ColourClaim>& claim, const ClaimedSps& sps, CClaimF
 void checkDepths(const Claim<std::vector<unsigned>>& claim, const ClaimedSps& sps, CClaimFindings& findings)
 {
     const CBoxChecks checks(findings, claim);
-    const SequenceParameterSet& s = sps.set;
+    const SpsValues& s = sps.set;
     const std::size_t uiChannels = s.chroma_format_idc == 0 ? 1 : 3;
     SHALL(claim.value.size() == uiChannels,
           BLAME(chroma_format_idc),

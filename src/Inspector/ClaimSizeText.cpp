@@ -35,7 +35,7 @@ bool isNear(double one, double other, double tolerance)
 
 Blamed blamedSize(const ClaimedSps& sps, bool bWidthFits)
 {
-    const SequenceParameterSet& s = sps.set;
+    const SpsValues& s = sps.set;
     return bWidthFits ? BLAME(pic_height_in_luma_samples) : BLAME(pic_width_in_luma_samples);
 }
 
