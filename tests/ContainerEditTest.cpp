@@ -12,7 +12,7 @@
 #include "ContainerFiles.h"
 #include "EbmlWriter.h"
 #include "EditSettings.h"
-#include "EditedStream.h"
+#include "EditedFile.h"
 #include "IsoBaseMedia.h"
 #include "Matroska.h"
 #include "MovieWriter.h"
@@ -25,30 +25,6 @@ using namespace h265_test;
 namespace {
 
 using Settings = std::vector<std::string>;
-
-struct CEditedFile : CEditOutput
-{
-    void write(std::span<const unsigned char> more) override { bytes.insert(bytes.end(), more.begin(), more.end()); }
-
-    Bytes bytes;
-    EditOutcome outcome;
-};
-
-EFileKind kindOf(const Bytes& file)
-{
-    return fileKind(std::span(file).first(std::min<std::size_t>(file.size(), FILE_KIND_BYTES))).eKind;
-}
-
-CEditedFile editedFile(const Bytes& file, const Settings& settings)
-{
-    EditOptions options;
-    for (const std::string& setting : settings)
-        options.settings.push_back(parseEditSetting(setting));
-    CEditedFile after;
-    const auto pSource = makeRandomSource(file);
-    after.outcome = editContainer(kindOf(file), *pSource, options, after);
-    return after;
-}
 
 CContainerRecord recordOf(const Bytes& file)
 {
@@ -326,8 +302,9 @@ TEST(MovieEdit, RefusesWhatTheSlicesAreCodedAgainst)
     EXPECT_THROW((void)editedFile(file, {"pps[5].init_qp_minus26=1"}), CSettingError);
 }
 
-// A Matroska file whose frames have no sets, with so many bytes of Void behind Tracks.
-Bytes matroska(std::optional<std::size_t> uiVoid)
+// A Matroska file whose frames have no sets, with so many bytes of Void behind Tracks, or a SeekHead and so many in
+// front of it.
+Bytes matroska(std::optional<std::size_t> uiVoid, std::optional<std::size_t> uiFront = std::nullopt)
 {
     const Bytes video = element(0xe0, {element(0xb0, {be(2, 176)}), element(0xba, {be(2, 144)})});
     const Bytes entry = element(0xae,
@@ -340,9 +317,19 @@ Bytes matroska(std::optional<std::size_t> uiVoid)
                                   {element(0xe7, {be(1, 0)}),
                                    element(0xa3, {be(1, 0x81), be(2, 0), be(1, 0x80), prefixed({SLICE_1})}),
                                    element(0xa3, {be(1, 0x81), be(2, 40), be(1, 0), prefixed({SLICE_2})})});
+    Bytes front;
+    if (uiFront) {
+        const auto seek = [](std::uint32_t uiId, std::size_t uiPosition) {
+            return element(0x4dbb, {element(0x53ab, {be(4, uiId)}), element(0x53ac, {be(2, uiPosition)})});
+        };
+        const Bytes space = element(0xec, {zeros(*uiFront)});
+        const std::size_t uiInfo = 8 + 2 * seek(0, 0).size() + space.size();
+        front = joined({element(0x114d9b74, {seek(0x1549a966, uiInfo), seek(0x1654ae6b, uiInfo + 8 + 10)}), space});
+    }
     return joined({element(0x1a45dfa3, {element(0x4282, {text("matroska")})}),
                    element(0x18538067,
-                           {element(0x1549a966, {element(0x2ad7b1, {be(3, 1000000)})}),
+                           {front,
+                            element(0x1549a966, {element(0x2ad7b1, {be(3, 1000000)})}),
                             element(0x1654ae6b, {entry}),
                             uiVoid ? element(0xec, {zeros(*uiVoid)}) : Bytes(),
                             cluster})});
@@ -374,9 +361,32 @@ TEST(MatroskaEdit, TakesTheSpaceOutOfLongSizes)
     expectTiming(after.bytes);
 }
 
+TEST(MatroskaEdit, TakesTheSpaceFromAVoidInFront)
+{
+    const Bytes file = matroska(std::nullopt, 60);
+    const CEditedFile after = editedFile(file, GROW);
+    ASSERT_TRUE(after.outcome.impossible.empty()) << after.outcome.impossible.front().text;
+    ASSERT_EQ(after.bytes.size(), file.size());
+    expectTiming(after.bytes);
+    EXPECT_EQ(part(after.bytes, file.size() - 60, file.size()), part(file, file.size() - 60, file.size()));
+    // Info and Tracks are where SeekHead says.
+    std::size_t uiSegment = 0;
+    while (part(after.bytes, uiSegment, uiSegment + 4) != be(4, 0x18538067))
+        ++uiSegment;
+    uiSegment += 8;
+    const auto seeked = [&](std::size_t uiSeek) {
+        const std::size_t uiAt = uiSegment + 8 + uiSeek * 24 + 22;
+        const std::size_t uiTarget =
+            uiSegment + static_cast<std::size_t>(after.bytes[uiAt] << 8 | after.bytes[uiAt + 1]);
+        return part(after.bytes, uiTarget, uiTarget + 4);
+    };
+    EXPECT_EQ(seeked(0), be(4, 0x1549a966));
+    EXPECT_EQ(seeked(1), be(4, 0x1654ae6b));
+}
+
 TEST(MatroskaEdit, SaysWhyItCannot)
 {
-    EXPECT_NE(reasonOf(matroska(std::nullopt), GROW).find("there is no free space (Void) behind Tracks for that"),
+    EXPECT_NE(reasonOf(matroska(std::nullopt), GROW).find("there is no free space (Void) around Tracks for that"),
               std::string::npos);
 }
 

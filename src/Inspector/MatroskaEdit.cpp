@@ -16,6 +16,9 @@ constexpr std::uint32_t ID_TRACKS = 0x1654ae6b;
 constexpr std::uint32_t ID_TRACK_ENTRY = 0xae;
 constexpr std::uint32_t ID_CODEC_PRIVATE = 0x63a2;
 constexpr std::uint32_t ID_CLUSTER = 0x1f43b675;
+constexpr std::uint32_t ID_SEEK_HEAD = 0x114d9b74;
+constexpr std::uint32_t ID_SEEK = 0x4dbb;
+constexpr std::uint32_t ID_SEEK_POSITION = 0x53ac;
 constexpr std::uint32_t ID_VOID = 0xec;
 constexpr std::uint32_t ID_CRC_32 = 0xbf;
 constexpr std::uint64_t CRC_ELEMENT_BYTES = 6; // id, size and four bytes
@@ -184,6 +187,72 @@ Bytes CMatroskaEdit::tracksWith(Bytes content, const Widths& widths)
     return element;
 }
 
+// A Void in front of Tracks becomes smaller: what stands between moves to the front, and SeekHead with it.
+bool CMatroskaEdit::takeFromFront(std::vector<unsigned char> tracks, CFilePatches& patches)
+{
+    const std::uint64_t ulTracks = m_tracks.ulEnd - m_tracks.ulOffset;
+    if (tracks.size() <= ulTracks)
+        return false;
+    const std::uint64_t ulGrowth = tracks.size() - ulTracks;
+    std::optional<ElementPlace> space;
+    std::optional<ElementPlace> seekHead;
+    for (std::uint64_t ulAt = m_segment.ulContent; ulAt < m_tracks.ulOffset;) {
+        const auto element = elementAt(m_source, ulAt, m_segment.ulEnd);
+        if (!element || element->bUnknownSize || element->uiId == ID_CLUSTER ||
+            (space && element->uiId == ID_SEEK_HEAD))
+            return false;
+        ulAt = element->ulEnd;
+        const std::uint64_t ulSize = element->ulEnd - element->ulOffset;
+        if (element->uiId == ID_SEEK_HEAD)
+            seekHead = element;
+        if (element->uiId == ID_VOID && !space && (ulSize == ulGrowth || ulSize >= ulGrowth + 2))
+            space = element;
+    }
+    if (!space)
+        return false;
+    const std::uint64_t ulLeft = space->ulEnd - space->ulOffset - ulGrowth;
+    patches.replace(space->ulOffset, space->ulEnd - space->ulOffset, ulLeft == 0 ? Bytes() : voidOf(ulLeft));
+    patches.replace(m_tracks.ulOffset, ulTracks, std::move(tracks));
+    if (seekHead)
+        moveSeeks(*seekHead, space->ulEnd, ulGrowth, patches);
+    return true;
+}
+
+// 5.1.1: positions count from the content of Segment. Those from ulBegin to Tracks become smaller.
+void CMatroskaEdit::moveSeeks(const ElementPlace& seekHead, std::uint64_t ulBegin, std::uint64_t ulGrowth,
+                              CFilePatches& patches)
+{
+    for (std::uint64_t ulAt = seekHead.ulContent; ulAt < seekHead.ulEnd;) {
+        const auto seek = elementAt(m_source, ulAt, seekHead.ulEnd);
+        if (!seek)
+            break;
+        ulAt = seek->ulEnd;
+        if (seek->uiId != ID_SEEK)
+            continue;
+        const auto position = childOf(*seek, ID_SEEK_POSITION);
+        const auto uiBytes =
+            position ? static_cast<unsigned>(std::min<std::uint64_t>(position->ulEnd - position->ulContent, 8)) : 0;
+        if (uiBytes == 0)
+            continue;
+        const std::uint64_t ulPosition = integerAt(bytesOf(m_source, position->ulContent, uiBytes), 0, uiBytes);
+        const std::uint64_t ulTarget = m_segment.ulContent + ulPosition;
+        if (ulTarget >= ulBegin && ulTarget <= m_tracks.ulOffset)
+            patches.replaceInteger(position->ulContent, uiBytes, ulPosition - ulGrowth);
+    }
+    updateCrcOf(seekHead, patches);
+}
+
+std::optional<ElementPlace> CMatroskaEdit::childOf(const ElementPlace& parent, std::uint32_t uiId)
+{
+    for (std::uint64_t ulAt = parent.ulContent; ulAt < parent.ulEnd;) {
+        const auto element = elementAt(m_source, ulAt, parent.ulEnd);
+        if (!element || element->uiId == uiId)
+            return element;
+        ulAt = element->ulEnd;
+    }
+    return std::nullopt;
+}
+
 std::string CMatroskaEdit::replace(const ReplacedRecord& record, CFilePatches& patches)
 {
     if (!findPrivate(record.ulOffset) || m_tracks.ulEnd - m_tracks.ulOffset > MAX_TRACKS_BYTES)
@@ -217,8 +286,10 @@ std::string CMatroskaEdit::replace(const ReplacedRecord& record, CFilePatches& p
         patches.replace(m_tracks.ulOffset, ulRoom, std::move(bytes));
         return {};
     }
+    if (takeFromFront(tracksWith(content, candidates.front()), patches))
+        return {};
     return "CodecPrivate would grow from " + std::to_string(m_private.ulEnd - m_private.ulContent) + " to " +
-           std::to_string(content.size()) + " bytes, and there is no free space (Void) behind Tracks for that";
+           std::to_string(content.size()) + " bytes, and there is no free space (Void) around Tracks for that";
 }
 
 // An element that is patched and has a CRC-32 over what it holds.

@@ -22,8 +22,8 @@ struct ElementPlace
 };
 
 /// A Matroska file that is written with another CodecPrivate. It keeps the place of everything behind Tracks: what
-/// Tracks grows by is taken from a Void behind it, or out of sizes that are written longer than they need be. CRC-32
-/// elements follow.
+/// Tracks grows by is taken from a Void behind it, out of sizes that are written longer than they need be, or from a
+/// Void in front of it. SeekHead and CRC-32 elements follow.
 class CMatroskaEdit
 {
 public:
@@ -44,6 +44,9 @@ private:
 
     bool findPrivate(std::uint64_t ulOffset);
     std::vector<unsigned char> tracksWith(std::vector<unsigned char> content, const Widths& widths);
+    bool takeFromFront(std::vector<unsigned char> tracks, CFilePatches& patches);
+    void moveSeeks(const ElementPlace& seekHead, std::uint64_t ulBegin, std::uint64_t ulGrowth, CFilePatches& patches);
+    std::optional<ElementPlace> childOf(const ElementPlace& parent, std::uint32_t uiId);
     std::string replace(const ReplacedRecord& record, CFilePatches& patches);
     void updateCrcOf(const ElementPlace& element, CFilePatches& patches);
     void updateSums(CFilePatches& patches);
