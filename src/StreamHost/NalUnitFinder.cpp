@@ -47,6 +47,13 @@ std::optional<std::uint64_t> CNalUnitFinder::openParameterSet() const
     return m_ulUnitOffset;
 }
 
+std::optional<NalUnitHeader> CNalUnitFinder::openUnit() const
+{
+    if (!m_bInUnit || m_ulUnitOffset + NAL_UNIT_HEADER_BYTES > m_ulPieceOffset)
+        return std::nullopt;
+    return parseNalUnitHeader(m_aucHeader[0], m_aucHeader[1]);
+}
+
 // Byte by byte while the zeros in front lie in an earlier piece: at most two steps.
 bool CNalUnitFinder::feedBehindZeros(CNalUnitSink& sink)
 {

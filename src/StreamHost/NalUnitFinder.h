@@ -48,6 +48,9 @@ public:
     /// Between two pieces: where the parameter set began that the next one goes on with.
     [[nodiscard]] std::optional<std::uint64_t> openParameterSet() const;
 
+    /// Between two pieces: the header of the unit that the next one goes on with; none when it is not there whole.
+    [[nodiscard]] std::optional<NalUnitHeader> openUnit() const;
+
     /// Makes ready for another stream.
     void reset();
 

@@ -39,6 +39,28 @@ using OtherUnitSink = std::function<void(const NalUnit&)>;
 
 class CByteSource;
 
+/// Reads the parameter sets of one stream whose NAL units were found elsewhere, as those of a file of boxes are.
+/// Events, tables and their limits are those of CParameterSetStream; an offset is whatever number the units
+/// come with, each larger than the one before.
+class CParameterSetUnits
+{
+public:
+    explicit CParameterSetUnits(const StreamOptions& options);
+    ~CParameterSetUnits();
+    CParameterSetUnits(const CParameterSetUnits&) = delete;
+    CParameterSetUnits& operator=(const CParameterSetUnits&) = delete;
+
+    /// The next NAL unit. False when the sink said so. otherSink may be empty.
+    bool push(const NalUnit& unit, const ParameterSetSink& sink, const OtherUnitSink& otherSink = {});
+
+    /// Nothing more comes: hands on what still waits for its SPS. ulBytes of the summary are those of the NAL units.
+    StreamSummary end(const ParameterSetSink& sink);
+
+private:
+    class Impl;
+    std::unique_ptr<Impl> m_pImpl;
+};
+
 /// Reads the parameter sets of Annex B byte streams. Owns the tables, their records and their pool,
 /// and holds them while it lives; each stream starts with empty tables. Memory does not grow with the
 /// stream. Not for use by two threads at once: the module's log sink is redirected while it reads.
@@ -54,7 +76,9 @@ public:
     /// PPSs that come before their SPS: these stand behind it, or at the end when it never comes. Throws
     /// CSourceError when the source cannot be read on; what waits for its SPS is handed on before.
     /// otherSink may be empty.
-    StreamSummary read(CByteSource& source, const ParameterSetSink& sink, const OtherUnitSink& otherSink = {});
+    /// bHead: ends with the first slice segment, as soon as its header has come.
+    StreamSummary read(CByteSource& source, const ParameterSetSink& sink, const OtherUnitSink& otherSink = {},
+                       bool bHead = false);
 
 private:
     class Impl;
