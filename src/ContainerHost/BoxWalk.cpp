@@ -54,9 +54,10 @@ std::string CBoxWalk::pathOf(const Box& box) const
     return m_path.empty() ? fourCCText(box.uiType) : m_path + '/' + fourCCText(box.uiType);
 }
 
-void CBoxWalk::tell(ESeverity eSeverity, const std::string& path, std::uint64_t ulOffset, std::string message)
+void CBoxWalk::tell(ESeverity eSeverity, const std::string& path, std::uint64_t ulOffset, std::string message,
+                    bool bUnread)
 {
-    m_output.finding({eSeverity, path, ulOffset, std::nullopt, std::move(message)});
+    m_output.finding({eSeverity, path, ulOffset, std::nullopt, std::move(message), bUnread});
 }
 
 std::optional<Box> CBoxWalk::next()
@@ -77,7 +78,8 @@ void CBoxWalk::tellRest(std::size_t uiRead, bool bZeros)
             tell(ESeverity::Error,
                  {},
                  *ulSize,
-                 "the file ends early: its last box reaches to byte " + std::to_string(m_ulOffset));
+                 "the file ends early: its last box reaches to byte " + std::to_string(m_ulOffset),
+                 true);
         return;
     }
     if (!bZeros)
@@ -103,7 +105,7 @@ std::optional<Box> CBoxWalk::readHeader()
     if (ulSize == 1) {
         ulSize = cursor.u64();
         if (!cursor.isComplete()) {
-            tell(ESeverity::Error, pathOf(box), m_ulOffset, "ends inside its header");
+            tell(ESeverity::Error, pathOf(box), m_ulOffset, "ends inside its header", true);
             return std::nullopt;
         }
     } else if (ulSize == 0) {
@@ -123,7 +125,8 @@ bool CBoxWalk::fitIn(Box& box, std::uint64_t ulSize)
         tell(ESeverity::Error,
              pathOf(box),
              box.ulOffset,
-             "has size " + std::to_string(ulSize) + ", which is less than its header; what follows is not read");
+             "has size " + std::to_string(ulSize) + ", which is less than its header; what follows is not read",
+             true);
         return false;
     }
     const std::uint64_t ulLeft = m_ulEnd - box.ulOffset;
@@ -132,7 +135,8 @@ bool CBoxWalk::fitIn(Box& box, std::uint64_t ulSize)
              pathOf(box),
              box.ulOffset,
              (m_path.empty() ? "the file ends early: the box has " : "is larger than the box that holds it: ") +
-                 std::to_string(ulSize) + " bytes where " + std::to_string(ulLeft) + " are left");
+                 std::to_string(ulSize) + " bytes where " + std::to_string(ulLeft) + " are left",
+             true);
         ulSize = ulLeft;
     }
     box.ulEnd = box.ulOffset + ulSize;

@@ -85,7 +85,8 @@ public:
 
 private:
     std::optional<Box> readHeader();
-    void tell(ESeverity eSeverity, const std::string& path, std::uint64_t ulOffset, std::string message);
+    void tell(ESeverity eSeverity, const std::string& path, std::uint64_t ulOffset, std::string message,
+              bool bUnread = false);
     bool fitIn(Box& box, std::uint64_t ulSize);
     void tellRest(std::size_t uiRead, bool bZeros);
 

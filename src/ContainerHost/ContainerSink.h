@@ -29,7 +29,8 @@ struct ContainerTrack
     ETrackKind eKind;
     std::string codec; // four characters, CodecID or stream type
     bool bIsH265;
-    std::string reason; // why the track is passed over; empty of H.265
+    std::string reason;                // why the track is passed over; empty of H.265
+    std::string_view holder = "track"; // or "item", "PID"
 };
 
 /// Where a NAL unit stands, for people.
@@ -70,6 +71,7 @@ struct ContainerFinding
     std::optional<std::uint64_t> ulOffset; // byte of the file
     std::optional<std::uint64_t> ulTrack;
     std::string message;
+    bool bUnread = false; // because of it, the file was not read to its end
 };
 
 /// Receives what a container holds, in the order of the file. What it throws ends the reading.

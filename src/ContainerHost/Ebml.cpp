@@ -37,7 +37,7 @@ std::optional<EbmlVint> readVint(CRandomSource& source, std::uint64_t ulOffset, 
 std::optional<EbmlElement> CEbmlWalk::broken(std::string message)
 {
     m_bBroken = true;
-    m_output.finding({ESeverity::Error, m_path, m_ulOffset, std::nullopt, std::move(message)});
+    m_output.finding({ESeverity::Error, m_path, m_ulOffset, std::nullopt, std::move(message), true});
     return std::nullopt;
 }
 
@@ -66,7 +66,8 @@ std::optional<EbmlElement> CEbmlWalk::next()
                           m_ulOffset,
                           std::nullopt,
                           "element " + ebmlIdText(element.uiId) + " of " + std::to_string(size->ulValue) +
-                              " bytes where " + std::to_string(ulLeft) + " are left"});
+                              " bytes where " + std::to_string(ulLeft) + " are left",
+                          true});
     element.ulEnd = element.ulContent + (element.bUnknownSize ? ulLeft : std::min(size->ulValue, ulLeft));
     if (ulSize && !element.bUnknownSize && element.ulEnd > *ulSize)
         m_output.findingOnce(ONCE_FILE_END,
@@ -75,7 +76,8 @@ std::optional<EbmlElement> CEbmlWalk::next()
                               *ulSize,
                               std::nullopt,
                               "the file ends early: element " + ebmlIdText(element.uiId) + " reaches to byte " +
-                                  std::to_string(element.ulEnd)});
+                                  std::to_string(element.ulEnd),
+                              true});
     m_ulOffset = element.ulEnd;
     return element;
 }

@@ -117,9 +117,10 @@ private:
                                   unsigned uiConstruction, std::uint64_t ulBase) const;
     [[nodiscard]] SampleDescription describe(const Item& item);
     void deliverItem(std::uint32_t uiItem, const Item& item);
-    void tell(ESeverity eSeverity, const std::string& path, std::optional<std::uint64_t> ulOffset, std::string message)
+    void tell(ESeverity eSeverity, const std::string& path, std::optional<std::uint64_t> ulOffset, std::string message,
+              bool bUnread = false)
     {
-        m_output.finding({eSeverity, path, ulOffset, std::nullopt, std::move(message)});
+        m_output.finding({eSeverity, path, ulOffset, std::nullopt, std::move(message), bUnread});
     }
 
     CUnitOutput& m_output;
@@ -343,7 +344,8 @@ std::optional<std::vector<Extent>> CImageItems::extentsOf(std::uint32_t uiItem, 
              "meta/iloc",
              m_meta.iloc->ulOffset,
              name + " reaches beyond the end of what holds it, or lies in more than " + std::to_string(MAX_EXTENTS) +
-                 " pieces");
+                 " pieces",
+             true);
     else
         return extents;
     return std::nullopt;
@@ -386,7 +388,7 @@ void CImageItems::deliver()
 {
     for (const auto& [uiItem, item] : m_meta.items) {
         const bool bH265 = isH265Entry(item.uiType);
-        ContainerTrack info{uiItem, ETrackKind::Image, fourCCText(item.uiType), bH265, {}};
+        ContainerTrack info{uiItem, ETrackKind::Image, fourCCText(item.uiType), bH265, {}, "item"};
         if (!bH265)
             info.reason = item.uiDerivedFrom != 0
                               ? "it is made of " + std::to_string(item.uiDerivedFrom) + " other items"

@@ -35,9 +35,10 @@ private:
     [[nodiscard]] bool holdAhead(const Box& box, const char* pWhat);
     [[nodiscard]] bool allDone() const;
     void tellWhatIsMissing();
+    // What is told of the file as a whole leaves something unread.
     void tell(ESeverity eSeverity, std::string box, std::optional<std::uint64_t> ulOffset, std::string message)
     {
-        m_output.finding({eSeverity, std::move(box), ulOffset, std::nullopt, std::move(message)});
+        m_output.finding({eSeverity, std::move(box), ulOffset, std::nullopt, std::move(message), true});
     }
 
     CRandomSource& m_source;

@@ -82,9 +82,10 @@ private:
     [[nodiscard]] bool addEbmlSizes(std::uint64_t& ulOffset, std::uint64_t ulEnd, unsigned uiCount);
     [[nodiscard]] std::optional<std::uint64_t> nextCluster(std::uint64_t ulOffset, std::uint64_t ulEnd);
     [[nodiscard]] bool isDone() const;
-    void tell(ESeverity eSeverity, const char* pPath, std::optional<std::uint64_t> ulOffset, std::string message)
+    void tell(ESeverity eSeverity, const char* pPath, std::optional<std::uint64_t> ulOffset, std::string message,
+              bool bUnread = false)
     {
-        m_output.finding({eSeverity, pPath, ulOffset, std::nullopt, std::move(message)});
+        m_output.finding({eSeverity, pPath, ulOffset, std::nullopt, std::move(message), bUnread});
     }
 
     CRandomSource& m_source;
@@ -120,11 +121,12 @@ void CMatroskaReader::read()
         tell(ESeverity::Error,
              "",
              *ulSize,
-             "the file ends early: its last element reaches to byte " + std::to_string(walk.offset()));
+             "the file ends early: its last element reaches to byte " + std::to_string(walk.offset()),
+             true);
     if (!m_bSegment)
-        tell(ESeverity::Error, "Segment", ulSize, "is missing: there is nothing to read");
+        tell(ESeverity::Error, "Segment", ulSize, "is missing: there is nothing to read", true);
     else if (!m_bTracks && !m_output.isStopped())
-        tell(ESeverity::Error, "Segment/Tracks", ulSize, "is missing: nothing says what the blocks hold");
+        tell(ESeverity::Error, "Segment/Tracks", ulSize, "is missing: nothing says what the blocks hold", true);
 }
 
 void CMatroskaReader::readHeader(const EbmlElement& header)
@@ -229,7 +231,8 @@ void CMatroskaReader::findTracksBehind(std::uint64_t ulOffset, std::uint64_t ulE
              "Segment/Tracks",
              ulOffset,
              "does not stand in front of the first Cluster, and a stream cannot be read backwards; save it as a file "
-             "first");
+             "first",
+             true);
         return;
     }
     CEbmlWalk walk(m_source, m_output, "Segment", ulOffset, ulEnd);

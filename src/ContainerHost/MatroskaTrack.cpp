@@ -451,7 +451,8 @@ void deliverMatroskaFrame(CUnitOutput& output, CRandomSource& source, MatroskaTr
                             ulOffset,
                             track.ulTrack,
                             "the file ends early: the frame has " + std::to_string(ulSize) + " bytes where " +
-                                std::to_string(*ulEnd - std::min(*ulEnd, ulOffset)) + " are left"});
+                                std::to_string(*ulEnd - std::min(*ulEnd, ulOffset)) + " are left",
+                            true});
         ulSize = *ulEnd - std::min(*ulEnd, ulOffset);
     }
     if (!track.bPacksFrames || ulSize == 0) {

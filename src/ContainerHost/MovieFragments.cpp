@@ -79,7 +79,8 @@ void deliverRunSamples(CUnitOutput& output, CRandomSource& source, TrackFragment
                                 track.uiTrack,
                                 "sample " + std::to_string(sample.ulNumber) + " begins at byte " +
                                     std::to_string(fragment.ulNext) + ", behind the end of the file at " +
-                                    std::to_string(*ulEnd) + "; it and all others there are lost"});
+                                    std::to_string(*ulEnd) + "; it and all others there are lost",
+                                true});
             return;
         }
         deliverSample(output, source, track, fragment.defaults.uiDescription, fragment.ulNext, sample);

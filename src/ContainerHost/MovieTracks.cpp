@@ -166,7 +166,8 @@ void deliverChunk(CUnitOutput& output, CRandomSource& source, TrackWalk& walk)
                                 track.uiTrack,
                                 "sample " + std::to_string(walk.cursor.samplesTaken() + 1) + " begins at byte " +
                                     std::to_string(ulOffset) + ", behind the end of the file at " +
-                                    std::to_string(*ulSize) + "; it and all others there are lost"});
+                                    std::to_string(*ulSize) + "; it and all others there are lost",
+                                true});
             walk.cursor.skipSamples(chunk.ulSamples - i);
             return;
         }
@@ -285,7 +286,8 @@ void deliverSample(CUnitOutput& output, CRandomSource& source, MovieTrack& track
                             ulOffset,
                             track.uiTrack,
                             "sample " + std::to_string(sample.ulNumber) + " of " + std::to_string(ulSize) +
-                                " bytes reaches beyond the end of the file at " + std::to_string(*ulEnd)});
+                                " bytes reaches beyond the end of the file at " + std::to_string(*ulEnd),
+                            true});
         ulSize = *ulEnd - std::min(*ulEnd, ulOffset);
     }
     UnitPlace place;

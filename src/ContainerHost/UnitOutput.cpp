@@ -94,7 +94,8 @@ bool CUnitOutput::spend(const CRandomSource& source, std::uint64_t ulWork)
                       {},
                       std::nullopt,
                       std::nullopt,
-                      "more samples and NAL units than the file has bytes: they overlap; the rest is not read"});
+                      "more samples and NAL units than the file has bytes: they overlap; the rest is not read",
+                      true});
     m_bStopped = true;
     return false;
 }
