@@ -224,6 +224,8 @@ void CInspector::readSps(InspectedSet& set, bool bCheck, bool bEnter)
     set.sps = pSps.get();
     if (pSps->pic_width_in_luma_samples != 0 && pSps->pic_height_in_luma_samples != 0) {
         m_gist = gistOf(*pSps, m_pTables->apVps[pSps->sps_video_parameter_set_id % VPS_IDS].get(), m_nalUnit.rbsp());
+        if (const std::size_t uiName = m_gist.codecs.find('.'); uiName != std::string::npos)
+            m_gist.codecs.replace(0, uiName, m_options.sampleEntry);
         set.pGist = &m_gist;
     }
     if (!bWhole || !bEnter || pSps->sps_seq_parameter_set_id >= SPS_IDS)

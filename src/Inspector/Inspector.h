@@ -5,6 +5,7 @@
 #include <memory>
 #include <optional>
 #include <span>
+#include <string>
 #include <vector>
 
 #include "ActiveSets.h"
@@ -21,8 +22,9 @@ namespace H265PS_EXPORT h265_inspect {
 /// What is wanted of the sets.
 struct InspectOptions
 {
-    bool bChecks = true;   // findings
-    bool bRepeats = false; // of sets that came before too; else these have neither syntax nor findings
+    bool bChecks = true;              // findings
+    bool bRepeats = false;            // of sets that came before too; else these have neither syntax nor findings
+    std::string sampleEntry = "hvc1"; // in front of codec strings: the container's, where there is one
 };
 
 /// What a parameter set holds, beside its event. Valid until the next one.
