@@ -112,18 +112,6 @@ bool isTransportStream(Bytes head)
     return false;
 }
 
-// Whether more bytes can still make packets of it, or show that it has none.
-bool canBeTransportStream(Bytes head)
-{
-    return std::any_of(std::begin(PACKET_SIZES), std::end(PACKET_SIZES), [&](std::size_t uiPacket) {
-        for (std::size_t i = 0; i < uiPacket; ++i) {
-            if (syncBytesFrom(head, i, uiPacket))
-                return true;
-        }
-        return false;
-    });
-}
-
 // ISO/IEC 14496-15 4.3.3.1: each length leads to the next, and a parameter set or access unit delimiter of layer 0
 // is at the front. How many units; none when the head contradicts.
 std::optional<std::size_t> lengthPrefixedUnits(Bytes head)
@@ -213,11 +201,10 @@ bool isFileKindSettled(Bytes head)
     if (head.size() >= FILE_KIND_BYTES)
         return true;
     const FileKind kind = fileKind(head);
-    // Marks stand in front, and are as long as they get; packets and lengths are judged by all that comes.
-    const bool bMarked =
-        head.size() >= 16 && (kind.eKind == EFileKind::IsoBaseMedia || kind.eKind == EFileKind::Matroska);
-    return bMarked || (kind.eKind == EFileKind::ByteStream && rawVideo(head) == ERawVideo::H265 &&
-                       !canBeTransportStream(head) && !lengthPrefixedUnits(head));
+    // Marks stand in front, and are as long as they get. So does a start code, and which parameter set comes first
+    // behind it no more bytes change; packets and lengths are judged by all that comes.
+    const bool bMarked = kind.eKind == EFileKind::IsoBaseMedia || kind.eKind == EFileKind::Matroska;
+    return head.size() >= 16 && (bMarked || (kind.eKind == EFileKind::ByteStream && rawVideo(head) == ERawVideo::H265));
 }
 
 } // namespace h265_container
