@@ -45,7 +45,8 @@ TEST_F(H265psCheck, HasTheSameInJson)
     EXPECT_EQ(result.iExitCode, 1);
     EXPECT_EQ(Json::parse(result.output), Json::parse(R"({"file": "tool_lossless.hevc", "findings": [
                   {"severity": "error", "clause": "A.3.2", "element": "general_level_idc",
-                   "structure": "profile_tier_level", "offset": 32, "bit": 96, "value": 255, "allowed": "30 to 186",
+                   "structure": "profile_tier_level", "offset": 32, "track": null, "box": null, "bit": 96,
+                   "value": 255, "allowed": "30 to 186",
                    "message": "level 8.5 is for intra and still picture profiles, not for Main"}]})"));
 }
 

@@ -81,7 +81,12 @@ TEST_F(H265psOrder, APpsThatIsNotSentAgainBehindAnotherSpsIsAWarning)
         contains(lastLines(result.output, 1), "the decoder's own checks pass; warning: SPS 0 at byte " + place));
     const Json document = Json::parse(h265ps({"--json", file}).output);
     EXPECT_EQ(document["exit_code"], 0);
-    const Json expected = {{{"type", "stale_pps"}, {"sps", 0}, {"sps_offset", std::stoul(place)}, {"pps", {0}}}};
+    const Json expected = {{{"type", "stale_pps"},
+                            {"sps", 0},
+                            {"sps_offset", std::stoul(place)},
+                            {"track", nullptr},
+                            {"place", "byte " + place},
+                            {"pps", {0}}}};
     EXPECT_EQ(document["warnings"], expected);
     EXPECT_EQ(Json::parse(h265ps({"--json", before}).output)["warnings"], Json::array());
 }

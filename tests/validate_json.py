@@ -64,6 +64,16 @@ def broken_documents(good):
         "an element of text": broken(lambda d, s: s["SPS"]["syntax"].update(chroma_format_idc="4:2:0")),
         "a finding without a message": broken(lambda d, s: s["SPS"]["findings"].append({"severity": "error"})),
         "an unknown type": broken(lambda d, s: s["VPS"].update(type="SEI")),
+        "no track key": broken(lambda d, s: s["VPS"].pop("track")),
+        "no place": broken(lambda d, s: s["VPS"].update(place="")),
+        "a time of text": broken(lambda d, s: s["VPS"].update(time="0")),
+        "no tracks": broken(lambda d, s: d.pop("tracks")),
+        "a track of another kind": broken(
+            lambda d, s: d["tracks"].append(
+                {"track": 1, "kind": "smell", "codec": "hvc1", "verdict": "x", "exit_code": 0}
+            )
+        ),
+        "a record beside the place of the same set": broken(lambda d, s: s["SPS"].update(same_as_place="byte 4")),
         "a negative offset": broken(lambda d, s: s["VPS"].update(offset=-1)),
         "a size of text": broken(lambda d, s: s["VPS"].update(size="25")),
         "a record of another type": broken(lambda d, s: s["VPS"].update(record=s["PPS"]["record"])),
@@ -90,6 +100,8 @@ def main(program, schema_file, corpus_directory):
     failures = []
 
     files = sorted(str(f) for f in corpus.glob("*.hevc"))
+    containers = [f for f in (corpus.parent / "containers").iterdir() if f.suffix != ".md"]
+    files += sorted(str(f) for f in containers)
     with tempfile.TemporaryDirectory() as directory:
         for name, units in made_streams(corpus).items():
             made = pathlib.Path(directory) / name

@@ -9,10 +9,11 @@
 
 namespace h265ps {
 
+using h265_inspect::FileFinding;
 using h265_syntax::ESeverity;
 using h265_syntax::Finding;
 
-void CCheckReport::begin(const std::string& file, const CVerdict& /* verdict */, EPace /* ePace */)
+void CCheckReport::begin(const std::string& file, const CFileVerdict& /* verdict */, EPace /* ePace */)
 {
     m_bErrors = false;
     m_file = printable(file);
@@ -25,29 +26,32 @@ void CCheckReport::begin(const std::string& file, const CVerdict& /* verdict */,
     m_json.openArray();
 }
 
-void CCheckReport::add(const h265_stream::ParameterSetEvent& event, const h265_inspect::InspectedSet& set,
-                       bool /* bShown */)
+void CCheckReport::add(const h265_inspect::FileSet& told, bool /* bShown */)
 {
-    for (const Finding& finding : set.findings)
-        tell(finding, event.ulOffset);
-    if (set.uiMoreFindings != 0)
-        tell(moreFindings(set.uiMoreFindings), event.ulOffset);
+    for (const Finding& finding : told.set.findings)
+        tell(findingOf(told, finding));
+    if (told.set.uiMoreFindings != 0)
+        tell(findingOf(told, moreFindings(told.set.uiMoreFindings)));
 }
 
-void CCheckReport::tell(const Finding& finding, std::uint64_t ulOffset)
+void CCheckReport::tell(const FileFinding& finding)
 {
-    m_bErrors = m_bErrors || finding.eSeverity == ESeverity::Error;
+    m_bErrors = m_bErrors || finding.finding.eSeverity == ESeverity::Error;
     if (m_bJson)
-        return writeFinding(finding, ulOffset, m_json);
-    std::string line = fmt::format("{}:{}", m_file, ulOffset);
-    if (finding.ulBit)
-        line += fmt::format(".{}", *finding.ulBit);
-    m_output.append(line + ": " + findingText(finding, true) + "\n");
+        return writeFinding(finding, m_json);
+    std::string line = m_file;
+    if (finding.ulOffset)
+        line += fmt::format(":{}", *finding.ulOffset);
+    else if (!finding.place.empty())
+        line += ": " + finding.place;
+    if (finding.finding.ulBit)
+        line += fmt::format("{}{}", finding.ulOffset ? "." : ", bit ", *finding.finding.ulBit);
+    m_output.append(line + ": " + findingText(finding) + "\n");
 }
 
-void CCheckReport::addFinding(const h265_syntax::SetFinding& finding)
+void CCheckReport::addFinding(const FileFinding& finding)
 {
-    tell(finding.finding, finding.ulOffset);
+    tell(finding);
 }
 
 void CCheckReport::error(std::string_view line)
@@ -55,7 +59,7 @@ void CCheckReport::error(std::string_view line)
     writeLine(line, m_output);
 }
 
-bool CCheckReport::end(const CVerdict& /* verdict */, std::uint64_t /* ulBytes */)
+bool CCheckReport::end(const CFileVerdict& /* verdict */, std::uint64_t /* ulBytes */)
 {
     if (m_bJson) {
         m_json.closeArray();
@@ -65,7 +69,7 @@ bool CCheckReport::end(const CVerdict& /* verdict */, std::uint64_t /* ulBytes *
     return true;
 }
 
-EExitCode CCheckReport::exitCode(const CVerdict& verdict) const
+EExitCode CCheckReport::exitCode(const CFileVerdict& verdict) const
 {
     if (verdict.exitCode() == EXIT_FILE_ERROR)
         return EXIT_FILE_ERROR;

@@ -14,16 +14,16 @@ class CCheckReport : public CReport
 public:
     CCheckReport(COutputStream& output, bool bJson) : m_output(output), m_json(output), m_bJson(bJson) {}
 
-    void begin(const std::string& file, const CVerdict& verdict, EPace ePace) override;
-    void add(const h265_stream::ParameterSetEvent& event, const h265_inspect::InspectedSet& set, bool bShown) override;
-    void addFinding(const h265_syntax::SetFinding& finding) override;
+    void begin(const std::string& file, const CFileVerdict& verdict, EPace ePace) override;
+    void add(const h265_inspect::FileSet& told, bool bShown) override;
+    void addFinding(const h265_inspect::FileFinding& finding) override;
     void error(std::string_view line) override;
     void stall() override { m_output.flush(); }
-    [[nodiscard]] bool end(const CVerdict& verdict, std::uint64_t ulBytes) override;
-    [[nodiscard]] EExitCode exitCode(const CVerdict& verdict) const override;
+    [[nodiscard]] bool end(const CFileVerdict& verdict, std::uint64_t ulBytes) override;
+    [[nodiscard]] EExitCode exitCode(const CFileVerdict& verdict) const override;
 
 private:
-    void tell(const h265_syntax::Finding& finding, std::uint64_t ulOffset);
+    void tell(const h265_inspect::FileFinding& finding);
 
     COutputStream& m_output;
     CJsonWriter m_json;

@@ -11,12 +11,12 @@
 
 #include "ErrorLine.h"
 #include "FileKind.h"
+#include "InputStream.h"
 #include "KeptSets.h"
 #include "Options.h"
 #include "OutputStream.h"
 #include "ReplacedFile.h"
 #include "SetExport.h"
-#include "StreamLooks.h"
 #include "Verbs.h"
 
 namespace h265ps {
@@ -88,17 +88,15 @@ bool hasTracks(EFileKind eKind)
 KeptSets readSets(const std::string& file)
 {
     std::unique_ptr<h265_stream::CByteSource> pSource = h265_stream::openByteSource(file);
-    while (!h265_container::isFileKindSettled(pSource->head()) && pSource->growHead()) {
-    }
-    const EFileKind eKind = h265_container::fileKind(pSource->head()).eKind;
-    if (hasTracks(eKind)) {
+    const h265_container::FileKind kind = kindOf(*pSource);
+    if (hasTracks(kind.eKind)) {
         const bool bAnywhere = pSource->size() && file != "-";
         const auto pFile =
             bAnywhere ? h265_container::openRandomSource(file) : h265_container::makeForwardSource(std::move(pSource));
-        return keepSets(eKind, *pFile);
+        return keepSets(kind.eKind, *pFile);
     }
-    if (const auto format = foreignFormat(pSource->head()))
-        throw CSourceError("not an Annex B byte stream of H.265: it looks like " + std::string(*format), 0);
+    if (const auto reason = foreignReason(kind, pSource->head()))
+        throw CSourceError(*reason, 0);
     return keepSets(*pSource);
 }
 

@@ -18,6 +18,7 @@
 #include "ByteSource.h"
 #include "ErrorLine.h"
 #include "FailureReason.h"
+#include "InputStream.h"
 #include "MemoryRefusals.h"
 #include "SetNames.h"
 #include "StreamLooks.h"
@@ -46,13 +47,6 @@ std::string inSentence(std::string reason)
 std::string lineOf(std::string_view kind, std::string_view message)
 {
     return fmt::format("h265ps: {}: {}\n", kind, printable(std::string(message)));
-}
-
-// As many of the first bytes as it takes to tell what they look like.
-void growHead(CByteSource& source)
-{
-    while (!looksSettled(source.head()) && source.growHead()) {
-    }
 }
 
 // Why a stream that was read to its end had no parameter set.
@@ -127,23 +121,32 @@ EExitCode CFileRun::run(const std::string& file)
 
 EExitCode CFileRun::readFile()
 {
-    const long long iStart = m_file == "-" ? ::lseek(STDIN_FILENO, 0, SEEK_CUR) : 0;
-    const std::unique_ptr<CByteSource> pSource = open();
-    growHead(*pSource);
-    const std::span<const unsigned char> head = pSource->head();
-    if (head.empty())
+    m_iStart = m_file == "-" ? ::lseek(STDIN_FILENO, 0, SEEK_CUR) : 0;
+    std::unique_ptr<CByteSource> pSource = open();
+    m_kind = kindOf(*pSource);
+    if (pSource->head().empty())
         return fail(std::nullopt, "the file is empty");
-    if (const auto format = foreignFormat(head))
-        return fail(0, fmt::format("not an Annex B byte stream of H.265: it looks like {}", *format));
-    const EExitCode eExitCode = readAs(*pSource, pSource->size() ? EPace::Whole : EPace::AsItComes);
+    if (!h265_inspect::hasTracks(m_kind.eKind)) {
+        if (const auto reason = foreignReason(m_kind, pSource->head()))
+            return fail(0, *reason);
+        if (!m_options.init.empty())
+            return fail(std::nullopt, "--init is for media segments (MP4), and this is a byte stream");
+    }
+    const EPace ePace = pSource->size() ? EPace::Whole : EPace::AsItComes;
+    const EExitCode eExitCode = readOnce(std::move(pSource), ePace);
     if (!m_bAgain)
         return eExitCode;
-    if (m_file == "-" && ::lseek(STDIN_FILENO, iStart, SEEK_SET) < 0)
+    if (m_file == "-" && ::lseek(STDIN_FILENO, m_iStart, SEEK_SET) < 0)
         throw CSourceError(std::generic_category().message(errno), 0);
     m_firstVerdict = m_verdict;
-    const std::unique_ptr<CByteSource> pAgain = open();
-    growHead(*pAgain);
-    return std::max(eExitCode, readAs(*pAgain, EPace::Again));
+    pSource = open();
+    (void)kindOf(*pSource); // for its head
+    return std::max(eExitCode, readOnce(std::move(pSource), EPace::Again));
+}
+
+EExitCode CFileRun::readOnce(std::unique_ptr<CByteSource> pSource, EPace ePace)
+{
+    return h265_inspect::hasTracks(m_kind.eKind) ? readTracks(std::move(pSource), ePace) : readAs(*pSource, ePace);
 }
 
 std::unique_ptr<CByteSource> CFileRun::open() const
@@ -155,18 +158,23 @@ std::unique_ptr<CByteSource> CFileRun::open() const
     }
 }
 
-EExitCode CFileRun::readAs(CByteSource& source, EPace ePace)
+void CFileRun::beginReading(EPace ePace)
 {
     m_ePace = ePace;
-    m_verdict = CVerdict(m_options.stream.eReader);
+    m_verdict = CFileVerdict(m_options.stream.eReader);
     m_interruption.reset();
     m_ulTaken = 0;
+    m_bBegun = false;
+    m_bAgain = false;
+}
+
+EExitCode CFileRun::readAs(CByteSource& source, EPace ePace)
+{
+    beginReading(ePace);
     m_foreign.reset();
     m_held.clear();
     m_uiHeldBytes = 0;
     m_inspector.emplace(m_options.inspect);
-    m_bBegun = false;
-    m_bAgain = false;
     m_bHolding = true;
     m_bResemblesH264 = resemblesH264(source.head());
     CWatchedSource watched(source, *this);
@@ -185,13 +193,10 @@ EExitCode CFileRun::readAs(CByteSource& source, EPace ePace)
 }
 
 // Whatever ends the reading, what was read counts.
-StreamSummary CFileRun::readStream(CWatchedSource& source)
+void CFileRun::readGuarded(const std::function<void()>& read)
 {
     try {
-        return m_stream.read(
-            source,
-            [&](const ParameterSetEvent& event) { return take(event, source); },
-            [&](const NalUnit& unit) { takeOther(unit); });
+        read();
     } catch (const CSourceError& error) {
         m_interruption = inSentence(error.what());
     } catch (const std::bad_alloc&) {
@@ -200,35 +205,51 @@ StreamSummary CFileRun::readStream(CWatchedSource& source)
     } catch (const std::exception& error) {
         m_interruption = error.what();
     }
-    StreamSummary summary;
-    summary.ulBytes = m_ulTaken;
-    return summary;
+}
+
+StreamSummary CFileRun::readStream(CWatchedSource& source)
+{
+    std::optional<StreamSummary> summary;
+    readGuarded([&] {
+        summary = m_stream.read(
+            source,
+            [&](const ParameterSetEvent& event) { return take(event, source); },
+            [&](const NalUnit& unit) { takeOther(unit); },
+            m_options.bHead);
+    });
+    if (!summary)
+        summary.emplace().ulBytes = m_ulTaken;
+    return *summary;
 }
 
 EExitCode CFileRun::closeReport(const StreamSummary& summary)
 {
+    CVerdict& verdict = m_verdict.stream();
     if (m_interruption) {
-        m_verdict.interrupt(*m_interruption);
+        verdict.interrupt(*m_interruption);
         if (!m_bOutOfMemory)
             fail(summary.ulBytes, *m_interruption);
     } else if (!summary.bStopped) { // else nobody reads the output
-        m_verdict.end(summary);
+        h265_inspect::FileTrackEnd end{summary, {}};
+        for (const StalePps& stale : summary.stale)
+            end.stalePlaces.push_back(h265_inspect::placeInStream(stale.ulSpsOffset));
+        verdict.end(end);
         m_inspector->onEnd();
         tellSetFindings();
         if (m_options.bDecoder)
-            tellEnd();
+            tellEnd(verdict, "");
     }
     m_bAgain = !m_report.end(m_verdict, summary.ulBytes);
     return m_report.exitCode(m_verdict);
 }
 
 // What the stream lacks, known at its end.
-void CFileRun::tellEnd()
+void CFileRun::tellEnd(const CVerdict& verdict, const std::string& track)
 {
-    if (const std::string missing = m_verdict.missing(); !missing.empty())
-        fail(std::nullopt, "cannot be decoded: " + missing);
-    for (const StalePps& stale : m_verdict.stale())
-        warn(textOf(stale) + ": still of the old SPS");
+    if (const std::string missing = verdict.missing(); !missing.empty())
+        failAt(track, "cannot be decoded: " + missing);
+    for (const StaleSet& stale : verdict.stale())
+        tell("warning", track, textOf(stale) + ": still of the old SPS");
 }
 
 bool CFileRun::take(const ParameterSetEvent& event, CWatchedSource& source)
@@ -258,8 +279,8 @@ void CFileRun::takeOther(const NalUnit& unit)
 void CFileRun::tellSetFindings()
 {
     for (const h265_syntax::SetFinding& finding : m_inspector->newSetFindings())
-        m_report.addFinding(finding);
-    m_verdict.count(m_inspector->counts());
+        m_report.addFinding(fileFinding(finding, h265_inspect::placeInStream(finding.ulOffset)));
+    m_verdict.stream().count(m_inspector->counts());
 }
 
 // With the bytes, as many as there is room for.
@@ -285,19 +306,37 @@ bool CFileRun::showHeld()
 
 bool CFileRun::show(const ParameterSetEvent& event)
 {
+    using h265_inspect::placeInStream;
     const h265_inspect::InspectedSet set = m_inspector->onSet(event);
-    m_verdict.add(event, set, m_inspector->counts());
+    h265_inspect::FileSet told{event, set, placeInStream(event.ulOffset), std::nullopt, std::nullopt};
+    if (event.ulSameAs)
+        told.sameAs = placeInStream(*event.ulSameAs);
+    if (event.ulReadAt)
+        told.readAt = placeInStream(*event.ulReadAt);
+    return showSet(told, m_verdict.stream(), m_inspector->counts());
+}
+
+void CFileRun::beginReport()
+{
     if (!m_bBegun)
         m_report.begin(m_file, m_ePace == EPace::Again ? *m_firstVerdict : m_verdict, m_ePace);
     m_bBegun = true;
-    m_report.add(event, set, m_options.shows(event));
-    tellSetFindings();
+}
+
+bool CFileRun::showSet(const h265_inspect::FileSet& told, CVerdict& verdict, const h265_inspect::StreamCounts& counts)
+{
+    const ParameterSetEvent& event = told.event;
+    verdict.add(told, counts);
+    beginReport();
+    m_report.add(told, m_options.shows(event));
+    if (!told.place.ulTrack)
+        tellSetFindings();
     if (m_options.bDecoder && isFailure(event) && !event.bRepeat && !event.bSeenBefore)
-        fail(event.ulOffset,
-             fmt::format("{} {}: {}",
-                         nameOf(event),
-                         isNotRead(event) ? "not read" : "not supported",
-                         failureReason(event, m_options.stream.eReader).text()));
+        failAt(atPlace(told.place),
+               fmt::format("{} {}: {}",
+                           nameOf(event),
+                           isNotRead(event) ? "not read" : "not supported",
+                           failureReason(event, m_options.stream.eReader).text()));
     return !m_output.failed();
 }
 
@@ -311,19 +350,18 @@ EExitCode CFileRun::failForMemory(std::string_view file) const noexcept
 
 EExitCode CFileRun::fail(std::optional<std::uint64_t> ulOffset, std::string_view reason)
 {
-    tell("error", ulOffset, reason);
+    return failAt(ulOffset ? fmt::format("at byte {}", *ulOffset) : "", reason);
+}
+
+EExitCode CFileRun::failAt(const std::string& place, std::string_view reason)
+{
+    tell("error", place, reason);
     return EXIT_FILE_ERROR;
 }
 
-void CFileRun::warn(std::string_view reason)
+void CFileRun::tell(std::string_view kind, const std::string& place, std::string_view reason)
 {
-    tell("warning", std::nullopt, reason);
-}
-
-void CFileRun::tell(std::string_view kind, std::optional<std::uint64_t> ulOffset, std::string_view reason)
-{
-    const std::string place = ulOffset ? fmt::format("at byte {}: ", *ulOffset) : "";
-    const std::string line = lineOf(kind, fmt::format("{}: {}{}", m_file, place, reason));
+    const std::string line = lineOf(kind, fmt::format("{}: {}{}{}", m_file, place, place.empty() ? "" : ": ", reason));
     if (m_bBegun)
         m_report.error(line);
     else

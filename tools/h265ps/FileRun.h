@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -8,9 +9,12 @@
 #include <vector>
 
 #include "ByteSource.h"
+#include "FileKind.h"
+#include "FileTracks.h"
 #include "Inspector.h"
 #include "Options.h"
 #include "OutputStream.h"
+#include "RandomSource.h"
 #include "Report.h"
 
 namespace h265ps {
@@ -26,23 +30,33 @@ public:
 
 private:
     class CWatchedSource;
+    class CTracks;
+    class CStallingSource;
 
     EExitCode readFile();
     [[nodiscard]] std::unique_ptr<h265_stream::CByteSource> open() const;
+    EExitCode readOnce(std::unique_ptr<h265_stream::CByteSource> pSource, EPace ePace);
+    void beginReading(EPace ePace);
     EExitCode readAs(h265_stream::CByteSource& source, EPace ePace);
     h265_stream::StreamSummary readStream(CWatchedSource& source);
+    void readGuarded(const std::function<void()>& read);
     EExitCode closeReport(const h265_stream::StreamSummary& summary);
+    EExitCode readTracks(std::unique_ptr<h265_stream::CByteSource> pSource, EPace ePace);
+    std::unique_ptr<h265_container::CRandomSource> openTracks(std::unique_ptr<h265_stream::CByteSource> pSource);
+    [[nodiscard]] std::unique_ptr<h265_container::CRandomSource> openInit() const;
+    void beginReport();
+    bool showSet(const h265_inspect::FileSet& told, CVerdict& verdict, const h265_inspect::StreamCounts& counts);
     bool take(const h265_stream::ParameterSetEvent& event, CWatchedSource& source);
     void takeOther(const h265_stream::NalUnit& unit);
     void tellSetFindings();
     void hold(const h265_stream::ParameterSetEvent& event);
     bool showHeld();
     bool show(const h265_stream::ParameterSetEvent& event);
-    void tellEnd();
+    void tellEnd(const CVerdict& verdict, const std::string& track);
     EExitCode failForMemory(std::string_view file) const noexcept;
     EExitCode fail(std::optional<std::uint64_t> ulOffset, std::string_view reason);
-    void warn(std::string_view reason);
-    void tell(std::string_view kind, std::optional<std::uint64_t> ulOffset, std::string_view reason);
+    EExitCode failAt(const std::string& place, std::string_view reason);
+    void tell(std::string_view kind, const std::string& place, std::string_view reason);
 
     const Options& m_options;
     COutputStream& m_output;
@@ -50,8 +64,10 @@ private:
     h265_stream::CParameterSetStream m_stream;
     std::optional<h265_inspect::CInspector> m_inspector; // of the stream
     std::string m_file;
-    CVerdict m_verdict;
-    std::optional<CVerdict> m_firstVerdict; // of the first reading, when a second one shows the sets
+    long long m_iStart = 0; // where standard input stood
+    h265_container::FileKind m_kind{};
+    CFileVerdict m_verdict;
+    std::optional<CFileVerdict> m_firstVerdict; // of the first reading, when a second one shows the sets
     EPace m_ePace = EPace::Whole;
     std::optional<std::string> m_interruption; // why the stream was not read to its end
     bool m_bOutOfMemory = false;               // that is why

@@ -11,17 +11,21 @@
 
 namespace h265ps {
 
+using h265_inspect::FileSet;
 using h265_stream::ParameterSetEvent;
 
 namespace {
 
-void writeWarning(CJsonWriter& json, const h265_stream::StalePps& stale)
+void writeWarning(CJsonWriter& json, const StaleSet& set)
 {
+    const h265_stream::StalePps& stale = set.stale;
     json.openObject();
     json.key("type");
     json.text("stale_pps");
     writeNumber(json, "sps", stale.uiSpsId);
-    writeNumber(json, "sps_offset", stale.ulSpsOffset);
+    writeOptional(json, "sps_offset", set.place.ulOffset);
+    writeOptional(json, "track", set.place.ulTrack);
+    writeText(json, "place", set.place.text());
     json.key("pps");
     json.openArray();
     for (const unsigned uiId : stale.ppsIds)
@@ -30,9 +34,20 @@ void writeWarning(CJsonWriter& json, const h265_stream::StalePps& stale)
     json.closeObject();
 }
 
+void writeTrack(CJsonWriter& json, const TrackVerdict& track)
+{
+    json.openObject();
+    writeNumber(json, "track", track.info.ulTrack);
+    writeText(json, "kind", kindOf(track.info));
+    writeText(json, "codec", track.info.codec);
+    writeText(json, "verdict", track.verdict ? track.verdict->text() : "passed over: " + track.info.reason);
+    writeOptional(json, "exit_code", track.verdict ? std::optional<int>(track.verdict->exitCode()) : std::nullopt);
+    json.closeObject();
+}
+
 } // namespace
 
-void CJsonReport::begin(const std::string& file, const CVerdict& /* verdict */, EPace /* ePace */)
+void CJsonReport::begin(const std::string& file, const CFileVerdict& /* verdict */, EPace /* ePace */)
 {
     m_findings.clear();
     m_json.begin();
@@ -43,17 +58,19 @@ void CJsonReport::begin(const std::string& file, const CVerdict& /* verdict */, 
     m_json.openArray();
 }
 
-void CJsonReport::add(const ParameterSetEvent& event, const h265_inspect::InspectedSet& set, bool bShown)
+void CJsonReport::add(const FileSet& told, bool bShown)
 {
+    const ParameterSetEvent& event = told.event;
+    const h265_inspect::InspectedSet& set = told.set;
     if (!bShown)
         return;
     m_json.openObject();
-    writeSetHeader(event, m_json);
+    writeSetHeader(told, m_json);
     writeOptional(m_json, "read", event.iRead);
     writeOptional(m_json, "verify", event.iVerify);
-    writeOptional(m_json, "read_at", event.ulReadAt);
-    const std::optional<std::uint64_t> ulSameAs = m_options.bShowRepeats ? std::nullopt : event.ulSameAs;
-    writeOptional(m_json, "same_as", ulSameAs);
+    writeOptional(m_json, "read_at", told.readAt ? told.readAt->ulOffset : std::nullopt);
+    const std::optional<h265_inspect::FilePlace> sameAs = m_options.bShowRepeats ? std::nullopt : told.sameAs;
+    writeSameAs(sameAs, m_json);
     m_json.key("error");
     if (isFailure(event))
         m_json.text(failureReason(event, m_options.eReader).text());
@@ -65,7 +82,7 @@ void CJsonReport::add(const ParameterSetEvent& event, const h265_inspect::Inspec
         m_json.text(line);
     m_json.closeArray();
     m_json.key("record");
-    if (ulSameAs)
+    if (sameAs)
         m_json.null();
     else
         writeRecord(event, m_options.bTables, m_json);
@@ -78,12 +95,12 @@ void CJsonReport::add(const ParameterSetEvent& event, const h265_inspect::Inspec
     }
     m_json.key("findings");
     m_json.openArray();
-    writeFindings(set, event.ulOffset, m_json);
+    writeFindings(told, m_json);
     m_json.closeArray();
     m_json.closeObject();
 }
 
-void CJsonReport::addFinding(const h265_syntax::SetFinding& finding)
+void CJsonReport::addFinding(const h265_inspect::FileFinding& finding)
 {
     m_findings.push_back(finding);
 }
@@ -93,27 +110,33 @@ void CJsonReport::error(std::string_view line)
     writeLine(line, m_output);
 }
 
-bool CJsonReport::end(const CVerdict& verdict, std::uint64_t ulBytes)
+bool CJsonReport::end(const CFileVerdict& verdict, std::uint64_t ulBytes)
 {
     m_json.closeArray();
     writeNumber(m_json, "bytes", ulBytes);
     m_json.key("findings");
     m_json.openArray();
-    for (const h265_syntax::SetFinding& found : m_findings)
-        writeFinding(found.finding, found.ulOffset, m_json);
+    for (const h265_inspect::FileFinding& finding : m_findings)
+        writeFinding(finding, m_json);
     m_json.closeArray();
     m_json.key("warnings");
     m_json.openArray();
-    for (const h265_stream::StalePps& stale : verdict.stale())
+    for (const StaleSet& stale : verdict.stale())
         writeWarning(m_json, stale);
     m_json.closeArray();
     m_json.key("gist");
-    if (verdict.gist())
-        writeGist(*verdict.gist(), verdict.counts(), m_json);
+    const CVerdict& first = verdict.first();
+    if (first.gist())
+        writeGist(*first.gist(), first.counts(), m_json);
     else
         m_json.null();
+    m_json.key("tracks");
+    m_json.openArray();
+    for (const TrackVerdict& track : verdict.tracks())
+        writeTrack(m_json, track);
+    m_json.closeArray();
     m_json.key("verdict");
-    m_json.text(verdict.text());
+    m_json.text(verdict.worst().text());
     m_json.key("exit_code");
     m_json.number(std::int64_t{verdict.exitCode()});
     m_json.closeObject();

@@ -8,7 +8,7 @@
 
 namespace h265ps {
 
-/// One JSON document for each stream, as docs/json.md describes it, written as the parameter sets come.
+/// One JSON document for each file, as docs/json.md describes it, written as the parameter sets come.
 class CJsonReport : public CReport
 {
 public:
@@ -21,18 +21,18 @@ public:
 
     CJsonReport(COutputStream& output, const Options& options) : m_output(output), m_json(output), m_options(options) {}
 
-    void begin(const std::string& file, const CVerdict& verdict, EPace ePace) override;
-    void add(const h265_stream::ParameterSetEvent& event, const h265_inspect::InspectedSet& set, bool bShown) override;
-    void addFinding(const h265_syntax::SetFinding& finding) override;
+    void begin(const std::string& file, const CFileVerdict& verdict, EPace ePace) override;
+    void add(const h265_inspect::FileSet& told, bool bShown) override;
+    void addFinding(const h265_inspect::FileFinding& finding) override;
     void error(std::string_view line) override;
     void stall() override { m_output.flush(); }
-    [[nodiscard]] bool end(const CVerdict& verdict, std::uint64_t ulBytes) override;
+    [[nodiscard]] bool end(const CFileVerdict& verdict, std::uint64_t ulBytes) override;
 
 private:
     COutputStream& m_output;
     CJsonWriter m_json;
     h265_inspect::CSyntaxTree m_tree;
-    std::vector<h265_syntax::SetFinding> m_findings; // among the sets; bounded by who finds them
+    std::vector<h265_inspect::FileFinding> m_findings; // bounded by who finds them
     Options m_options;
 };
 

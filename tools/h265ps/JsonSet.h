@@ -4,9 +4,8 @@
 #include <optional>
 #include <string_view>
 
-#include "Inspector.h"
+#include "FilePlace.h"
 #include "JsonWriter.h"
-#include "ParameterSetStream.h"
 
 namespace h265ps {
 
@@ -18,12 +17,14 @@ void writeOptional(CJsonWriter& json, std::string_view name, const std::optional
 void writeText(CJsonWriter& json, std::string_view name, std::string_view text);
 
 /// The keys that every set begins with: what and where its NAL unit is.
-void writeSetHeader(const h265_stream::ParameterSetEvent& event, CJsonWriter& json);
+void writeSetHeader(const h265_inspect::FileSet& told, CJsonWriter& json);
+/// The keys that say where the same set stood before; null without a place.
+void writeSameAs(const std::optional<h265_inspect::FilePlace>& place, CJsonWriter& json);
 
-/// A finding as an object. ulOffset: of the set's NAL unit.
-void writeFinding(const h265_syntax::Finding& finding, std::uint64_t ulOffset, CJsonWriter& json);
+/// A finding as an object.
+void writeFinding(const h265_inspect::FileFinding& finding, CJsonWriter& json);
 /// The findings of a set, the elements of an array.
-void writeFindings(const h265_inspect::InspectedSet& set, std::uint64_t ulOffset, CJsonWriter& json);
+void writeFindings(const h265_inspect::FileSet& told, CJsonWriter& json);
 
 /// What is said of findings that are counted only.
 h265_syntax::Finding moreFindings(std::size_t uiCount);

@@ -82,7 +82,17 @@ bool Options::shows(const h265_stream::ParameterSetEvent& event) const
 
 void addFiles(CLI::App& app, Options& options)
 {
-    app.add_option("FILE", options.files, "Streams to read, one after another; - is standard input")->type_name("");
+    app.add_option("FILE", options.files, "Files to read, one after another; - is standard input")->type_name("");
+}
+
+void addReading(CLI::App& app, Options& options)
+{
+    app.add_flag("--head", options.bHead, "Read up to the first picture only (of each track)");
+    addSingle<std::string>(app,
+                           "--init",
+                           "The initialisation segment of a file that has media segments only (MP4, CMAF)",
+                           [&options](const std::string& file) { options.init = file; })
+        ->type_name("FILE");
 }
 
 void addJson(CLI::App& app, Options& options)

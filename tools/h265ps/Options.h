@@ -28,6 +28,8 @@ struct Options
     bool bTables = false;             // the address tables of PPSs, in JSON
     std::vector<unsigned char> types; // nal_unit_type of the sets to show; empty: all
     std::optional<unsigned> uiId;     // id of the sets to show
+    bool bHead = false;               // up to the first picture
+    std::string init;                 // initialisation segment of media segments; empty: none
     h265_stream::StreamOptions stream;
 
     // What follows from the verb.
@@ -84,6 +86,7 @@ int endEarly(const EarlyEnd& end, COutputStream& output);
 
 /// Options that verbs share.
 void addFiles(CLI::App& app, Options& options);
+void addReading(CLI::App& app, Options& options);
 void addJson(CLI::App& app, Options& options);
 void addRepeats(CLI::App& app, Options& options);
 void addFilters(CLI::App& app, Options& options);

@@ -4,9 +4,8 @@
 #include <string>
 #include <string_view>
 
-#include "Inspector.h"
-#include "ParameterSetStream.h"
-#include "Verdict.h"
+#include "FilePlace.h"
+#include "FileVerdict.h"
 
 namespace h265ps {
 
@@ -18,29 +17,28 @@ enum class EPace
     Again      // a file, the verdict on which is known from a first reading
 };
 
-/// Shows what streams hold, one after another.
+/// Shows what files hold, one after another.
 class CReport
 {
 public:
     virtual ~CReport() = default;
 
-    /// A stream that has a parameter set begins. The verdict lasts until the end, and has heard of each set
-    /// before the report does; with EPace::Again it is that of the first reading.
-    virtual void begin(const std::string& file, const CVerdict& verdict, EPace ePace) = 0;
+    /// A stream that has a parameter set begins, or a file that has a track of H.265. The verdict lasts until the end,
+    /// and has heard of each set before the report does; with EPace::Again it is that of the first reading.
+    virtual void begin(const std::string& file, const CFileVerdict& verdict, EPace ePace) = 0;
     /// bShown: the filters let it through.
-    virtual void add(const h265_stream::ParameterSetEvent& event, const h265_inspect::InspectedSet& set,
-                     bool bShown) = 0;
-    /// What is wrong with a set among others.
-    virtual void addFinding(const h265_syntax::SetFinding& finding) = 0;
+    virtual void add(const h265_inspect::FileSet& told, bool bShown) = 0;
+    /// What is wrong with a set among others, or with the container.
+    virtual void addFinding(const h265_inspect::FileFinding& finding) = 0;
     /// A whole line for standard error.
     virtual void error(std::string_view line) = 0;
     /// The stream has no more bytes at the moment.
     virtual void stall() = 0;
-    /// The stream ended, or could not be read on, ulBytes after its start. False: the sets are more than can be
+    /// The file ended, or could not be read on, ulBytes after its start. False: the sets are more than can be
     /// kept back until the verdict, nothing was written; the file has to be read again.
-    [[nodiscard]] virtual bool end(const CVerdict& verdict, std::uint64_t ulBytes) = 0;
+    [[nodiscard]] virtual bool end(const CFileVerdict& verdict, std::uint64_t ulBytes) = 0;
     /// Of the stream that ended.
-    [[nodiscard]] virtual EExitCode exitCode(const CVerdict& verdict) const { return verdict.exitCode(); }
+    [[nodiscard]] virtual EExitCode exitCode(const CFileVerdict& verdict) const { return verdict.exitCode(); }
 };
 
 } // namespace h265ps

@@ -6,6 +6,7 @@
 #include <fmt/format.h>
 
 #include "DecParameterSetReader.h"
+#include "FilePlace.h"
 #include "Inspector.h"
 #include "ParameterSetStream.h"
 
@@ -65,10 +66,16 @@ inline std::string nameOf(const h265_stream::ParameterSetEvent& event, const h26
     return name;
 }
 
-/// "SPS 0 at byte 33"
-inline std::string placeOf(const h265_stream::ParameterSetEvent& event)
+/// "at byte 33", "in track 1, hvcC"
+inline std::string atPlace(const h265_inspect::FilePlace& place)
 {
-    return fmt::format("{} at byte {}", nameOf(event), event.ulOffset);
+    return (place.ulTrack ? "in " : "at ") + place.text();
+}
+
+/// "SPS 0 at byte 33"
+inline std::string placeOf(const h265_inspect::FileSet& told)
+{
+    return nameOf(told.event) + " " + atPlace(told.place);
 }
 
 } // namespace h265ps

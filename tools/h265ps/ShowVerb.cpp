@@ -14,14 +14,18 @@ namespace h265ps {
 
 namespace {
 
-constexpr char DESCRIPTION[] = "Shows what the VPS, SPS and PPS of H.265 streams (Annex B byte streams) hold.";
+constexpr char DESCRIPTION[] =
+    "Shows what the VPS, SPS and PPS of H.265 files hold: byte streams (Annex B), MP4, MOV,\n"
+    "HEIC, MKV and MPEG-TS.";
 
 constexpr char FOOTER[] = R"(
 Examples:
   h265ps movie.hevc                     every parameter set, for people
+  h265ps movie.mp4                      of each H.265 track, with the container's claims
   h265ps --type pps --id 0 movie.hevc   PPS 0 alone
   h265ps --json a.hevc b.hevc           one JSON document a line, one for each file
   cat movie.hevc | h265ps -             from standard input
+  h265ps --head movie.mkv               up to the first picture
   h265ps trace movie.hevc               every syntax element, with its place
   h265ps check *.hevc                   what is wrong with the parameter sets
   h265ps diff a.hevc b.hevc             what differs between the parameter sets
@@ -43,8 +47,9 @@ Exit codes:
      decoder's own checks pass
   1  one is missing, was not read, or is not supported
      (sets of nuh_layer_id above 0 are passed over and change nothing)
-  2  wrong usage, a file that cannot be read or has no parameter set, or output that
-     cannot be written
+  2  wrong usage, a file that cannot be read to its end or has no parameter set or no
+     H.265 track, or output that cannot be written
+Of several tracks of H.265 the worst counts; others are named and passed over.
 
 An error is one line on standard error, with the place where there is one:
   h265ps: error: FILE: at byte N: reason
@@ -79,6 +84,7 @@ int runShow(std::span<char* const> arguments, COutputStream& output)
     Options options;
     CCommandLine commandLine({"h265ps", DESCRIPTION, FOOTER});
     addFiles(commandLine.app(), options);
+    addReading(commandLine.app(), options);
     addJson(commandLine.app(), options);
     addRepeats(commandLine.app(), options);
     addFilters(commandLine.app(), options);

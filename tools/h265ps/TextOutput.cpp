@@ -14,6 +14,7 @@
 
 namespace h265ps {
 
+using h265_inspect::FileSet;
 using h265_stream::ParameterSetEvent;
 
 namespace {
@@ -22,6 +23,12 @@ namespace {
 constexpr std::size_t MAX_WAITING = std::size_t{1} << 20;
 
 constexpr std::size_t MAX_LISTED_FINDINGS = 200;
+
+// Tracks that are passed over.
+constexpr std::size_t MAX_LISTED_TRACKS = 8;
+
+// So many streams of which the same is to be said are each told of.
+constexpr std::size_t FEW_TRACKS = 4;
 
 std::string resultOf(const ParameterSetEvent& event, h265_stream::EBitReader eReader, const TextStyle& style)
 {
@@ -83,7 +90,7 @@ std::string printable(const std::string& name)
     return text;
 }
 
-void CTextReport::begin(const std::string& file, const CVerdict& verdict, EPace ePace)
+void CTextReport::begin(const std::string& file, const CFileVerdict& verdict, EPace ePace)
 {
     if (ePace != EPace::Again) {
         m_heading = m_options.bFileHeadings ? fmt::format("{}{}==> {} <=={}\n",
@@ -99,6 +106,7 @@ void CTextReport::begin(const std::string& file, const CVerdict& verdict, EPace 
     m_bHeadShown = false;
     m_bSpsCame = false;
     m_repeats.clear();
+    m_sharedOffsets.clear();
     m_findings.clear();
     m_ulShown = 0;
     if (ePace == EPace::Again)
@@ -107,18 +115,28 @@ void CTextReport::begin(const std::string& file, const CVerdict& verdict, EPace 
         m_output.hold();
 }
 
-void CTextReport::add(const ParameterSetEvent& event, const h265_inspect::InspectedSet& set, bool bShown)
+void CTextReport::add(const FileSet& told, bool bShown)
 {
-    noteFindings(event, set);
+    const ParameterSetEvent& event = told.event;
+    noteFindings(told);
     if (bShown) {
         ++m_ulShown;
-        if ((event.bRepeat || event.bSeenBefore) && !m_options.bShowRepeats)
+        if ((event.bRepeat || event.bSeenBefore || isShared(told)) && !m_options.bShowRepeats)
             ++m_repeats[repeatKey(event)];
         else if (!m_output.hasLost())
-            m_output.append(block(event, set));
+            m_output.append(block(told));
     }
     if (m_ePace == EPace::AsItComes && !m_bHeadShown)
         noteForHead(event);
+}
+
+// Items of an image share the sets that one hvcC holds: these are shown once.
+bool CTextReport::isShared(const FileSet& told)
+{
+    constexpr std::size_t MAX_SHARED = std::size_t{1} << 16;
+    if (told.place.unit.holder != "item" || !told.place.ulOffset || m_sharedOffsets.size() == MAX_SHARED)
+        return false;
+    return !m_sharedOffsets.insert(*told.place.ulOffset).second;
 }
 
 // What comes live has its head as soon as an SPS and a PPS came.
@@ -130,87 +148,144 @@ void CTextReport::noteForHead(const ParameterSetEvent& event)
         showHead(*m_pVerdict, "so far: ");
 }
 
-std::string CTextReport::title(const ParameterSetEvent& event, const h265_inspect::InspectedSet& set) const
+std::string CTextReport::title(const FileSet& told) const
 {
-    std::string text = fmt::format("{}{}{} at byte {}, {} byte{}",
+    const ParameterSetEvent& event = told.event;
+    std::string text = fmt::format("{}{}{} {}, {} byte{}",
                                    m_options.style.pHeading,
-                                   nameOf(event, set),
+                                   nameOf(event, told.set),
                                    m_options.style.pEnd,
-                                   event.ulOffset,
+                                   atPlace(told.place),
                                    event.ulSize,
                                    event.ulSize == 1 ? "" : "s");
-    if (event.ulReadAt)
-        text += fmt::format(", read at the SPS at byte {}", *event.ulReadAt);
+    if (told.readAt)
+        text += fmt::format(", read at the SPS {}", atPlace(*told.readAt));
     text += ": " + resultOf(event, m_options.eReader, m_options.style);
     if (event.bRepeat || event.bSeenBefore)
         text += " (repeat)";
     return text;
 }
 
-std::string CTextReport::block(const ParameterSetEvent& event, const h265_inspect::InspectedSet& set)
+std::string CTextReport::block(const FileSet& told)
 {
-    std::string text = fmt::format("\n{}\n", title(event, set));
+    const ParameterSetEvent& event = told.event;
+    std::string text = fmt::format("\n{}\n", title(told));
     if (!event.bCutOff && event.header.nuh_temporal_id_plus1 != 1)
         text += fmt::format("  nuh_temporal_id_plus1 {}\n", event.header.nuh_temporal_id_plus1);
-    if (event.ulSameAs && !m_options.bShowRepeats)
-        return text + fmt::format("  the same as at byte {} (--all shows it)\n", *event.ulSameAs);
+    if (told.sameAs && !m_options.bShowRepeats)
+        return text + fmt::format("  the same as {} (--all shows it)\n", atPlace(*told.sameAs));
     text += logOf(event);
     if (m_options.bRecord)
-        return text + recordText(event, unreadPartsText(set), m_options.style);
-    if (!set.hasSyntax())
+        return text + recordText(event, unreadPartsText(told.set), m_options.style);
+    if (!told.set.hasSyntax())
         return text;
-    m_tree.build(set);
-    return text + syntaxText(event, set, m_tree, m_options.style);
+    m_tree.build(told.set);
+    return text + syntaxText(event, told.set, m_tree, m_options.style);
 }
 
-void CTextReport::noteFindings(const ParameterSetEvent& event, const h265_inspect::InspectedSet& set)
+void CTextReport::noteFindings(const FileSet& told)
 {
-    for (const h265_syntax::Finding& finding : set.findings) {
+    for (const h265_syntax::Finding& finding : told.set.findings) {
         if (m_findings.size() == MAX_LISTED_FINDINGS)
             return;
-        m_findings.push_back(fmt::format("  {} at byte {}{}: {}\n",
-                                         nameOf(event, set),
-                                         event.ulOffset,
+        m_findings.push_back(fmt::format("  {} {}{}: {}\n",
+                                         nameOf(told.event, told.set),
+                                         atPlace(told.place),
                                          finding.ulBit ? fmt::format(", bit {}", *finding.ulBit) : "",
                                          findingText(finding, true)));
     }
 }
 
-void CTextReport::addFinding(const h265_syntax::SetFinding& finding)
+// Of the container in its place too, where the sets around it tell what it is about.
+void CTextReport::addFinding(const h265_inspect::FileFinding& finding)
 {
-    if (m_findings.size() < MAX_LISTED_FINDINGS)
-        m_findings.push_back(fmt::format("  {} {} at byte {}: {}\n",
-                                         typeName(static_cast<unsigned char>(finding.nal_unit_type)),
-                                         finding.uiId,
-                                         finding.ulOffset,
-                                         findingText(finding.finding, true)));
+    std::string place = finding.set;
+    if (!finding.place.empty())
+        place += (finding.ulTrack ? " in " : " at ") + finding.place;
+    else if (finding.ulOffset)
+        place += fmt::format("{}at byte {}", place.empty() ? "" : " ", *finding.ulOffset);
+    else if (finding.ulTrack)
+        place += fmt::format("{}track {}", place.empty() ? "" : " ", *finding.ulTrack);
+    const std::string line = (place.empty() ? place : place + ": ") + findingText(finding) + "\n";
+    if (finding.set.empty() && !m_options.bRecord && !m_output.hasLost())
+        m_output.append("\n" + line);
+    if (m_findings.size() < MAX_LISTED_FINDINGS && !finding.bNote)
+        m_findings.push_back("  " + line);
 }
 
 // All together, behind the sets.
-void CTextReport::showFindings(const CVerdict& verdict)
+void CTextReport::showFindings(const CFileVerdict& verdict)
 {
     if (m_findings.empty() || m_options.bRecord)
         return;
     std::string text = "\nproblems\n";
     for (const std::string& line : m_findings)
         text += line;
-    const std::uint64_t ulAll = verdict.counts().ulErrors + verdict.counts().ulWarnings;
+    const std::uint64_t ulAll = verdict.findings();
     if (ulAll > m_findings.size())
         text += fmt::format("  and {} more (h265ps check lists them)\n", ulAll - m_findings.size());
     m_output.append(text);
 }
 
-std::string CTextReport::head(const CVerdict& verdict, const char* pPrefix) const
+std::string CTextReport::streamHead(const CVerdict& verdict, const std::string& prefix) const
 {
     std::string text;
     for (const std::string& line : verdict.sequences())
-        text += fmt::format("{}{}{}{}\n", pPrefix, m_options.style.pHeading, line, m_options.style.pEnd);
-    text += fmt::format("{}{}\n", pPrefix, verdict.inspection());
+        text += fmt::format("{}{}{}{}\n", prefix, m_options.style.pHeading, line, m_options.style.pEnd);
+    text += fmt::format("{}{}\n", prefix, verdict.inspection());
     const char* const pColour = verdict.exitCode() == EXIT_ALL_READ ? m_options.style.pGood : m_options.style.pBad;
-    return text + fmt::format("{}{}{}{}\n", pPrefix, pColour, verdict.text(), m_options.style.pEnd);
+    return text + fmt::format("{}{}{}{}\n", prefix, pColour, verdict.text(), m_options.style.pEnd);
 }
 
-void CTextReport::showHead(const CVerdict& verdict, const char* pPrefix)
+// Streams of which the same is to be said, as those of the pieces of an image, once.
+std::string CTextReport::tracksHead(const CFileVerdict& verdict, const std::string& prefix) const
+{
+    std::string text;
+    std::map<std::string, std::size_t> more; // by what is said
+    const auto saidOf = [](const CVerdict& one) {
+        return (one.gist() ? textOf(*one.gist()) : "") + one.inspection() + std::to_string(one.exitCode());
+    };
+    for (const TrackVerdict& track : verdict.tracks()) {
+        if (track.verdict)
+            ++more[saidOf(*track.verdict)];
+    }
+    for (const TrackVerdict& track : verdict.tracks()) {
+        const auto said = track.verdict ? more.find(saidOf(*track.verdict)) : more.end();
+        if (said == more.end())
+            continue;
+        const bool bMany = said->second > FEW_TRACKS;
+        text += fmt::format("{}{}{}:\n",
+                            prefix,
+                            printable(nameOf(track.info)),
+                            bMany ? fmt::format(", and {} more like it", said->second - 1) : "");
+        text += streamHead(*track.verdict, prefix + "  ");
+        if (bMany)
+            more.erase(said);
+    }
+    return text;
+}
+
+std::string CTextReport::head(const CFileVerdict& verdict, const std::string& prefix) const
+{
+    std::string text = verdict.h265Tracks() > 1 ? tracksHead(verdict, prefix) : streamHead(verdict.worst(), prefix);
+    if (const std::string problems = verdict.containerProblems(); !problems.empty())
+        text += prefix + problems + "\n";
+    std::string others;
+    std::size_t uiOthers = 0;
+    for (const TrackVerdict& track : verdict.tracks()) {
+        if (!track.verdict && ++uiOthers <= MAX_LISTED_TRACKS)
+            others += fmt::format("{}{} ({}: {})",
+                                  others.empty() ? "" : "; ",
+                                  printable(nameOf(track.info)),
+                                  kindOf(track.info),
+                                  printable(track.info.reason));
+    }
+    if (uiOthers > MAX_LISTED_TRACKS)
+        others += fmt::format("; and {} more", uiOthers - MAX_LISTED_TRACKS);
+    return others.empty() ? text : text + prefix + "passed over: " + others + "\n";
+}
+
+void CTextReport::showHead(const CFileVerdict& verdict, const char* pPrefix)
 {
     m_stdout.append(m_heading + head(verdict, pPrefix));
     m_output.release();
@@ -229,7 +304,7 @@ void CTextReport::stall()
     m_stdout.flush();
 }
 
-bool CTextReport::end(const CVerdict& verdict, std::uint64_t /* ulBytes */)
+bool CTextReport::end(const CFileVerdict& verdict, std::uint64_t /* ulBytes */)
 {
     const bool bLost = !m_bHeadShown && m_output.hasLost();
     if (bLost)

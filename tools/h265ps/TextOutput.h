@@ -1,6 +1,7 @@
 #pragma once
 
 #include <map>
+#include <set>
 #include <string>
 #include <tuple>
 #include <vector>
@@ -37,32 +38,36 @@ public:
     CTextReport(COutputStream& output, const Options& options) : m_stdout(output), m_output(output), m_options(options)
     {}
 
-    void begin(const std::string& file, const CVerdict& verdict, EPace ePace) override;
-    void add(const h265_stream::ParameterSetEvent& event, const h265_inspect::InspectedSet& set, bool bShown) override;
-    void addFinding(const h265_syntax::SetFinding& finding) override;
+    void begin(const std::string& file, const CFileVerdict& verdict, EPace ePace) override;
+    void add(const h265_inspect::FileSet& told, bool bShown) override;
+    void addFinding(const h265_inspect::FileFinding& finding) override;
     void error(std::string_view line) override;
     void stall() override;
-    [[nodiscard]] bool end(const CVerdict& verdict, std::uint64_t ulBytes) override;
+    [[nodiscard]] bool end(const CFileVerdict& verdict, std::uint64_t ulBytes) override;
 
 private:
-    std::string block(const h265_stream::ParameterSetEvent& event, const h265_inspect::InspectedSet& set);
-    std::string title(const h265_stream::ParameterSetEvent& event, const h265_inspect::InspectedSet& set) const;
-    void noteFindings(const h265_stream::ParameterSetEvent& event, const h265_inspect::InspectedSet& set);
-    void showFindings(const CVerdict& verdict);
-    std::string head(const CVerdict& verdict, const char* pPrefix) const;
-    void showHead(const CVerdict& verdict, const char* pPrefix);
+    std::string block(const h265_inspect::FileSet& told);
+    std::string title(const h265_inspect::FileSet& told) const;
+    bool isShared(const h265_inspect::FileSet& told);
+    void noteFindings(const h265_inspect::FileSet& told);
+    void showFindings(const CFileVerdict& verdict);
+    std::string head(const CFileVerdict& verdict, const std::string& prefix) const;
+    std::string tracksHead(const CFileVerdict& verdict, const std::string& prefix) const;
+    std::string streamHead(const CVerdict& verdict, const std::string& prefix) const;
+    void showHead(const CFileVerdict& verdict, const char* pPrefix);
     void noteForHead(const h265_stream::ParameterSetEvent& event);
 
     COutputStream& m_stdout;
     CHeldOutput m_output;
     Options m_options;
     EPace m_ePace = EPace::Whole;
-    const CVerdict* m_pVerdict = nullptr;
+    const CFileVerdict* m_pVerdict = nullptr;
     std::string m_heading;
     bool m_bFirstFile = true;
     bool m_bHeadShown = false;
     bool m_bSpsCame = false; // of layer 0
     std::map<RepeatKey, std::uint64_t> m_repeats;
+    std::set<std::uint64_t> m_sharedOffsets; // sets that several items of a file can have
     h265_inspect::CSyntaxTree m_tree;
     std::vector<std::string> m_findings; // the first of all, as lines
     std::uint64_t m_ulShown = 0;

@@ -11,6 +11,7 @@
 
 namespace h265ps {
 
+using h265_inspect::FileSet;
 using h265_inspect::InspectedSet;
 using h265_stream::ParameterSetEvent;
 using h265_syntax::Element;
@@ -77,7 +78,7 @@ private:
 
 } // namespace
 
-void CTraceReport::begin(const std::string& file, const CVerdict& /* verdict */, EPace /* ePace */)
+void CTraceReport::begin(const std::string& file, const CFileVerdict& /* verdict */, EPace /* ePace */)
 {
     m_bStopped = false;
     m_ulRepeats = 0;
@@ -93,31 +94,35 @@ void CTraceReport::begin(const std::string& file, const CVerdict& /* verdict */,
     }
 }
 
-void CTraceReport::add(const ParameterSetEvent& event, const InspectedSet& set, bool bShown)
+void CTraceReport::add(const FileSet& told, bool bShown)
 {
+    const ParameterSetEvent& event = told.event;
+    const InspectedSet& set = told.set;
     m_bStopped = m_bStopped || (set.hasSyntax() && set.stop());
     if (!bShown)
         return;
     if (m_options.bJson)
-        addJson(event, set);
+        addJson(told);
     else if (!set.hasSyntax() && (event.bRepeat || event.bSeenBefore))
         ++m_ulRepeats;
     else
-        addText(event, set);
+        addText(told);
 }
 
-void CTraceReport::addText(const ParameterSetEvent& event, const InspectedSet& set)
+void CTraceReport::addText(const FileSet& told)
 {
-    m_output.append(fmt::format("{}{} at byte {}, {} byte{}\n",
+    const ParameterSetEvent& event = told.event;
+    const InspectedSet& set = told.set;
+    m_output.append(fmt::format("{}{} {}, {} byte{}\n",
                                 m_bAnything ? "\n" : "",
                                 nameOf(event, set),
-                                event.ulOffset,
+                                atPlace(told.place),
                                 event.ulSize,
                                 event.ulSize == 1 ? "" : "s"));
     m_bAnything = true;
     if (!set.hasSyntax()) {
-        if (event.ulSameAs)
-            m_output.append(fmt::format("  the same as at byte {} (--all shows it)\n", *event.ulSameAs));
+        if (told.sameAs)
+            m_output.append(fmt::format("  the same as {} (--all shows it)\n", atPlace(*told.sameAs)));
         return;
     }
     CElementLine head;
@@ -132,11 +137,12 @@ void CTraceReport::addText(const ParameterSetEvent& event, const InspectedSet& s
         m_output.append(fmt::format("  at bit {}: {}\n", set.stop().uiBit, set.stop().message()));
 }
 
-void CTraceReport::addJson(const ParameterSetEvent& event, const InspectedSet& set)
+void CTraceReport::addJson(const FileSet& told)
 {
+    const InspectedSet& set = told.set;
     m_json.openObject();
-    writeSetHeader(event, m_json);
-    writeOptional(m_json, "same_as", set.hasSyntax() ? std::nullopt : event.ulSameAs);
+    writeSetHeader(told, m_json);
+    writeSameAs(set.hasSyntax() ? std::nullopt : told.sameAs, m_json);
     m_json.key("elements");
     if (set.hasSyntax()) {
         m_json.openArray();
@@ -159,7 +165,7 @@ void CTraceReport::error(std::string_view line)
     writeLine(line, m_output);
 }
 
-bool CTraceReport::end(const CVerdict& /* verdict */, std::uint64_t /* ulBytes */)
+bool CTraceReport::end(const CFileVerdict& /* verdict */, std::uint64_t /* ulBytes */)
 {
     if (m_options.bJson) {
         m_json.closeArray();
@@ -172,7 +178,7 @@ bool CTraceReport::end(const CVerdict& /* verdict */, std::uint64_t /* ulBytes *
     return true;
 }
 
-EExitCode CTraceReport::exitCode(const CVerdict& verdict) const
+EExitCode CTraceReport::exitCode(const CFileVerdict& verdict) const
 {
     if (verdict.exitCode() == EXIT_FILE_ERROR)
         return EXIT_FILE_ERROR;

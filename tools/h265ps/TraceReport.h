@@ -22,17 +22,17 @@ public:
     CTraceReport(COutputStream& output, const Options& options) : m_output(output), m_json(output), m_options(options)
     {}
 
-    void begin(const std::string& file, const CVerdict& verdict, EPace ePace) override;
-    void add(const h265_stream::ParameterSetEvent& event, const h265_inspect::InspectedSet& set, bool bShown) override;
-    void addFinding(const h265_syntax::SetFinding& /* finding */) override {}
+    void begin(const std::string& file, const CFileVerdict& verdict, EPace ePace) override;
+    void add(const h265_inspect::FileSet& told, bool bShown) override;
+    void addFinding(const h265_inspect::FileFinding& /* finding */) override {}
     void error(std::string_view line) override;
     void stall() override { m_output.flush(); }
-    [[nodiscard]] bool end(const CVerdict& verdict, std::uint64_t ulBytes) override;
-    [[nodiscard]] EExitCode exitCode(const CVerdict& verdict) const override;
+    [[nodiscard]] bool end(const CFileVerdict& verdict, std::uint64_t ulBytes) override;
+    [[nodiscard]] EExitCode exitCode(const CFileVerdict& verdict) const override;
 
 private:
-    void addText(const h265_stream::ParameterSetEvent& event, const h265_inspect::InspectedSet& set);
-    void addJson(const h265_stream::ParameterSetEvent& event, const h265_inspect::InspectedSet& set);
+    void addText(const h265_inspect::FileSet& told);
+    void addJson(const h265_inspect::FileSet& told);
 
     COutputStream& m_output;
     CJsonWriter m_json;

@@ -10,7 +10,7 @@ namespace {
 constexpr int NO_LOG_LINES = 3;
 
 constexpr VerbUsage USAGE = {"h265ps trace",
-                             "Lists every syntax element of the parameter sets of H.265 streams, in coding order.",
+                             "Lists every syntax element of the parameter sets of H.265 files, in coding order.",
                              R"(
 Examples:
   h265ps trace movie.hevc                      every element of every set
@@ -24,8 +24,8 @@ the structures that it stands in and its name, its value, and what that means.
 Exit codes:
   0  every parameter set was read to its end
   1  one was not: the line behind its elements says where and why
-  2  wrong usage, a file that cannot be read or has no parameter set, or output that
-     cannot be written)"};
+  2  wrong usage, a file that cannot be read to its end or has no parameter set or no
+     H.265 track, or output that cannot be written)"};
 
 } // namespace
 
@@ -34,6 +34,7 @@ int runTrace(std::span<char* const> arguments, COutputStream& output)
     Options options;
     CCommandLine commandLine(USAGE);
     addFiles(commandLine.app(), options);
+    addReading(commandLine.app(), options);
     addJson(commandLine.app(), options);
     addRepeats(commandLine.app(), options);
     addFilters(commandLine.app(), options);

@@ -26,29 +26,30 @@ bool isKnown(const ParameterSetEvent& event)
 
 } // namespace
 
-void CVerdict::add(const ParameterSetEvent& event, const h265_inspect::InspectedSet& set,
-                   const h265_inspect::StreamCounts& counts)
+void CVerdict::add(const h265_inspect::FileSet& told, const h265_inspect::StreamCounts& counts)
 {
+    const ParameterSetEvent& event = told.event;
+    const h265_inspect::InspectedSet& set = told.set;
     m_counts = counts;
     if (!event.bPassedOver)
         m_abThere[event.header.nal_unit_type - h265_stream::VPS_NUT] = true;
     m_bSpsRead = m_bSpsRead || event.sps != nullptr;
     m_bPpsRead = m_bPpsRead || event.pps != nullptr;
     if (isFailure(event))
-        addFailure(event);
+        addFailure(told);
     if (event.bPassedOver || set.pGist == nullptr || (event.sps == nullptr && set.stop()) || isKnown(event))
         return;
     if (!m_gist)
         m_gist = *set.pGist;
     if (m_sequences.size() < MAX_SEQUENCES)
-        m_sequences.push_back(
-            fmt::format("{} ({} at byte {})", textOf(*set.pGist), nameOf(event, set), event.ulOffset));
+        m_sequences.push_back(fmt::format("{} ({} {})", textOf(*set.pGist), nameOf(event, set), atPlace(told.place)));
     else
         ++m_ulMoreSequences;
 }
 
-void CVerdict::addFailure(const ParameterSetEvent& event)
+void CVerdict::addFailure(const h265_inspect::FileSet& told)
 {
+    const ParameterSetEvent& event = told.event;
     if (event.bRepeat || event.bSeenBefore)
         return;
     Failures& failures = isNotRead(event) ? m_notRead : m_notSupported;
@@ -56,20 +57,23 @@ void CVerdict::addFailure(const ParameterSetEvent& event)
         return;
     const FailureReason reason = failureReason(event, m_eReader);
     if (isNotRead(event))
-        failures.first = fmt::format("{} was not read: {}", placeOf(event), reason.text());
+        failures.first = fmt::format("{} was not read: {}", placeOf(told), reason.text());
     else
-        failures.first = fmt::format("{} ({}: {})", reason.words, placeOf(event), reason.message);
+        failures.first = fmt::format("{} ({}: {})", reason.words, placeOf(told), reason.message);
 }
 
-void CVerdict::end(const h265_stream::StreamSummary& summary)
+void CVerdict::end(const h265_inspect::FileTrackEnd& end)
 {
     m_bEnded = true;
-    m_stale = summary.stale;
+    m_stale.clear();
+    for (std::size_t i = 0; i < end.summary.stale.size(); ++i)
+        m_stale.push_back({end.summary.stale[i], end.stalePlaces.at(i)});
 }
 
 void CVerdict::interrupt(const std::string& reason)
 {
-    m_interruption = reason;
+    if (!m_interruption)
+        m_interruption = reason;
 }
 
 std::vector<std::string> CVerdict::sequences() const
@@ -93,14 +97,8 @@ std::string CVerdict::inspection() const
 
 std::string CVerdict::problems() const
 {
-    const auto counted = [](std::uint64_t ulCount, const char* pNoun) {
-        return ulCount == 0 ? std::string() : fmt::format("{} {}{}", ulCount, pNoun, ulCount == 1 ? "" : "s");
-    };
-    const std::string errors = counted(m_counts.ulErrors, "error");
-    const std::string warnings = counted(m_counts.ulWarnings, "warning");
-    if (errors.empty() && warnings.empty())
-        return "no problems found";
-    return errors + (errors.empty() || warnings.empty() ? "" : " and ") + warnings + " found";
+    const std::string text = countedProblems(m_counts.ulErrors, m_counts.ulWarnings);
+    return (text.empty() ? "no problems" : text) + " found";
 }
 
 std::string CVerdict::missing() const
@@ -153,14 +151,24 @@ EExitCode CVerdict::exitCode() const
     return m_notSupported.ulCount + m_notRead.ulCount != 0 || !missing().empty() ? EXIT_SET_FAILED : EXIT_ALL_READ;
 }
 
-std::string textOf(const h265_stream::StalePps& stale)
+std::string countedProblems(std::uint64_t ulErrors, std::uint64_t ulWarnings)
 {
+    const auto counted = [](std::uint64_t ulCount, const char* pNoun) {
+        return ulCount == 0 ? std::string() : fmt::format("{} {}{}", ulCount, pNoun, ulCount == 1 ? "" : "s");
+    };
+    return counted(ulErrors, "error") + (ulErrors == 0 || ulWarnings == 0 ? "" : " and ") +
+           counted(ulWarnings, "warning");
+}
+
+std::string textOf(const StaleSet& set)
+{
+    const h265_stream::StalePps& stale = set.stale;
     const std::size_t uiListed = std::min(stale.ppsIds.size(), MAX_LISTED_IDS);
     const std::size_t uiMore = stale.ppsIds.size() - uiListed;
     return fmt::format(
-        "SPS {} at byte {} took the place of another, and PPS {}{} {} not sent again behind it",
+        "SPS {} {} took the place of another, and PPS {}{} {} not sent again behind it",
         stale.uiSpsId,
-        stale.ulSpsOffset,
+        atPlace(set.place),
         fmt::join(stale.ppsIds.begin(), stale.ppsIds.begin() + static_cast<std::ptrdiff_t>(uiListed), ", "),
         uiMore != 0 ? fmt::format(" and {} more", uiMore) : "",
         stale.ppsIds.size() == 1 ? "was" : "were");

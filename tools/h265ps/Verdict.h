@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "FileTracks.h"
 #include "Inspector.h"
 #include "ParameterSetStream.h"
 
@@ -18,19 +19,25 @@ enum EExitCode : int
     EXIT_FILE_ERROR = 2  // wrong usage, or a file that cannot be read, or output that cannot be written
 };
 
+/// PPSs that were not sent again behind an SPS, with its place.
+struct StaleSet
+{
+    h265_stream::StalePps stale;
+    h265_inspect::FilePlace place;
+};
+
 /// What a stream is and whether this decoder takes it, gathered from its parameter sets as they come.
 class CVerdict
 {
 public:
     explicit CVerdict(h265_stream::EBitReader eReader) : m_eReader(eReader) {}
 
-    void add(const h265_stream::ParameterSetEvent& event, const h265_inspect::InspectedSet& set,
-             const h265_inspect::StreamCounts& counts);
+    void add(const h265_inspect::FileSet& told, const h265_inspect::StreamCounts& counts);
     /// What the inspector counted by now.
     void count(const h265_inspect::StreamCounts& counts) { m_counts = counts; }
     /// The stream came to its end: what has not come by now is missing.
-    void end(const h265_stream::StreamSummary& summary);
-    /// The stream could not be read to its end.
+    void end(const h265_inspect::FileTrackEnd& end);
+    /// The stream could not be read to its end; the first reason counts.
     void interrupt(const std::string& reason);
 
     /// A line for each distinct SPS in stream order: size, samples, profile, level, id and place. Of very many
@@ -45,7 +52,7 @@ public:
     [[nodiscard]] const h265_inspect::StreamCounts& counts() const { return m_counts; }
     /// The types of layer 0 that the stream does not have: "no SPS and no PPS"; empty when it has all.
     [[nodiscard]] std::string missing() const;
-    [[nodiscard]] const std::vector<h265_stream::StalePps>& stale() const { return m_stale; }
+    [[nodiscard]] const std::vector<StaleSet>& stale() const { return m_stale; }
     [[nodiscard]] EExitCode exitCode() const;
 
 private:
@@ -56,7 +63,7 @@ private:
         std::uint64_t ulCount = 0;
     };
 
-    void addFailure(const h265_stream::ParameterSetEvent& event);
+    void addFailure(const h265_inspect::FileSet& told);
     [[nodiscard]] std::string answer() const;
     [[nodiscard]] std::string problems() const;
 
@@ -72,10 +79,13 @@ private:
     Failures m_notRead;
     bool m_bEnded = false;
     std::optional<std::string> m_interruption;
-    std::vector<h265_stream::StalePps> m_stale;
+    std::vector<StaleSet> m_stale;
 };
 
 /// "SPS 0 at byte 900 took the place of another, PPS 0, 1 were not sent again".
-std::string textOf(const h265_stream::StalePps& stale);
+std::string textOf(const StaleSet& stale);
+
+/// "1 error and 2 warnings"; empty when there are none.
+std::string countedProblems(std::uint64_t ulErrors, std::uint64_t ulWarnings);
 
 } // namespace h265ps

@@ -1,0 +1,161 @@
+#include <cerrno>
+#include <stdexcept>
+#include <system_error>
+#include <utility>
+
+#include <unistd.h>
+
+#include <fmt/format.h>
+
+#include "FileRun.h"
+#include "SetNames.h"
+
+namespace h265ps {
+
+using namespace h265_container;
+using namespace h265_inspect;
+using h265_stream::CByteSource;
+using h265_stream::CSourceError;
+
+// A pipe: knows what was taken from it, and tells the report when it stalls.
+class CFileRun::CStallingSource : public CByteSource
+{
+public:
+    CStallingSource(std::unique_ptr<CByteSource> pSource, CFileRun& run) : m_pSource(std::move(pSource)), m_run(run) {}
+
+    std::span<const unsigned char> next() override
+    {
+        if (m_run.m_bBegun && m_pSource->stalls())
+            m_run.m_report.stall();
+        const std::span<const unsigned char> piece = m_pSource->next();
+        m_run.m_ulTaken += piece.size();
+        return piece;
+    }
+    std::span<const unsigned char> head() override { return m_pSource->head(); }
+
+private:
+    std::unique_ptr<CByteSource> m_pSource;
+    CFileRun& m_run;
+};
+
+// Shows the tracks of a file.
+class CFileRun::CTracks : public CFileSink
+{
+public:
+    explicit CTracks(CFileRun& run) : m_run(run) {}
+
+    void onTrack(const ContainerTrack& track) override
+    {
+        m_run.m_verdict.addTrack(track);
+        if (!track.bIsH265)
+            return;
+        m_run.beginReport();
+        for (const FileFinding& finding : std::exchange(m_early, {}))
+            m_run.m_report.addFinding(finding);
+    }
+
+    bool onSet(const FileTrack& track, const FileSet& set) override
+    {
+        return m_run.showSet(set, m_run.m_verdict.of(track.info), track.counts);
+    }
+
+    void onFinding(const FileTrack* pTrack, const FileFinding& finding) override
+    {
+        if (finding.set.empty())
+            m_run.m_verdict.addFinding(finding);
+        if (pTrack != nullptr)
+            m_run.m_verdict.of(pTrack->info).count(pTrack->counts);
+        if (m_run.m_bBegun)
+            m_run.m_report.addFinding(finding);
+        else
+            m_early.push_back(finding);
+        if (!finding.bUnread)
+            return;
+        m_bUnread = true;
+        m_run.fail(finding.ulOffset,
+                   finding.box.empty() ? finding.finding.message : finding.box + ": " + finding.finding.message);
+    }
+
+    void onTrackEnd(const FileTrack& track, const FileTrackEnd& end) override
+    {
+        CVerdict& verdict = m_run.m_verdict.of(track.info);
+        verdict.count(track.counts);
+        verdict.end(end);
+        if (m_run.m_options.bDecoder)
+            m_run.tellEnd(verdict, fmt::format("{} {}", track.info.holder, track.info.ulTrack));
+    }
+
+    /// An error line says that something was not read.
+    [[nodiscard]] bool hasUnread() const { return m_bUnread; }
+
+private:
+    CFileRun& m_run;
+    std::vector<FileFinding> m_early; // in front of the first track of H.265; bounded by who finds them
+    bool m_bUnread = false;
+};
+
+namespace {
+
+// "track 1, avc1 (video); track 2, mp4a (audio)"
+std::string tracksOf(const CFileVerdict& verdict)
+{
+    constexpr std::size_t MOST = 8;
+    std::string text;
+    std::size_t uiTracks = 0;
+    for (const TrackVerdict& track : verdict.tracks()) {
+        if (++uiTracks <= MOST)
+            text += fmt::format("{}{} ({})", text.empty() ? "" : "; ", nameOf(track.info), kindOf(track.info));
+    }
+    if (uiTracks > MOST)
+        text += fmt::format("; and {} more", uiTracks - MOST);
+    return text.empty() ? "it has no tracks" : "it has " + text;
+}
+
+} // namespace
+
+std::unique_ptr<CRandomSource> CFileRun::openTracks(std::unique_ptr<CByteSource> pSource)
+{
+    if (!pSource->size())
+        return makeForwardSource(std::make_unique<CStallingSource>(std::move(pSource), *this));
+    pSource.reset();
+    if (m_file == "-" && ::lseek(STDIN_FILENO, m_iStart, SEEK_SET) < 0)
+        throw CSourceError(std::generic_category().message(errno), 0);
+    return openRandomSource(m_file);
+}
+
+std::unique_ptr<CRandomSource> CFileRun::openInit() const
+{
+    if (m_options.init.empty())
+        return nullptr;
+    if (m_kind.eKind != EFileKind::IsoBaseMedia)
+        throw std::runtime_error("--init is for media segments (MP4), and this looks like " + std::string(m_kind.name));
+    try {
+        return openRandomSource(m_options.init);
+    } catch (const CSourceError& error) {
+        throw std::runtime_error("--init " + m_options.init + ": " + error.what());
+    }
+}
+
+EExitCode CFileRun::readTracks(std::unique_ptr<CByteSource> pSource, EPace ePace)
+{
+    beginReading(ePace);
+    const std::unique_ptr<CRandomSource> pInit = openInit();
+    const std::unique_ptr<CRandomSource> pFile = openTracks(std::move(pSource));
+    CTracks tracks(*this);
+    const FileOptions options{m_options.stream, m_options.inspect, m_options.bHead, pInit.get()};
+    readGuarded([&] { readFileTracks(m_kind.eKind, *pFile, options, tracks); });
+    const std::uint64_t ulBytes = pFile->size().value_or(m_ulTaken);
+    if (m_interruption) {
+        m_verdict.interrupt(*m_interruption);
+        if (!m_bOutOfMemory)
+            fail(ulBytes, *m_interruption);
+    } else if (!m_bBegun && !tracks.hasUnread()) {
+        fail(std::nullopt, "no track of H.265 in it: " + tracksOf(m_verdict));
+    }
+    if (!m_bBegun)
+        return EXIT_FILE_ERROR;
+    m_bAgain = !m_report.end(m_verdict, ulBytes);
+    return m_report.exitCode(m_verdict);
+}
+
+} // namespace h265ps
