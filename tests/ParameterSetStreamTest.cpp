@@ -335,4 +335,54 @@ TEST(ParameterSetStream, CountsAllBytesOfALongSet)
     EXPECT_EQ(list.m_seen[1].iRead, 0);
 }
 
+TEST(ParameterSetStream, AHeadEndsWithTheFirstSliceSegmentOnceItsHeaderHasCome)
+{
+    const Bytes stream = byteStream({VPS_UNIT, SPS_UNIT, PPS_UNIT, SLICE_UNIT, SPS_UNIT});
+    const std::size_t uiHeader = stream.size() - SPS_UNIT.size() - 4 - SLICE_UNIT.size() + 2;
+    for (std::size_t uiPiece = 1; uiPiece <= stream.size(); ++uiPiece) {
+        SCOPED_TRACE(uiPiece);
+        CParameterSetStream reader({});
+        CSeenList list;
+        CPieceSource source(stream, uiPiece);
+        const StreamSummary summary = reader.read(source, list.sink(), {}, true);
+        EXPECT_EQ(list.m_seen.size(), 3U);
+        EXPECT_FALSE(summary.bStopped);
+        EXPECT_EQ(summary.ulBytes, std::min(stream.size(), (uiHeader + uiPiece - 1) / uiPiece * uiPiece));
+    }
+}
+
+TEST(ParameterSetUnits, GivesTheEventsOfAStreamWithTheNumbersOfItsUnits)
+{
+    const std::vector<Bytes> units = {VPS_UNIT, PPS_UNIT, SPS_UNIT, SLICE_UNIT, SPS_UNIT};
+    CParameterSetUnits reader({});
+    CSeenList list;
+    std::size_t uiOthers = 0;
+    for (std::size_t i = 0; i < units.size(); ++i) {
+        const Bytes& unit = units[i];
+        EXPECT_TRUE(reader.push({parseNalUnitHeader(unit[0], unit[1]), 10 * i, unit.size(), unit},
+                                list.sink(),
+                                [&](const NalUnit&) { ++uiOthers; }));
+    }
+    const StreamSummary summary = reader.end(list.sink());
+    ASSERT_EQ(list.m_seen.size(), 4U);
+    EXPECT_EQ(list.m_seen[1].ulOffset, 20U);
+    EXPECT_EQ(list.m_seen[2].ulOffset, 10U); // the PPS, behind its SPS
+    EXPECT_EQ(list.m_seen[2].iRead, 0);
+    EXPECT_TRUE(list.m_seen[3].bRepeat);
+    EXPECT_EQ(uiOthers, 2U); // the slice, and the PPS while it waits
+    EXPECT_EQ(summary.ulNalUnits, 5U);
+    EXPECT_EQ(summary.ulParameterSets, 4U);
+}
+
+TEST(ParameterSetUnits, TellsAtTheEndWhatWaitsForItsSps)
+{
+    CParameterSetUnits reader({});
+    CSeenList list;
+    EXPECT_TRUE(reader.push({parseNalUnitHeader(PPS_UNIT[0], PPS_UNIT[1]), 1, PPS_UNIT.size(), PPS_UNIT}, list.sink()));
+    EXPECT_TRUE(list.m_seen.empty());
+    EXPECT_EQ(reader.end(list.sink()).ulNotRead, 1U);
+    ASSERT_EQ(list.m_seen.size(), 1U);
+    EXPECT_EQ(list.m_seen[0].ulOffset, 1U);
+}
+
 } // namespace

@@ -312,7 +312,8 @@ void CTransportReader::tellTrack(PidStream& stream, std::uint16_t uiPid, const s
 {
     if (std::exchange(stream.bTold, true))
         return;
-    m_output.track({uiPid, stream.bH265 ? ETrackKind::Video : kindOf(stream.stream_type), codec, stream.bH265, reason, "PID"});
+    m_output.track(
+        {uiPid, stream.bH265 ? ETrackKind::Video : kindOf(stream.stream_type), codec, stream.bH265, reason, "PID"});
 }
 
 void CTransportReader::onTable(const ProgramStream& described)
