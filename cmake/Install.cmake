@@ -2,6 +2,7 @@
 # pkg-config has one file for each library and h265ps for all of them.
 include(GNUInstallDirs)
 include(CMakePackageConfigHelpers)
+set(CMAKE_INSTALL_DEFAULT_COMPONENT_NAME dev)
 
 install(TARGETS h265ps_Export ${H265PS_LIBRARIES} ${H265PS_INTERFACES} EXPORT H265ParameterSetsTargets
     ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR}
@@ -79,6 +80,21 @@ foreach(LIBRARY IN LISTS H265PS_LIBRARIES H265PS_INTERFACES)
 endforeach()
 h265_install_pkgconfig(h265ps "${PROJECT_DESCRIPTION}: all libraries" REQUIRES ${ALL_NAMES})
 
-install(FILES README.md CHANGELOG.md SECURITY.md DESTINATION ${CMAKE_INSTALL_DOCDIR})
-install(DIRECTORY docs DESTINATION ${CMAKE_INSTALL_DOCDIR} FILES_MATCHING PATTERN "*.md")
-install(FILES docs/h265ps.schema.json DESTINATION ${CMAKE_INSTALL_DATADIR}/h265ps)
+install(FILES README.md CHANGELOG.md SECURITY.md DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT program)
+install(DIRECTORY docs DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT program FILES_MATCHING PATTERN "*.md")
+install(FILES docs/h265ps.schema.json DESTINATION ${CMAKE_INSTALL_DATADIR}/h265ps COMPONENT program)
+
+if(TARGET h265ps_c)
+    install(TARGETS h265ps_c
+        LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT runtime NAMELINK_COMPONENT dev
+        FILE_SET HEADERS DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT dev)
+    h265_install_pkgconfig(libh265ps "${PROJECT_DESCRIPTION}: the C interface" LIBS -L\${libdir} -lh265ps)
+endif()
+if(TARGET h265ps_program)
+    install(FILES completions/h265ps.bash DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions RENAME h265ps
+        COMPONENT program)
+    install(FILES completions/_h265ps DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/vendor-completions COMPONENT program)
+    install(FILES completions/h265ps.fish DESTINATION ${CMAKE_INSTALL_DATADIR}/fish/vendor_completions.d
+        COMPONENT program)
+endif()
+include(cmake/Packages.cmake)

@@ -365,7 +365,7 @@ void CFileRun::tell(std::string_view kind, const std::string& place, std::string
     if (m_bBegun)
         m_report.error(line);
     else
-        (void)std::fwrite(line.data(), 1, line.size(), stderr);
+        m_report.errorOutside(line);
 }
 
 int runFiles(const Options& options, COutputStream& output, CReport& report)

@@ -73,13 +73,6 @@ std::string flagWithValue(const CLI::App& app, std::span<char* const> arguments)
 
 } // namespace
 
-bool Options::shows(const h265_stream::ParameterSetEvent& event) const
-{
-    const bool bType =
-        types.empty() || std::find(types.begin(), types.end(), event.header.nal_unit_type) != types.end();
-    return bType && (!uiId || idOf(event) == uiId);
-}
-
 void addFiles(CLI::App& app, Options& options)
 {
     app.add_option("FILE", options.files, "Files to read, one after another; - is standard input")->type_name("");

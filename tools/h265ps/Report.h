@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <cstdio>
 #include <string>
 #include <string_view>
 
@@ -32,6 +33,8 @@ public:
     virtual void addFinding(const h265_inspect::FileFinding& finding) = 0;
     /// A whole line for standard error.
     virtual void error(std::string_view line) = 0;
+    /// The same where the report has not heard of the file.
+    virtual void errorOutside(std::string_view line) { (void)std::fwrite(line.data(), 1, line.size(), stderr); }
     /// The stream has no more bytes at the moment.
     virtual void stall() = 0;
     /// The file ended, or could not be read on, ulBytes after its start. False: the sets are more than can be

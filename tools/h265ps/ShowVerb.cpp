@@ -33,8 +33,16 @@ Examples:
                                         the stream with another value
   h265ps export a.hevc --as sprop       the sets for SDP, hvcC, hexadecimal, a byte stream
 
-The first word can be a verb: show (what is done without one), trace, check, diff, edit
-or export. Each has options and a --help of its own. A file of such a name is ./check.
+Verbs:
+  show      what the sets hold, for people; done without a verb too
+  trace     every syntax element, a line each, with its bits
+  check     what is wrong, a line for each finding
+  diff      what differs between the sets of two files
+  edit      a copy of the file with other values
+  export    the sets as others need them: hvcC, SDP, byte stream, hexadecimal
+
+A verb is the first word, and each has options and a --help of its own. A file of such
+a name is ./check.
 
 The first lines and the last ones say what the stream is, how a codecs parameter names it,
 what is wrong with its sets, and whether this decoder takes it.
