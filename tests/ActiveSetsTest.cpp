@@ -46,6 +46,27 @@ public:
         m_sets.onSet(set, content(PPS_NUT, ucContent, ucLayer), m_ulOffset++);
         return *this;
     }
+    // Of SPS 0, with that many tile columns and wavefronts or not.
+    CStream& ppsOf(unsigned uiId, unsigned uiColumns, bool bSync)
+    {
+        PictureParameterSet set;
+        set.pps_pic_parameter_set_id = uiId;
+        set.tiles_enabled_flag = uiColumns > 1;
+        set.num_tile_columns_minus1 = uiColumns - 1;
+        set.uniform_spacing_flag = true;
+        set.entropy_coding_sync_enabled_flag = bSync;
+        m_sets.onSet(set, content(PPS_NUT, static_cast<unsigned char>(2 * uiColumns + bSync), 0), m_ulOffset++);
+        return *this;
+    }
+    CStream& fixedTiles()
+    {
+        SequenceParameterSet set;
+        set.vui_parameters_present_flag = true;
+        set.vui_parameters.bitstream_restriction_flag = true;
+        set.vui_parameters.tiles_fixed_structure_flag = true;
+        m_sets.onSet(set, content(SPS_NUT, 9, 0), m_ulOffset++);
+        return *this;
+    }
     CStream& picture(unsigned char ucType, unsigned uiPps, unsigned char ucLayer = 0)
     {
         return slice(ucType, uiPps, true, ucLayer);
@@ -124,6 +145,17 @@ const Case CASES[] = {
     {"sets that come once", [](CStream& s) { s.begin().picture(TRAIL_R, 0).picture(TRAIL_R, 0); }, ""},
     {"sets that are repeated",
      [](CStream& s) { s.begin().vps(0).sps(0, 0).pps(0, 0).picture(TRAIL_R, 0).slice(TRAIL_R, 0); }, ""},
+    {"slices of one picture with one PPS", [](CStream& s) { s.begin().pps(1, 0).picture(TRAIL_R, 1).slice(TRAIL_R, 1); }, ""},
+    {"slices of one picture with two PPS", [](CStream& s) { s.begin().pps(1, 0).picture(TRAIL_R, 0).slice(TRAIL_R, 1); }, "PPS 1 at 6"},
+    {"a sequence with other tiles", [](CStream& s) { s.begin().ppsOf(1, 2, false).ppsOf(2, 3, false).picture(IDR_W_RADL, 1).picture(TRAIL_R, 2); }, ""},
+    {"a sequence with tiles and without",
+     [](CStream& s) { s.begin().ppsOf(1, 2, false).picture(TRAIL_R, 1).picture(TRAIL_R, 0).picture(TRAIL_R, 1); }, "PPS 1 at 4"},
+    {"a sequence with wavefronts and without", [](CStream& s) { s.begin().ppsOf(1, 1, true).picture(TRAIL_R, 1); }, "PPS 1 at 4"},
+    {"a new sequence with wavefronts", [](CStream& s) { s.begin().ppsOf(1, 1, true).picture(IDR_W_RADL, 1).picture(TRAIL_R, 1); }, ""},
+    {"fixed tiles that stay",
+     [](CStream& s) { s.vps(0).fixedTiles().ppsOf(0, 2, false).ppsOf(1, 2, false).picture(IDR_W_RADL, 0).picture(TRAIL_R, 1); }, ""},
+    {"fixed tiles that change",
+     [](CStream& s) { s.vps(0).fixedTiles().ppsOf(0, 2, false).ppsOf(1, 3, false).picture(IDR_W_RADL, 0).picture(TRAIL_R, 1); }, "PPS 1 at 3"},
     {"another SPS in front of an IDR picture",
      [](CStream& s) { s.begin().sps(0, 0, 1).picture(IDR_W_RADL, 0); }, ""},
     {"another SPS in front of a BLA picture", [](CStream& s) { s.begin().sps(0, 0, 1).picture(16, 0); }, ""},

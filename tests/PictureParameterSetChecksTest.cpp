@@ -55,6 +55,20 @@ const ChecksRow WITH_SPS[] = {
     {"log2_parallel_merge_level_minus2=5", "error log2_parallel_merge_level_minus2 [7.4.3.3.1]"},
 };
 
+// 384x256 in CTBs of 64, a third of it at most in a segment
+const ChecksRow SEGMENTS[] = {
+    {"", ""}, // it is the slices'
+    {"tiles_enabled_flag=1 num_tile_columns_minus1=2", ""},
+    {"tiles_enabled_flag=1 num_tile_columns_minus1=1", "error num_tile_columns_minus1 [E.3.1]"},
+    {"tiles_enabled_flag=1 num_tile_columns_minus1=2 uniform_spacing_flag=0 column_width_minus1[0]=2 column_width_minus1[1]=0", "error num_tile_columns_minus1 [E.3.1]"},
+    {"tiles_enabled_flag=1 num_tile_columns_minus1=1 num_tile_rows_minus1=1", ""},
+    {"entropy_coding_sync_enabled_flag=1", "error entropy_coding_sync_enabled_flag [E.3.1]"},
+};
+// A larger picture, 1792x1024: (2048 + 1792) * 64 samples are less than an eighth.
+const ChecksRow LARGE_SEGMENTS[] = {
+    {"entropy_coding_sync_enabled_flag=1", ""},
+};
+
 // What counts for init_qp is the depth of luma.
 const ChecksRow LUMA_10[] = {
     {"init_qp_minus26=-38", ""},
@@ -79,6 +93,25 @@ TEST(PictureParameterSetChecks, HoldEachConstraintWithTheSps)
 {
     const SequenceParameterSet sps = freeSps("bit_depth_chroma_minus8=2");
     expectPpsRows(legalPps(), WITH_SPS, &sps);
+}
+
+// E.3.1
+TEST(PictureParameterSetChecks, HoldWhatTheVuiPromisesOfSegments)
+{
+    const std::string vui = "vui_parameters_present_flag=1 vui_parameters.bitstream_restriction_flag=1 "
+                            "vui_parameters.min_spatial_segmentation_idc=";
+    const SequenceParameterSet sps =
+        freeSps(("pic_width_in_luma_samples=384 pic_height_in_luma_samples=256 " + vui + "8").c_str());
+    expectPpsRows(legalPps(), SEGMENTS, &sps);
+    // 7.46 times 245760 are 1792x1024: 25 quarters hold, 26 do not.
+    const SequenceParameterSet large =
+        freeSps(("pic_width_in_luma_samples=1792 pic_height_in_luma_samples=1024 " + vui + "25").c_str());
+    expectPpsRows(legalPps(), LARGE_SEGMENTS, &large);
+    const ChecksRow aTooMany[] = {
+        {"entropy_coding_sync_enabled_flag=1", "error entropy_coding_sync_enabled_flag [E.3.1]"}};
+    const SequenceParameterSet more =
+        freeSps(("pic_width_in_luma_samples=1792 pic_height_in_luma_samples=1024 " + vui + "26").c_str());
+    expectPpsRows(legalPps(), aTooMany, &more);
 }
 
 TEST(PictureParameterSetChecks, TakeTheLumaDepthForTheInitialQp)

@@ -12,6 +12,7 @@ namespace {
 #define MAP MULTI "colour_mapping_table."
 #define SCC "pps_scc_extension."
 #define D3 "pps_3d_extension."
+#define TABLE D3 "delta_lookup_table[0]."
 
 // clang-format off
 const ChecksRow RANGE_ROWS[] = {
@@ -65,11 +66,21 @@ const ChecksRow MULTI_ROWS[] = {
     {"#" MULTI"num_ref_loc_offsets=63", "error " MULTI"num_ref_loc_offsets [F.7.4.3.3.4]"},
 };
 
+// With a VPS of two layers
+const ChecksRow MULTI_VPS_ROWS[] = {
+    {"", ""},
+    {MULTI"num_ref_loc_offsets=2 " MULTI"ref_loc_offset_layer_id[1]=1", "error " MULTI"num_ref_loc_offsets [F.7.4.3.3.4]"},
+};
+
 const ChecksRow MAP_ROWS[] = {
     {"", ""},
     {MAP"cm_ref_layer_id[0]=62", ""},
     {MAP"cm_ref_layer_id[0]=63", "error " MAP"cm_ref_layer_id[0] [F.7.4.3.3.5]"},
     {"#" MAP"num_cm_ref_layers_minus1=62", "error " MAP"num_cm_ref_layers_minus1 [F.7.4.3.3.5]"},
+    {MAP"cm_octant_depth=1 " MAP"cm_y_part_num_log2=2", ""},
+    {MAP"cm_octant_depth=2", "error " MAP"cm_octant_depth [F.7.4.3.3.5]"},
+    {MAP"cm_y_part_num_log2=3", ""},
+    {MAP"cm_octant_depth=1 " MAP"cm_y_part_num_log2=3", "error " MAP"cm_y_part_num_log2 [F.7.4.3.3.5]"},
     {MAP"luma_bit_depth_cm_input_minus8=8 " MAP"luma_bit_depth_cm_output_minus8=8", ""},
     {MAP"luma_bit_depth_cm_output_minus8=9", "error " MAP"luma_bit_depth_cm_output_minus8 [F.7.4.3.3.5]"},
     {MAP"chroma_bit_depth_cm_output_minus8=9", "error " MAP"chroma_bit_depth_cm_output_minus8 [F.7.4.3.3.5]"},
@@ -82,6 +93,15 @@ const ChecksRow MAP_ROWS[] = {
 const ChecksRow DEPTH_ROWS[] = {
     {D3"dlts_present_flag=1 " D3"pps_bit_depth_for_depth_layers_minus8=8", ""},
     {D3"dlts_present_flag=1 " D3"pps_bit_depth_for_depth_layers_minus8=9", "error " D3"pps_bit_depth_for_depth_layers_minus8 [I.7.4.3.3.7]"},
+};
+
+// Distances of 2 to 4
+const ChecksRow TABLE_ROWS[] = {
+    {"", ""},
+    {TABLE"delta_val_diff_minus_min[2]=2", ""},
+    {TABLE"delta_val_diff_minus_min[2]=3", "error " TABLE"delta_val_diff_minus_min[2] [I.7.4.3.3.8]"},
+    {TABLE"min_diff_minus1=3", ""},
+    {TABLE"min_diff_minus1=4", "error " TABLE"min_diff_minus1 [I.7.4.3.3.8]"},
 };
 
 const ChecksRow SCC_ROWS[] = {
@@ -102,7 +122,8 @@ const ChecksRow SCC_ROWS[] = {
 
 const ChecksRow NO_444_ROWS[] = {
     {SCC"residual_adaptive_colour_transform_enabled_flag=1", "error " SCC"residual_adaptive_colour_transform_enabled_flag [7.4.3.3.3]"},
-    {SCC"pps_palette_predictor_initializers_present_flag=1 " SCC"pps_num_palette_predictor_initializers=1", "error " SCC"pps_num_palette_predictor_initializers [7.4.3.3.3]"},
+    {SCC"pps_palette_predictor_initializers_present_flag=1 " SCC"pps_num_palette_predictor_initializers=1", "error " SCC"pps_palette_predictor_initializers_present_flag [7.4.3.3.3]"},
+    {SCC"pps_palette_predictor_initializers_present_flag=1 " SCC"pps_num_palette_predictor_initializers=0", "error " SCC"pps_palette_predictor_initializers_present_flag [7.4.3.3.3]"},
 };
 // clang-format on
 
@@ -139,6 +160,12 @@ TEST(PpsExtensionsChecks, HoldTheMultilayerExtension)
                            "pps_multilayer_extension.ref_loc_offset_layer_id[0]=3"),
                   MULTI_ROWS,
                   nullptr);
+    VideoParameterSet twoLayers;
+    twoLayers.vps_max_layers_minus1 = 1;
+    expectPpsRows(extended("pps_multilayer_extension_flag=1 pps_multilayer_extension.num_ref_loc_offsets=1"),
+                  MULTI_VPS_ROWS,
+                  nullptr,
+                  &twoLayers);
     expectPpsRows(extended("pps_multilayer_extension_flag=1 pps_multilayer_extension.colour_mapping_enabled_flag=1"),
                   MAP_ROWS,
                   nullptr);
@@ -147,6 +174,14 @@ TEST(PpsExtensionsChecks, HoldTheMultilayerExtension)
 TEST(PpsExtensionsChecks, HoldThe3DExtension)
 {
     expectPpsRows(extended("pps_3d_extension_flag=1"), DEPTH_ROWS, nullptr);
+    PictureParameterSet pps = extended("pps_3d_extension_flag=1 pps_3d_extension.dlts_present_flag=1");
+    pps.pps_3d_extension->dlt_flag[0] = true;
+    DeltaLookupTable& table = pps.pps_3d_extension->delta_lookup_table[0];
+    table.num_val_delta_dlt = 3;
+    table.max_diff = 4;
+    table.min_diff_minus1 = 1;
+    table.delta_val_diff_minus_min = {0, 0, 0};
+    expectPpsRows(pps, TABLE_ROWS, nullptr);
 }
 
 TEST(PpsExtensionsChecks, HoldTheScreenContentExtension)

@@ -241,7 +241,10 @@ void CInspector::readPps(InspectedSet& set, bool bCheck)
     read(pps, m_nalUnit);
     if (bCheck) {
         const std::uint32_t uiSps = pps.pps_seq_parameter_set_id;
-        check(pps, m_nalUnit, uiSps < SPS_IDS ? m_pTables->apSps[uiSps].get() : nullptr, m_findings);
+        const SequenceParameterSet* const pSps = uiSps < SPS_IDS ? m_pTables->apSps[uiSps].get() : nullptr;
+        const VideoParameterSet* const pVps =
+            pSps != nullptr ? m_pTables->apVps[pSps->sps_video_parameter_set_id % VPS_IDS].get() : nullptr;
+        check(pps, m_nalUnit, pSps, m_findings, pVps);
     }
     set.pps = &pps;
 }

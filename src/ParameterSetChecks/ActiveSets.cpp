@@ -32,6 +32,27 @@ std::uint64_t hashOf(std::span<const unsigned char> bytes)
     return ulHash;
 }
 
+// Of what tiles_fixed_structure_flag fixes, E.3.1.
+std::uint64_t hashOfTiles(const PictureParameterSet& s)
+{
+    if (s.stop || !s.tiles_enabled_flag)
+        return 0;
+    std::uint64_t ulHash = 0xcbf29ce484222325;
+    const auto add = [&](std::uint64_t ulValue) { ulHash = (ulHash ^ ulValue) * 0x100000001b3; };
+    add(s.num_tile_columns_minus1);
+    add(s.num_tile_rows_minus1);
+    add(s.uniform_spacing_flag ? 1 : 0);
+    add(s.loop_filter_across_tiles_enabled_flag ? 1 : 0);
+    for (std::size_t i = 0;
+         !s.uniform_spacing_flag && i < s.num_tile_columns_minus1 && i < s.column_width_minus1.size();
+         ++i)
+        add(s.column_width_minus1[i]);
+    for (std::size_t i = 0; !s.uniform_spacing_flag && i < s.num_tile_rows_minus1 && i < s.row_height_minus1.size();
+         ++i)
+        add(s.row_height_minus1[i]);
+    return ulHash;
+}
+
 const char* nameOf(unsigned nal_unit_type)
 {
     return nal_unit_type == VPS_NUT ? "VPS" : nal_unit_type == SPS_NUT ? "SPS" : "PPS";
@@ -124,6 +145,9 @@ void CActiveSets::onSet(const SequenceParameterSet& set, const CNalUnit& nalUnit
         return;
     hold(m_aSps[uiId], nalUnit, ulOffset);
     m_aSps[uiId].uiRefersTo = uiVps;
+    m_aSps[uiId].tiles_fixed_structure_flag = !set.stop && set.vui_parameters_present_flag &&
+                                              set.vui_parameters.bitstream_restriction_flag &&
+                                              set.vui_parameters.tiles_fixed_structure_flag;
     m_aWantedSps[uiId].bAny = false;
     want(m_aWantedVps[uiVps], m_aVps[uiVps].bThere, uiId, ulOffset);
 }
@@ -136,6 +160,9 @@ void CActiveSets::onSet(const PictureParameterSet& set, const CNalUnit& nalUnit,
         return;
     hold(m_aPps[uiId], nalUnit, ulOffset);
     m_aPps[uiId].uiRefersTo = uiSps;
+    m_aPps[uiId].bParallelismTold = false;
+    m_aPps[uiId].parallelism = {
+        !set.stop, set.tiles_enabled_flag, set.entropy_coding_sync_enabled_flag, hashOfTiles(set)};
     want(m_aWantedSps[uiSps], m_aSps[uiSps].bThere, uiId, ulOffset);
 }
 
@@ -169,8 +196,17 @@ void CActiveSets::onSlice(const NalUnitHeader& header, std::span<const unsigned 
     }
     const auto uiPps = static_cast<unsigned>(start.slice_pic_parameter_set_id);
     Layer& layer = m_aLayers[header.nuh_layer_id];
-    if (!start.first_slice_segment_in_pic_flag && layer.pps.bAny)
+    if (!start.first_slice_segment_in_pic_flag && layer.pps.bAny) {
         goOn(layer.pps, m_aPps[layer.pps.uiId], PPS_NUT);
+        if (uiPps != layer.pps.uiId && m_aPps[uiPps].bThere) {
+            error(PPS_NUT,
+                  uiPps,
+                  ulOffset,
+                  say("a slice names PPS ", uiPps, " inside a picture of PPS ", layer.pps.uiId),
+                  "7.4.7.1");
+            activate(layer.pps, uiPps, m_aPps[uiPps]);
+        }
+    }
     if (start.first_slice_segment_in_pic_flag || !m_aPps[uiPps].bThere)
         onPicture(header, uiPps, ulOffset);
 }
@@ -214,10 +250,51 @@ void CActiveSets::onPicture(const NalUnitHeader& header, unsigned uiPps, std::ui
     }
     layer.ulSequence = m_ulSequence;
     layer.bSequenceEnded = false;
+    if (bBegins)
+        layer.parallelism = {};
+    checkParallelism(layer, uiPps, pps, sps);
     if (bBegins || !layer.sps.bAny)
         activate(layer.sps, uiSps, sps);
     else
         goOnWithSps(layer, uiSps, uiPps, ulOffset);
+}
+
+// Each PPS that is used in a coded video sequence, against the first one.
+void CActiveSets::checkParallelism(Layer& layer, unsigned uiPps, Held& pps, const Held& sps)
+{
+    const Parallelism& first = layer.parallelism;
+    const Parallelism& now = pps.parallelism;
+    if (!now.bKnown || pps.bParallelismTold)
+        return;
+    if (!first.bKnown) {
+        layer.uiPpsOfSequence = uiPps;
+        layer.parallelism = now;
+        return;
+    }
+    const bool bTiles = first.tiles_enabled_flag != now.tiles_enabled_flag;
+    const bool bSync = first.entropy_coding_sync_enabled_flag != now.entropy_coding_sync_enabled_flag;
+    pps.bParallelismTold = bTiles || bSync || (sps.tiles_fixed_structure_flag && first.ulTiles != now.ulTiles);
+    if (bTiles || bSync)
+        error(PPS_NUT,
+              uiPps,
+              pps.ulOffset,
+              say("PPS ",
+                  uiPps,
+                  " and ",
+                  layer.uiPpsOfSequence,
+                  " of one coded video sequence differ in ",
+                  bTiles ? "tiles_enabled_flag" : "entropy_coding_sync_enabled_flag"),
+              "7.4.3.3.1");
+    else if (pps.bParallelismTold)
+        error(PPS_NUT,
+              uiPps,
+              pps.ulOffset,
+              say("PPS ",
+                  uiPps,
+                  " and ",
+                  layer.uiPpsOfSequence,
+                  " have other tiles, tiles_fixed_structure_flag of the SPS promises the same in all pictures"),
+              "E.3.1");
 }
 
 // A picture goes on with the SPS of the one before it.

@@ -53,6 +53,15 @@ private:
     static constexpr unsigned VPS_AND_SPS_IDS = 16;
     static constexpr unsigned PPS_IDS = 64;
 
+    // What the PPS of a coded video sequence have in common: 7.4.3.3.1, and E.3.1 for the tiles themselves.
+    struct Parallelism
+    {
+        bool bKnown = false;
+        bool tiles_enabled_flag = false;
+        bool entropy_coding_sync_enabled_flag = false;
+        std::uint64_t ulTiles = 0; // hash of the tiles
+    };
+
     // A set by its id. Its version counts the changes of its content.
     struct Held
     {
@@ -65,6 +74,9 @@ private:
         std::uint64_t ulOffset = 0;
         std::uint64_t ulChangedAt = 0; // the first change since then
         std::uint64_t ulVersion = 0;
+        Parallelism parallelism;                 // of a PPS
+        bool bParallelismTold = false;           // that it is not what the others have
+        bool tiles_fixed_structure_flag = false; // of an SPS
     };
 
     // A set that is in use.
@@ -79,6 +91,8 @@ private:
     {
         Active sps;
         Active pps;
+        unsigned uiPpsOfSequence = 0;
+        Parallelism parallelism;      // of that PPS, the first of the coded video sequence
         bool bSequenceEnded = true;   // the next picture of it is the first, or the first behind an end
         std::uint64_t ulSequence = 0; // the coded video sequence that its last picture was in
     };
@@ -97,6 +111,7 @@ private:
     void onSlice(const NalUnitHeader& header, std::span<const unsigned char> rbsp, std::uint64_t ulOffset);
     void onPicture(const NalUnitHeader& header, unsigned uiPps, std::uint64_t ulOffset);
     bool beginsSequence(const NalUnitHeader& header, const Layer& layer) const;
+    void checkParallelism(Layer& layer, unsigned uiPps, Held& pps, const Held& sps);
     void goOn(Active& active, Held& held, unsigned nal_unit_type);
     void goOnWithSps(Layer& layer, unsigned uiSps, unsigned uiPps, std::uint64_t ulOffset);
     void error(unsigned nal_unit_type, unsigned uiId, std::uint64_t ulOffset, std::string message,

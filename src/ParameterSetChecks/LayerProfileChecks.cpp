@@ -154,6 +154,23 @@ void checkSize(const RepFormat& s, const Level& level, unsigned uiLayer, CChecks
     side(BLAME(pic_height_vps_in_luma_samples));
 }
 
+// Calls check( claim ) with the first profile that a layer claims: for what all profiles ask for.
+template <class TCheck>
+void withFirstClaimOf(const VideoParameterSet& vps, unsigned nuh_layer_id, TCheck check)
+{
+    if (!vps.vps_extension_flag || vps.stop)
+        return;
+    bool bDone = false;
+    forEachLayer(vps, [&](const ProfileTierLevel& ptl, unsigned uiLayer) {
+        if (uiLayer != nuh_layer_id || bDone)
+            return;
+        forEachClaimOfLayer(ptl, uiLayer, [&](const Claim& claim) {
+            if (!std::exchange(bDone, true))
+                check(claim);
+        });
+    });
+}
+
 } // namespace
 
 void checkProfilesOfLayers(const VideoParameterSet& vps, const CChecks& checks)
@@ -183,18 +200,21 @@ void checkProfilesOfLayers(const VideoParameterSet& vps, const CChecks& checks)
 
 void checkProfilesOfLayerSps(const SequenceParameterSet& s, const VideoParameterSet& vps, CFindings& findings)
 {
-    if (!s.MultiLayerExtSpsFlag || !vps.vps_extension_flag || vps.stop)
+    if (!s.MultiLayerExtSpsFlag)
         return;
     CChecks checks(findings, "");
-    bool bTold = false;
-    forEachLayer(vps, [&](const ProfileTierLevel& ptl, unsigned uiLayer) {
-        if (uiLayer != s.nal_unit_header.nuh_layer_id || bTold)
-            return;
-        forEachClaimOfLayer(ptl, uiLayer, [&](const Claim& claim) {
-            if (!bTold)
-                checkCtbOfProfile(s, claim, checks);
-            bTold = true; // the same of all of them
-        });
+    withFirstClaimOf(
+        vps, s.nal_unit_header.nuh_layer_id, [&](const Claim& claim) { checkCtbOfProfile(s, claim, checks); });
+}
+
+void checkProfilesOfLayerPps(const PictureParameterSet& s, const SequenceParameterSet& sps,
+                             const VideoParameterSet& vps, CFindings& findings)
+{
+    if (!sps.MultiLayerExtSpsFlag || !isFormatKnown(sps))
+        return;
+    CChecks checks(findings, "");
+    withFirstClaimOf(vps, s.nal_unit_header.nuh_layer_id, [&](const Claim& claim) {
+        checkParallelismOfProfile(s, sps, claim, checks);
     });
 }
 

@@ -5,6 +5,7 @@
 
 #include "LevelChecks.h"
 #include "PictureParameterSetChecks.h"
+#include "PpsExtensionsChecks.h"
 #include "ProfileChecks.h"
 #include "SequenceParameterSetChecks.h"
 #include "VideoParameterSetChecks.h"
@@ -180,7 +181,7 @@ void check(const SequenceParameterSet& set, const CNalUnit& nalUnit, const Video
 }
 
 void check(const PictureParameterSet& set, const CNalUnit& nalUnit, const SequenceParameterSet* pSps,
-           CFindings& findings)
+           CFindings& findings, const VideoParameterSet* pVps)
 {
     CFindings own;
     const SequenceParameterSet* const pWhole = pSps != nullptr && !pSps->stop ? pSps : nullptr;
@@ -189,6 +190,11 @@ void check(const PictureParameterSet& set, const CNalUnit& nalUnit, const Sequen
     if (pWhole != nullptr) {
         checkProfilesOfPps(set, *pWhole, own);
         checkLevelOfPps(set, *pWhole, own);
+    }
+    if (pVps != nullptr && !pVps->stop) {
+        checkVpsOfPps(set, *pVps, own);
+        if (pWhole != nullptr)
+            checkProfilesOfLayerPps(set, *pWhole, *pVps, own);
     }
     checkTrailing(set.rbsp_trailing, set.stop, own);
     finish(set, nalUnit, own);

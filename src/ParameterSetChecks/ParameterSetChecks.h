@@ -17,8 +17,8 @@ void check(const VideoParameterSet& set, const CNalUnit& nalUnit, CFindings& fin
 void check(const SequenceParameterSet& set, const CNalUnit& nalUnit, const VideoParameterSet* pVps,
            CFindings& findings);
 
-/// Likewise of a PPS and its SPS.
+/// Likewise of a PPS and its SPS, and in layers the VPS that this names.
 void check(const PictureParameterSet& set, const CNalUnit& nalUnit, const SequenceParameterSet* pSps,
-           CFindings& findings);
+           CFindings& findings, const VideoParameterSet* pVps = nullptr);
 
 } // namespace h265_syntax

@@ -1,5 +1,7 @@
 #include "PictureParameterSetChecks.h"
 
+#include <algorithm>
+
 #include "PpsExtensionsChecks.h"
 #include "ScalingListDataChecks.h"
 #include "SequenceParameterSetChecks.h"
@@ -99,6 +101,70 @@ void checkTiles(const PictureParameterSet& s, const SequenceParameterSet& sps, C
     }
 }
 
+// Luma samples of the largest tile, without what its CTBs have outside the picture.
+std::uint64_t largestTile(const PictureParameterSet& s, const SequenceParameterSet& sps)
+{
+    const std::uint64_t CtbSizeY = std::uint64_t{1} << std::min<std::uint64_t>(blockSizes(sps).CtbLog2SizeY, 31);
+    const auto [PicWidthInCtbsY, PicHeightInCtbsY] = pictureInCtbs(sps);
+    const auto longest = [&](const std::vector<std::uint32_t>& sizes_minus1,
+                             std::uint64_t ulTiles,
+                             std::uint64_t ulPicCtbs,
+                             std::uint64_t ulSamples) {
+        std::uint64_t ulLongest = 0;
+        std::uint64_t ulEnd = 0;
+        for (std::uint64_t i = 0; i < ulTiles; ++i) {
+            const std::uint64_t ulBegin = ulEnd;
+            ulEnd += tileSize(s.uniform_spacing_flag, sizes_minus1, ulTiles, ulPicCtbs, i) * CtbSizeY;
+            ulLongest = std::max(ulLongest, std::min(ulEnd, ulSamples) - std::min(ulBegin, ulSamples));
+        }
+        return ulLongest;
+    };
+    const std::uint64_t ulWidth = longest(s.column_width_minus1,
+                                          std::uint64_t{s.num_tile_columns_minus1} + 1,
+                                          PicWidthInCtbsY,
+                                          sps.pic_width_in_luma_samples);
+    return ulWidth * longest(s.row_height_minus1,
+                             std::uint64_t{s.num_tile_rows_minus1} + 1,
+                             PicHeightInCtbsY,
+                             sps.pic_height_in_luma_samples);
+}
+
+// E.3.1: what min_spatial_segmentation_idc of the VUI promises of tiles, or of wavefronts. What it promises of
+// slices, no parameter set tells.
+void checkSegmentation(const PictureParameterSet& s, const SequenceParameterSet& sps, CChecks& checks)
+{
+    constexpr std::uint32_t MANY = 1024; // more tiles in a direction than any level allows
+    const VuiParameters& vui = sps.vui_parameters;
+    if (s.stop || s.num_tile_columns_minus1 >= MANY || s.num_tile_rows_minus1 >= MANY ||
+        !sps.vui_parameters_present_flag || !vui.bitstream_restriction_flag || vui.min_spatial_segmentation_idc == 0)
+        return;
+    const auto [PicWidthInCtbsY, PicHeightInCtbsY] = pictureInCtbs(sps);
+    const std::uint64_t ulWidth = sps.pic_width_in_luma_samples;
+    const std::uint64_t ulHeight = sps.pic_height_in_luma_samples;
+    const std::uint64_t minSpatialSegmentationTimes4 = vui.min_spatial_segmentation_idc + std::uint64_t{4};
+    const std::uint64_t ulMost = 4 * ulWidth * ulHeight / minSpatialSegmentationTimes4;
+    if (s.tiles_enabled_flag && !s.entropy_coding_sync_enabled_flag && s.num_tile_columns_minus1 < PicWidthInCtbsY &&
+        s.num_tile_rows_minus1 < PicHeightInCtbsY)
+        SHALL(largestTile(s, sps) <= ulMost,
+              BLAME(num_tile_columns_minus1),
+              "E.3.1",
+              say("tiles of at most ", ulMost, " luma samples"),
+              "the largest tile has ",
+              largestTile(s, sps),
+              " luma samples, min_spatial_segmentation_idc ",
+              vui.min_spatial_segmentation_idc,
+              " of the SPS promises at most ",
+              ulMost);
+    const std::uint64_t CtbSizeY = std::uint64_t{1} << std::min<std::uint64_t>(blockSizes(sps).CtbLog2SizeY, 24);
+    SHALL(!s.entropy_coding_sync_enabled_flag || s.tiles_enabled_flag || (2 * ulHeight + ulWidth) * CtbSizeY <= ulMost,
+          BLAME(entropy_coding_sync_enabled_flag),
+          "E.3.1",
+          "0",
+          "wavefronts in pictures of this size do not give what min_spatial_segmentation_idc ",
+          vui.min_spatial_segmentation_idc,
+          " of the SPS promises");
+}
+
 // 7.4.3.3.1: what depends on the SPS.
 void checkWithSps(const PictureParameterSet& s, const SequenceParameterSet& sps, CChecks& checks)
 {
@@ -115,6 +181,7 @@ void checkWithSps(const PictureParameterSet& s, const SequenceParameterSet& sps,
           " to 51");
     RANGE(diff_cu_qp_delta_depth, 0, sps.log2_diff_max_min_luma_coding_block_size, "7.4.3.3.1");
     checkTiles(s, sps, checks);
+    checkSegmentation(s, sps, checks);
     SHALL(sps.scaling_list_enabled_flag || !s.pps_scaling_list_data_present_flag,
           BLAME(pps_scaling_list_data_present_flag),
           "7.4.3.3.1",

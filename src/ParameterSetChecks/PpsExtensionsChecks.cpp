@@ -86,6 +86,10 @@ void checkColourMapping(const ColourMappingTable& s, CChecks checks)
     RANGE(num_cm_ref_layers_minus1, 0, 61, "F.7.4.3.3.5");
     for (unsigned i = 0; i <= std::min(s.num_cm_ref_layers_minus1, 61U); ++i)
         RANGE_1(cm_ref_layer_id, i, 0, 62, "F.7.4.3.3.5");
+    if (s.cm_octant_depth > 1)
+        checks.reserved(BLAME(cm_octant_depth), "F.7.4.3.3.5", "0 or 1");
+    else
+        RANGE(cm_y_part_num_log2, 0, 3 - std::int64_t{s.cm_octant_depth}, "F.7.4.3.3.5");
     RANGE(luma_bit_depth_cm_input_minus8, 0, 8, "F.7.4.3.3.5");
     RANGE(chroma_bit_depth_cm_input_minus8, 0, 8, "F.7.4.3.3.5");
     RANGE(luma_bit_depth_cm_output_minus8, 0, 8, "F.7.4.3.3.5");
@@ -103,20 +107,45 @@ void checkColourMapping(const ColourMappingTable& s, CChecks checks)
           "colour mapping does not lower the chroma bit depth");
 }
 
-// I.7.4.3.3.7
-void checkDepth(const Pps3dExtension& s, CChecks checks)
+// I.7.4.3.3.8; with fewer values or one distance the two are inferred.
+void checkDepthLookup(const DeltaLookupTable& s, CChecks checks)
 {
-    if (s.dlts_present_flag)
-        RANGE(pps_bit_depth_for_depth_layers_minus8, 0, 8, "I.7.4.3.3.7");
+    if (s.num_val_delta_dlt <= 2 || s.max_diff == 0)
+        return;
+    RANGE(min_diff_minus1, 0, std::int64_t{s.max_diff} - 1, "I.7.4.3.3.8");
+    const std::int64_t iMost = std::int64_t{s.max_diff} - s.min_diff_minus1 - 1;
+    for (std::size_t k = 1; iMost > 0 && k < s.num_val_delta_dlt && k < s.delta_val_diff_minus_min.size(); ++k)
+        RANGE_1(delta_val_diff_minus_min, k, 0, iMost, "I.7.4.3.3.8");
+}
+
+// I.7.4.3.3.7
+void checkDepth(const Pps3dExtension& s, const CChecks& checksOfExtension)
+{
+    CChecks checks = checksOfExtension;
+    if (!s.dlts_present_flag)
+        return;
+    RANGE(pps_bit_depth_for_depth_layers_minus8, 0, 8, "I.7.4.3.3.7");
+    for (unsigned i = 0; i <= s.pps_depth_layers_minus1; ++i) {
+        if (s.dlt_flag[i] && !s.dlt_val_flags_present_flag[i])
+            checkDepthLookup(s.delta_lookup_table[i], checks.inside("delta_lookup_table", i));
+    }
 }
 
 // 7.4.3.3.3
 void checkPalette(const PpsSccExtension& s, const SequenceParameterSet& sps, CChecks& checks)
 {
-    RANGE(pps_num_palette_predictor_initializers,
-          0,
-          sps.sps_scc_extension_flag ? static_cast<std::int64_t>(PaletteMaxPredictorSize(sps.sps_scc_extension)) : 0,
-          "7.4.3.3.3");
+    const SpsSccExtension& scc = sps.sps_scc_extension;
+    const bool bPalette = sps.sps_scc_extension_flag && scc.palette_mode_enabled_flag && scc.palette_max_size != 0;
+    SHALL(bPalette,
+          BLAME(pps_palette_predictor_initializers_present_flag),
+          "7.4.3.3.3",
+          "0",
+          "the PPS brings palette entries, and its SPS has no palette");
+    if (bPalette)
+        RANGE(pps_num_palette_predictor_initializers,
+              0,
+              static_cast<std::int64_t>(PaletteMaxPredictorSize(scc)),
+              "7.4.3.3.3");
     if (s.pps_num_palette_predictor_initializers == 0)
         return;
     SHALL(s.monochrome_palette_flag == (sps.chroma_format_idc == 0),
@@ -164,6 +193,16 @@ void checkScc(const PictureParameterSet& pps, const SequenceParameterSet* pSps, 
 }
 
 } // namespace
+
+void checkVpsOfPps(const PictureParameterSet& pps, const VideoParameterSet& vps, CFindings& findings)
+{
+    if (!pps.pps_multilayer_extension_flag)
+        return;
+    CChecks checks(findings, "pps_multilayer_extension");
+    const PpsMultilayerExtension& s = *pps.pps_multilayer_extension;
+    if (s.num_ref_loc_offsets <= MAX_REF_LOC_OFFSETS) // else it is told already
+        RANGE(num_ref_loc_offsets, 0, vps.vps_max_layers_minus1, "F.7.4.3.3.4");
+}
 
 void checkPpsExtensions(const PictureParameterSet& pps, const SequenceParameterSet* pSps, const CChecks& checks)
 {

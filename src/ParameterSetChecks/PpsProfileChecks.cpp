@@ -22,7 +22,9 @@ struct TileSizes
 // CTBs, also where the picture ends inside one.
 std::pair<std::uint64_t, std::uint64_t> firstTooSmall(const TileSizes& tiles)
 {
-    for (std::uint64_t i = 0; i < tiles.ulTiles; ++i) {
+    // Even tiles begin with one of the smallest, 6.5.1 (6-3).
+    const std::uint64_t ulLookedAt = tiles.uniform_spacing_flag ? 1 : tiles.ulTiles;
+    for (std::uint64_t i = 0; i < ulLookedAt; ++i) {
         const std::uint64_t ulSize =
             tileSize(tiles.uniform_spacing_flag, tiles.sizes_minus1, tiles.ulTiles, tiles.ulPicCtbs, i)
             << tiles.CtbLog2SizeY;
@@ -123,15 +125,21 @@ void checkParallelism(const PictureParameterSet& s, const Claim& claim, CChecks&
 
 } // namespace
 
+void checkParallelismOfProfile(const PictureParameterSet& s, const SequenceParameterSet& sps, const Claim& claim,
+                               CChecks& checks)
+{
+    checkParallelism(s, claim, checks);
+    if (s.tiles_enabled_flag)
+        checkTileSizes(s, sps, claim, checks);
+}
+
 void checkProfilesOfPps(const PictureParameterSet& s, const SequenceParameterSet& sps, CFindings& findings)
 {
     if (sps.MultiLayerExtSpsFlag)
         return;
     CChecks checks(findings, "");
     forEachClaim(sps.profile_tier_level, [&](const Claim& claim) {
-        checkParallelism(s, claim, checks);
-        if (s.tiles_enabled_flag)
-            checkTileSizes(s, sps, claim, checks);
+        checkParallelismOfProfile(s, sps, claim, checks);
         checkTools(s, claim, checks);
     });
 }

@@ -22,10 +22,17 @@ void checkProfilesOfLayers(const VideoParameterSet& vps, const CChecks& checks);
 /// G.11, H.11, I.11: likewise of the SPS of a layer.
 void checkProfilesOfLayerSps(const SequenceParameterSet& s, const VideoParameterSet& vps, CFindings& findings);
 
+/// G.11, H.11, I.11: likewise of the PPS of a layer.
+void checkProfilesOfLayerPps(const PictureParameterSet& s, const SequenceParameterSet& sps,
+                             const VideoParameterSet& vps, CFindings& findings);
+
 // Of one claim.
 
 /// The six flags and the transform skip size that 4:4:4 and 16 bits have.
 [[nodiscard]] bool hasGeneralRangeTools(const Claim& claim) noexcept;
+/// Tiles of at least 256x64, and either tiles or wavefronts.
+void checkParallelismOfProfile(const PictureParameterSet& s, const SequenceParameterSet& sps, const Claim& claim,
+                               CChecks& checks);
 /// CTBs of 16, 32 or 64.
 void checkCtbOfProfile(const SequenceParameterSet& s, const Claim& claim, CChecks& checks);
 

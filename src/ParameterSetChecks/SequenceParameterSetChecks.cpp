@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "OrderingInfoChecks.h"
 #include "ProfileTierLevelChecks.h"
 #include "ScalingListDataChecks.h"
 #include "SpsExtensionsChecks.h"
@@ -93,29 +94,6 @@ void checkConformanceWindow(const SequenceParameterSet& s, CChecks& checks)
           " rows off a picture of ",
           s.pic_height_in_luma_samples,
           ": nothing is left");
-}
-
-// 7.4.3.2.1; inferred values count too.
-void checkOrderingInfo(const SequenceParameterSet& s, CChecks& checks)
-{
-    constexpr std::int64_t MAX_DPB_SIZE = 16; // A.4.2: of any level
-    const unsigned uiHighest = s.sps_max_sub_layers_minus1;
-    for (unsigned i = s.sps_sub_layer_ordering_info_present_flag ? 0 : uiHighest; i <= uiHighest; ++i) {
-        RANGE_1(sps_max_dec_pic_buffering_minus1, i, 0, MAX_DPB_SIZE - 1, "7.4.3.2.1");
-        RANGE_1(sps_max_num_reorder_pics, i, 0, s.sps_max_dec_pic_buffering_minus1[i], "7.4.3.2.1");
-        if (i == 0 || !s.sps_sub_layer_ordering_info_present_flag)
-            continue;
-        SHALL(s.sps_max_dec_pic_buffering_minus1[i] >= s.sps_max_dec_pic_buffering_minus1[i - 1],
-              BLAME_1(sps_max_dec_pic_buffering_minus1, i),
-              "7.4.3.2.1",
-              say("at least ", s.sps_max_dec_pic_buffering_minus1[i - 1]),
-              "a higher sub-layer needs no smaller picture buffer than the one below it");
-        SHALL(s.sps_max_num_reorder_pics[i] >= s.sps_max_num_reorder_pics[i - 1],
-              BLAME_1(sps_max_num_reorder_pics, i),
-              "7.4.3.2.1",
-              say("at least ", s.sps_max_num_reorder_pics[i - 1]),
-              "a higher sub-layer reorders no fewer pictures than the one below it");
-    }
 }
 
 // 7.4.3.2.1
@@ -245,7 +223,13 @@ void checkSequenceParameterSet(const SequenceParameterSet& s, CFindings& finding
     }
     RANGE(log2_max_pic_order_cnt_lsb_minus4, 0, 12, "7.4.3.2.1");
     if (!s.MultiLayerExtSpsFlag)
-        checkOrderingInfo(s, checks);
+        checkOrderingInfo(
+            s.sps_sub_layer_ordering_info_present_flag,
+            s.sps_max_sub_layers_minus1,
+            [&s](unsigned i) { return BLAME_1(sps_max_dec_pic_buffering_minus1, i); },
+            [&s](unsigned i) { return BLAME_1(sps_max_num_reorder_pics, i); },
+            "7.4.3.2.1",
+            checks);
     checkBlocks(s, checks);
     if (s.sps_infer_scaling_list_flag)
         RANGE(sps_scaling_list_ref_layer_id, 0, 62, "F.7.4.3.2.1");

@@ -5,6 +5,7 @@
 
 #include "HrdChecks.h"
 #include "LevelChecks.h"
+#include "OrderingInfoChecks.h"
 #include "ProfileClaims.h"
 #include "ProfileTierLevelChecks.h"
 #include "VpsExtensionChecks.h"
@@ -12,29 +13,6 @@
 namespace h265_syntax {
 
 namespace {
-
-// 7.4.3.1
-void checkOrderingInfo(const VideoParameterSet& s, CChecks& checks)
-{
-    constexpr std::int64_t MAX_DPB_SIZE = 16; // A.4.2: of any level
-    const unsigned uiHighest = s.vps_max_sub_layers_minus1;
-    for (unsigned i = s.vps_sub_layer_ordering_info_present_flag ? 0 : uiHighest; i <= uiHighest; ++i) {
-        RANGE_1(vps_max_dec_pic_buffering_minus1, i, 0, MAX_DPB_SIZE - 1, "7.4.3.1");
-        RANGE_1(vps_max_num_reorder_pics, i, 0, s.vps_max_dec_pic_buffering_minus1[i], "7.4.3.1");
-        if (i == 0 || !s.vps_sub_layer_ordering_info_present_flag)
-            continue;
-        SHALL(s.vps_max_dec_pic_buffering_minus1[i] >= s.vps_max_dec_pic_buffering_minus1[i - 1],
-              BLAME_1(vps_max_dec_pic_buffering_minus1, i),
-              "7.4.3.1",
-              say("at least ", s.vps_max_dec_pic_buffering_minus1[i - 1]),
-              "a higher sub-layer needs no smaller picture buffer than the one below it");
-        SHALL(s.vps_max_num_reorder_pics[i] >= s.vps_max_num_reorder_pics[i - 1],
-              BLAME_1(vps_max_num_reorder_pics, i),
-              "7.4.3.1",
-              say("at least ", s.vps_max_num_reorder_pics[i - 1]),
-              "a higher sub-layer reorders no fewer pictures than the one below it");
-    }
-}
 
 // 7.4.3.1
 void checkTiming(const VideoParameterSet& s, CChecks& checks)
@@ -96,7 +74,13 @@ void checkVideoParameterSet(const VideoParameterSet& s, CFindings& findings)
     if (s.vps_base_layer_internal_flag)
         checkProfileTierLevel(s.profile_tier_level, s.vps_max_sub_layers_minus1, checks.inside("profile_tier_level"));
     checkBaseLayer(s, checks);
-    checkOrderingInfo(s, checks);
+    checkOrderingInfo(
+        s.vps_sub_layer_ordering_info_present_flag,
+        s.vps_max_sub_layers_minus1,
+        [&s](unsigned i) { return BLAME_1(vps_max_dec_pic_buffering_minus1, i); },
+        [&s](unsigned i) { return BLAME_1(vps_max_num_reorder_pics, i); },
+        "7.4.3.1",
+        checks);
     RANGE(vps_max_layer_id, 0, 62, "7.4.3.1");
     RANGE(vps_num_layer_sets_minus1, 0, 1023, "7.4.3.1");
     checkTiming(s, checks);

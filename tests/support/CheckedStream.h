@@ -40,10 +40,11 @@ public:
         case PPS_NUT: {
             PictureParameterSet pps;
             read(pps, nalUnit);
-            check(pps,
-                  nalUnit,
-                  pps.pps_seq_parameter_set_id < m_apSps.size() ? m_apSps[pps.pps_seq_parameter_set_id].get() : nullptr,
-                  findings);
+            const SequenceParameterSet* const pSps =
+                pps.pps_seq_parameter_set_id < m_apSps.size() ? m_apSps[pps.pps_seq_parameter_set_id].get() : nullptr;
+            const VideoParameterSet* const pVps =
+                pSps != nullptr ? m_apVps[pSps->sps_video_parameter_set_id & 15U].get() : nullptr;
+            check(pps, nalUnit, pSps, findings, pVps);
             break;
         }
         default:

@@ -38,7 +38,14 @@ public:
             return checkSet(m_pps, ulOffset, [this](auto& set) {
                 read(set, m_nalUnit);
                 const auto uiSps = set.pps_seq_parameter_set_id;
-                return findingsOf(set, uiSps < m_apSps.size() ? m_apSps[uiSps].get() : nullptr);
+                const SequenceParameterSet* const pSps = uiSps < m_apSps.size() ? m_apSps[uiSps].get() : nullptr;
+                CFindings findings;
+                h265_syntax::check(set,
+                                   m_nalUnit,
+                                   pSps,
+                                   findings,
+                                   pSps != nullptr ? m_apVps[pSps->sps_video_parameter_set_id & 15U].get() : nullptr);
+                return findings;
             });
         default:
             m_active.onNalUnit(bytes, ulOffset);

@@ -196,13 +196,13 @@ void expectSpsRows(const h265_syntax::SequenceParameterSet& base, const ChecksRo
     });
 }
 
-/// The rows of a PPS, with an SPS or without one.
+/// The rows of a PPS, with an SPS and its VPS or without them.
 template <std::size_t N>
 void expectPpsRows(const h265_syntax::PictureParameterSet& base, const ChecksRow (&aRows)[N],
-                   const h265_syntax::SequenceParameterSet* pSps)
+                   const h265_syntax::SequenceParameterSet* pSps, const h265_syntax::VideoParameterSet* pVps = nullptr)
 {
-    expectRows(base, aRows, [pSps](const auto& set, const auto& nalUnit, auto& findings) {
-        h265_syntax::check(set, nalUnit, pSps, findings);
+    expectRows(base, aRows, [=](const auto& set, const auto& nalUnit, auto& findings) {
+        h265_syntax::check(set, nalUnit, pSps, findings, pVps);
     });
 }
 
