@@ -140,7 +140,8 @@ void CClaimChecks::State::compareInStream(Described& described, const ReadSet& s
 {
     const bool bEntryOnly = described.isEntryOnly();
     const bool bComplete = described.isComplete(set.nal_unit_type);
-    if (!bEntryOnly && !bComplete)
+    // Without any set in the record that is what is wrong.
+    if ((!bEntryOnly && !bComplete) || (bEntryOnly && described.inRecord.empty()))
         return;
     const CBoxChecks checks(m_findings, *described.claims.hvcC);
     const std::string_view clause = bEntryOnly ? ENTRY_CLAUSE : FIELDS_CLAUSE;

@@ -1,6 +1,8 @@
 #include "TextOutput.h"
 
 #include <algorithm>
+#include <numeric>
+#include <utility>
 
 #include <fmt/format.h>
 
@@ -101,6 +103,10 @@ void CTextReport::begin(const std::string& file, const CFileVerdict& verdict, EP
                                             : "";
         m_bFirstFile = false;
     }
+    if (ePace != EPace::Again) {
+        m_headErrors.clear();
+        m_headWarnings.clear();
+    }
     m_ePace = ePace;
     m_pVerdict = &verdict;
     m_bHeadShown = false;
@@ -196,7 +202,7 @@ void CTextReport::noteFindings(const FileSet& told)
     }
 }
 
-// Of the container in its place too, where the sets around it tell what it is about.
+// Of the container among the first lines, or in its place, where the sets around it tell what it is about.
 void CTextReport::addFinding(const h265_inspect::FileFinding& finding)
 {
     std::string place = finding.set;
@@ -207,10 +213,23 @@ void CTextReport::addFinding(const h265_inspect::FileFinding& finding)
     else if (finding.ulTrack)
         place += fmt::format("{}track {}", place.empty() ? "" : " ", *finding.ulTrack);
     const std::string line = (place.empty() ? place : place + ": ") + findingText(finding) + "\n";
-    if (finding.set.empty() && !m_options.bRecord && !m_output.hasLost())
+    if (finding.set.empty() && !m_options.bRecord && !m_output.hasLost() && !isForHead(finding, line))
         m_output.append("\n" + line);
     if (m_findings.size() < MAX_LISTED_FINDINGS && !finding.bNote)
         m_findings.push_back("  " + line);
+}
+
+// What is wrong with a container is why somebody looks: the first of it stands in front of everything.
+bool CTextReport::isForHead(const h265_inspect::FileFinding& finding, const std::string& line)
+{
+    constexpr std::size_t MOST_ERRORS = 4;
+    constexpr std::size_t MOST_WARNINGS = 4;
+    const bool bError = finding.finding.eSeverity == h265_syntax::ESeverity::Error;
+    std::vector<std::string>& lines = bError ? m_headErrors : m_headWarnings;
+    if (m_bHeadShown || finding.bNote || lines.size() == (bError ? MOST_ERRORS : MOST_WARNINGS))
+        return false;
+    lines.push_back("  " + line);
+    return true;
 }
 
 // All together, behind the sets.
@@ -270,6 +289,10 @@ std::string CTextReport::head(const CFileVerdict& verdict, const std::string& pr
     std::string text = verdict.h265Tracks() > 1 ? tracksHead(verdict, prefix) : streamHead(verdict.worst(), prefix);
     if (const std::string problems = verdict.containerProblems(); !problems.empty())
         text += prefix + problems + "\n";
+    if (!m_bHeadShown) {
+        for (const std::vector<std::string>* const pLines : {&m_headErrors, &m_headWarnings})
+            text = std::accumulate(pLines->begin(), pLines->end(), std::move(text));
+    }
     std::string others;
     std::size_t uiOthers = 0;
     for (const TrackVerdict& track : verdict.tracks()) {

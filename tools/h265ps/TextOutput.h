@@ -50,6 +50,7 @@ private:
     std::string title(const h265_inspect::FileSet& told) const;
     bool isShared(const h265_inspect::FileSet& told);
     void noteFindings(const h265_inspect::FileSet& told);
+    bool isForHead(const h265_inspect::FileFinding& finding, const std::string& line);
     void showFindings(const CFileVerdict& verdict);
     std::string head(const CFileVerdict& verdict, const std::string& prefix) const;
     std::string tracksHead(const CFileVerdict& verdict, const std::string& prefix) const;
@@ -69,7 +70,9 @@ private:
     std::map<RepeatKey, std::uint64_t> m_repeats;
     std::set<std::uint64_t> m_sharedOffsets; // sets that several items of a file can have
     h265_inspect::CSyntaxTree m_tree;
-    std::vector<std::string> m_findings; // the first of all, as lines
+    std::vector<std::string> m_findings;   // the first of all, as lines
+    std::vector<std::string> m_headErrors; // of the container
+    std::vector<std::string> m_headWarnings;
     std::uint64_t m_ulShown = 0;
 };
 
