@@ -69,8 +69,8 @@ std::string ClaimedSps::rateHolder() const
 Blamed ClaimedSps::timeScale() const
 {
     if (gist.frameRate && gist.frameRate->bFromVps)
-        return Blamed("vps_time_scale", set.vps_time_scale);
-    return Blamed("vui_time_scale", set.vui_parameters.vui_time_scale);
+        return {"vps_time_scale", set.vps_time_scale};
+    return {"vui_time_scale", set.vui_parameters.vui_time_scale};
 }
 
 std::string_view ClaimedSps::timeStructure() const

@@ -38,7 +38,7 @@ unsigned firstFlag(std::uint32_t uiFlags)
 
 Blamed blamedFlag(std::uint32_t uiFlags, bool bValue)
 {
-    return Blamed("general_profile_compatibility_flag", bValue ? 1 : 0, firstFlag(uiFlags));
+    return {"general_profile_compatibility_flag", bValue ? 1 : 0, firstFlag(uiFlags)};
 }
 
 Blamed blamedConstraint(std::uint64_t ulFlags, bool bValue)
@@ -46,14 +46,14 @@ Blamed blamedConstraint(std::uint64_t ulFlags, bool bValue)
     const int iValue = bValue ? 1 : 0;
     const auto has = [&](unsigned i) { return (ulFlags >> (CONSTRAINT_BITS - 1 - i) & 1) != 0; };
     if (has(0))
-        return Blamed("general_progressive_source_flag", iValue);
+        return {"general_progressive_source_flag", iValue};
     if (has(1))
-        return Blamed("general_interlaced_source_flag", iValue);
+        return {"general_interlaced_source_flag", iValue};
     if (has(2))
-        return Blamed("general_non_packed_constraint_flag", iValue);
+        return {"general_non_packed_constraint_flag", iValue};
     if (has(3))
-        return Blamed("general_frame_only_constraint_flag", iValue);
-    return Blamed("general_constraint_indicator_flags", iValue);
+        return {"general_frame_only_constraint_flag", iValue};
+    return {"general_constraint_indicator_flags", iValue};
 }
 
 std::string constraintsText(std::uint64_t ulFlags)

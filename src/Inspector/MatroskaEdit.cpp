@@ -160,7 +160,7 @@ Bytes CMatroskaEdit::recordAt(std::uint64_t ulOffset)
 }
 
 // The Tracks element; empty where a size does not fit its bytes.
-Bytes CMatroskaEdit::tracksWith(Bytes content, const Widths& widths)
+Bytes CMatroskaEdit::tracksWith(const Bytes& content, const Widths& widths)
 {
     const auto append = [&](Bytes& to, std::uint64_t ulBegin, std::uint64_t ulEnd) {
         const Bytes bytes = bytesOf(m_source, ulBegin, ulEnd - ulBegin);

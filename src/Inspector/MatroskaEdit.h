@@ -43,7 +43,7 @@ private:
     };
 
     bool findPrivate(std::uint64_t ulOffset);
-    std::vector<unsigned char> tracksWith(std::vector<unsigned char> content, const Widths& widths);
+    std::vector<unsigned char> tracksWith(const std::vector<unsigned char>& content, const Widths& widths);
     bool takeFromFront(std::vector<unsigned char> tracks, CFilePatches& patches);
     void moveSeeks(const ElementPlace& seekHead, std::uint64_t ulBegin, std::uint64_t ulGrowth, CFilePatches& patches);
     std::optional<ElementPlace> childOf(const ElementPlace& parent, std::uint32_t uiId);
