@@ -30,7 +30,8 @@ struct ContainerTrack
     std::string codec; // four characters, CodecID or stream type
     bool bIsH265;
     std::string reason;                // why the track is passed over; empty of H.265
-    std::string_view holder = "track"; // or "item", "PID"
+    std::string_view holder = "track"; // or "item", "PID", "media", "set"
+    bool bSetsAlone = false;           // without pictures: nothing counts as missing
 };
 
 /// Where a NAL unit stands, for people.

@@ -229,7 +229,9 @@ private:
                         kindOf(m_media.kind),
                         std::string(codec.substr(0, MAX_CODEC)),
                         bH265,
-                        bH265 ? "" : "it is no H.265"});
+                        bH265 ? "" : "it is no H.265",
+                        "media",
+                        true});
     }
 
     void sets()
@@ -284,7 +286,12 @@ private:
     void set(string_view text, const UnitPlace& place, const SetParameter& parameter)
     {
         const auto fail = [&](string_view where, const std::string& message, ESeverity eSeverity = ESeverity::Error) {
-            m_output.finding({eSeverity, placeText(place), offsetOf(where), m_media.ulNumber, message});
+            m_output.finding({eSeverity,
+                              placeText(place),
+                              offsetOf(where),
+                              m_media.ulNumber,
+                              message,
+                              eSeverity == ESeverity::Error});
         };
         const auto bytes = bytesOfText(text, ETextForm::Base64);
         if (const auto* const pError = std::get_if<TextError>(&bytes))

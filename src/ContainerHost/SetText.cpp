@@ -112,7 +112,8 @@ public:
 private:
     void tell(ESeverity eSeverity, std::size_t uiOffset, const std::string& message)
     {
-        m_output.finding({eSeverity, placeText(m_place), uiOffset, TRACK, message});
+        // What is wrong with the text itself was not read.
+        m_output.finding({eSeverity, placeText(m_place), uiOffset, TRACK, message, eSeverity == ESeverity::Error});
     }
 
     void configuration(const DecoderConfiguration& record, std::size_t uiOffset)
@@ -150,7 +151,7 @@ private:
 void readSetText(std::string_view text, ETextForm eForm, CContainerSink& sink)
 {
     const char* const pForm = eForm == ETextForm::Hex ? "hexadecimal" : "base64";
-    sink.onTrack({TRACK, ETrackKind::Video, pForm, true, {}});
+    sink.onTrack({TRACK, ETrackKind::Video, pForm, true, {}, "set", true});
     CSetTextReading reading(sink);
     if (text.size() > MAX_SET_TEXT_BYTES) {
         reading.fail(MAX_SET_TEXT_BYTES,

@@ -10,6 +10,7 @@
 #include "ClaimChecks.h"
 #include "IsoBaseMedia.h"
 #include "Matroska.h"
+#include "SessionDescription.h"
 #include "TransportStream.h"
 
 namespace h265_inspect {
@@ -141,7 +142,7 @@ FileOptions CTracksReader::optionsOf(const ContainerTrack& track) const
     options.stream.ulPoolBytes =
         options.stream.ulPoolBytes == 0 ? ulShare : std::min(options.stream.ulPoolBytes, ulShare);
     constexpr std::size_t FOUR_CHARACTERS = 4;
-    if (track.codec.size() == FOUR_CHARACTERS) // a sample entry
+    if (track.codec.size() == FOUR_CHARACTERS && !track.bSetsAlone) // a sample entry
         options.inspect.sampleEntry = track.codec;
     return options;
 }
@@ -251,9 +252,9 @@ void CTracksReader::endTrack(TrackReading& track, bool bInterrupted)
     FileTrackEnd end{track.units.end(deliverLate), {}};
     if (bInterrupted || m_bStopped)
         return;
-    if (end.summary.ulParameterSets == 0)
+    if (end.summary.ulParameterSets == 0 && !track.info.bSetsAlone)
         tellNoSets(track);
-    if (!track.bUnread && !m_bUnread)
+    if (!track.bUnread && !m_bUnread && !track.info.bSetsAlone)
         track.inspector.onEnd();
     if (m_options.inspect.bChecks)
         track.claims.onEnd();
@@ -289,6 +290,8 @@ void readAs(EFileKind eKind, CRandomSource& source, const FileOptions& options, 
         return readMatroska(source, containerOptions, sink);
     case EFileKind::TransportStream:
         return readTransportStream(source, containerOptions, sink);
+    case EFileKind::SessionDescription:
+        return readSessionDescription(source, containerOptions, sink);
     default:
         return readIsoBaseMedia(source, containerOptions, sink, options.pInit);
     }
@@ -305,6 +308,13 @@ void readFileTracks(EFileKind eKind, CRandomSource& source, const FileOptions& o
         reader.end(true);
         throw;
     }
+    reader.end(false);
+}
+
+void readSetTracks(std::string_view text, ETextForm eForm, const FileOptions& options, CFileSink& sink)
+{
+    CTracksReader reader(options, sink);
+    readSetText(text, eForm, reader);
     reader.end(false);
 }
 

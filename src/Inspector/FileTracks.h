@@ -1,5 +1,6 @@
 #pragma once
 
+#include <string_view>
 #include <vector>
 
 #include "ContainerSink.h"
@@ -8,6 +9,7 @@
 #include "H265psExport.h"
 #include "ParameterSetStream.h"
 #include "RandomSource.h"
+#include "SetText.h"
 
 namespace H265PS_EXPORT h265_inspect {
 
@@ -54,7 +56,8 @@ public:
 constexpr bool hasTracks(h265_container::EFileKind eKind) noexcept
 {
     return eKind == h265_container::EFileKind::IsoBaseMedia || eKind == h265_container::EFileKind::Matroska ||
-           eKind == h265_container::EFileKind::TransportStream;
+           eKind == h265_container::EFileKind::TransportStream ||
+           eKind == h265_container::EFileKind::SessionDescription;
 }
 
 /// Tracks of H.265 that are read of one file at most.
@@ -64,5 +67,8 @@ inline constexpr std::size_t MAX_FILE_TRACKS = 512;
 /// h265_stream::CSourceError when the source cannot be read on; what waits for its SPS is handed on before.
 void readFileTracks(h265_container::EFileKind eKind, h265_container::CRandomSource& source, const FileOptions& options,
                     CFileSink& sink);
+
+/// Likewise of sets that stand alone, as text.
+void readSetTracks(std::string_view text, h265_container::ETextForm eForm, const FileOptions& options, CFileSink& sink);
 
 } // namespace h265_inspect

@@ -36,6 +36,7 @@ int runCheck(std::span<char* const> arguments, COutputStream& output)
     Options options;
     CCommandLine commandLine(USAGE);
     addFiles(commandLine.app(), options);
+    addSets(commandLine.app(), options);
     addReading(commandLine.app(), options);
     addJson(commandLine.app(), options);
     if (const std::optional<EarlyEnd> end = commandLine.parseFiles(arguments, options))

@@ -10,7 +10,7 @@
 #include <CLI/CLI.hpp>
 
 #include "ErrorLine.h"
-#include "FileKind.h"
+#include "FileTracks.h"
 #include "InputStream.h"
 #include "KeptSets.h"
 #include "Options.h"
@@ -22,7 +22,6 @@
 namespace h265ps {
 
 using namespace h265_inspect;
-using h265_container::EFileKind;
 using h265_stream::CSourceError;
 
 namespace {
@@ -77,12 +76,6 @@ void declareOptions(CLI::App& app, ExportArguments& arguments)
         ->required();
     app.add_option("-o,--output", arguments.out, "The file to write; - is standard output")->type_name("OUT");
     app.add_option("--track", arguments.ulTrack, "The track of a file with several")->type_name("N");
-}
-
-bool hasTracks(EFileKind eKind)
-{
-    return eKind == EFileKind::IsoBaseMedia || eKind == EFileKind::Matroska || eKind == EFileKind::TransportStream ||
-           eKind == EFileKind::SessionDescription;
 }
 
 KeptSets readSets(const std::string& file)

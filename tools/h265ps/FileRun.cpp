@@ -102,14 +102,29 @@ CFileRun::CFileRun(const Options& options, COutputStream& output, CReport& repor
 
 EExitCode CFileRun::run(const std::string& file)
 {
+    return runGuarded(file, [this] { return readFile(); });
+}
+
+EExitCode CFileRun::run(const GivenSets& sets)
+{
+    return runGuarded(sets.name, [&] { return readText(sets); });
+}
+
+EExitCode CFileRun::runGuarded(const std::string& file, const std::function<EExitCode()>& read)
+{
     m_firstVerdict.reset();
     m_ulTaken = 0;
     m_bOutOfMemory = false;
     m_bBegun = false;
+    m_bRead = false;
+    m_interruption.reset();
     try {
         m_file = file;
-        const EExitCode eExitCode = readFile();
-        return m_bOutOfMemory || wasMemoryRefused() ? failForMemory(file) : eExitCode;
+        const EExitCode eExitCode = read();
+        if (m_bOutOfMemory || wasMemoryRefused())
+            return failForMemory(file);
+        m_bRead = !m_interruption;
+        return eExitCode;
     } catch (const CSourceError& error) {
         return fail(error.offset(), inSentence(error.what()));
     } catch (const std::bad_alloc&) {
@@ -331,7 +346,15 @@ bool CFileRun::showSet(const h265_inspect::FileSet& told, CVerdict& verdict, con
     m_report.add(told, m_options.shows(event));
     if (!told.place.ulTrack)
         tellSetFindings();
-    if (m_options.bDecoder && isFailure(event) && !event.bRepeat && !event.bSeenBefore)
+    if (!m_options.bDecoder || !isFailure(event) || event.bRepeat || event.bSeenBefore)
+        return !m_output.failed();
+    if (verdict.isAlone() && event.missingSps)
+        tell("warning",
+             atPlace(told.place),
+             fmt::format("{}: {}; its syntax is shown alone",
+                         nameOf(event),
+                         failureReason(event, m_options.stream.eReader).text()));
+    else
         failAt(atPlace(told.place),
                fmt::format("{} {}: {}",
                            nameOf(event),
@@ -372,6 +395,8 @@ int runFiles(const Options& options, COutputStream& output, CReport& report)
 {
     CFileRun fileRun(options, output, report);
     int iExitCode = EXIT_ALL_READ;
+    for (const GivenSets& sets : options.sets)
+        iExitCode = std::max<int>(iExitCode, fileRun.run(sets));
     for (const std::string& file : options.files) {
         iExitCode = std::max<int>(iExitCode, fileRun.run(file));
         if (output.failed())

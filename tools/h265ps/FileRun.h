@@ -27,13 +27,20 @@ public:
 
     /// Reads one file, "-" being standard input.
     EExitCode run(const std::string& file);
+    /// Reads sets that stand alone, as text. name: what stands for the file.
+    EExitCode run(const GivenSets& sets);
+
+    /// Whether the last file could be opened and read, whatever it held.
+    [[nodiscard]] bool wasRead() const noexcept { return m_bRead; }
 
 private:
     class CWatchedSource;
     class CTracks;
     class CStallingSource;
 
+    EExitCode runGuarded(const std::string& file, const std::function<EExitCode()>& read);
     EExitCode readFile();
+    EExitCode readText(const GivenSets& sets);
     [[nodiscard]] std::unique_ptr<h265_stream::CByteSource> open() const;
     EExitCode readOnce(std::unique_ptr<h265_stream::CByteSource> pSource, EPace ePace);
     void beginReading(EPace ePace);
@@ -42,6 +49,7 @@ private:
     void readGuarded(const std::function<void()>& read);
     EExitCode closeReport(const h265_stream::StreamSummary& summary);
     EExitCode readTracks(std::unique_ptr<h265_stream::CByteSource> pSource, EPace ePace);
+    EExitCode closeTracks(const CTracks& tracks, std::uint64_t ulBytes);
     std::unique_ptr<h265_container::CRandomSource> openTracks(std::unique_ptr<h265_stream::CByteSource> pSource);
     [[nodiscard]] std::unique_ptr<h265_container::CRandomSource> openInit() const;
     void beginReport();
@@ -71,6 +79,7 @@ private:
     EPace m_ePace = EPace::Whole;
     std::optional<std::string> m_interruption; // why the stream was not read to its end
     bool m_bOutOfMemory = false;               // that is why
+    bool m_bRead = false;                      // nothing else stopped the reading
     std::uint64_t m_ulTaken = 0;               // bytes read
     bool m_bBegun = false;                     // the report has the stream
     bool m_bAgain = false;                     // the file has to be read again for its report

@@ -111,6 +111,16 @@ std::string tracksOf(const CFileVerdict& verdict)
     return text.empty() ? "it has no tracks" : "it has " + text;
 }
 
+// All of it, as far as it is read as text.
+std::string standardInput()
+{
+    const std::unique_ptr<CByteSource> pSource = h265_stream::openByteSource("-");
+    std::string text;
+    for (auto piece = pSource->next(); !piece.empty() && text.size() <= MAX_SET_TEXT_BYTES; piece = pSource->next())
+        text.append(piece.begin(), piece.end());
+    return text;
+}
+
 } // namespace
 
 std::unique_ptr<CRandomSource> CFileRun::openTracks(std::unique_ptr<CByteSource> pSource)
@@ -144,7 +154,22 @@ EExitCode CFileRun::readTracks(std::unique_ptr<CByteSource> pSource, EPace ePace
     CTracks tracks(*this);
     const FileOptions options{m_options.stream, m_options.inspect, m_options.bHead, pInit.get()};
     readGuarded([&] { readFileTracks(m_kind.eKind, *pFile, options, tracks); });
-    const std::uint64_t ulBytes = pFile->size().value_or(m_ulTaken);
+    return closeTracks(tracks, pFile->size().value_or(m_ulTaken));
+}
+
+EExitCode CFileRun::readText(const GivenSets& sets)
+{
+    beginReading(EPace::Whole);
+    m_kind = {};
+    CTracks tracks(*this);
+    const std::string text = sets.text == "-" ? standardInput() : sets.text;
+    const FileOptions options{m_options.stream, m_options.inspect, m_options.bHead, nullptr};
+    readGuarded([&] { readSetTracks(text, sets.eForm, options, tracks); });
+    return closeTracks(tracks, text.size());
+}
+
+EExitCode CFileRun::closeTracks(const CTracks& tracks, std::uint64_t ulBytes)
+{
     if (m_interruption) {
         m_verdict.interrupt(*m_interruption);
         if (!m_bOutOfMemory)

@@ -58,6 +58,8 @@ void CFileVerdict::addTrack(const ContainerTrack& track)
     if (!track.bIsH265)
         return;
     m_tracks.back().verdict.emplace(m_eReader);
+    if (track.bSetsAlone)
+        m_tracks.back().verdict->standAlone();
     if (m_interruption)
         m_tracks.back().verdict->interrupt(*m_interruption);
 }

@@ -88,6 +88,29 @@ void addReading(CLI::App& app, Options& options)
         ->type_name("FILE");
 }
 
+void addSets(CLI::App& app, Options& options)
+{
+    // Given again, they are more sets of the same stream.
+    const auto add = [&](const std::string& name, h265_container::ETextForm eForm, const char* pHelp) {
+        app.add_option_function<std::vector<std::string>>(
+               name,
+               [&options, name, eForm](const std::vector<std::string>& texts) {
+                   std::string text = texts.front();
+                   for (std::size_t i = 1; i < texts.size(); ++i)
+                       text += ',' + texts[i];
+                   options.sets.push_back({name, eForm, text});
+               },
+               pHelp)
+            ->allow_extra_args(false)
+            ->type_name("SETS");
+    };
+    add("--hex",
+        h265_container::ETextForm::Hex,
+        "Parameter sets in hexadecimal in the place of a file, separated by commas or start codes; - reads them from "
+        "standard input");
+    add("--base64", h265_container::ETextForm::Base64, "Likewise in base64");
+}
+
 void addJson(CLI::App& app, Options& options)
 {
     app.add_flag("--json", options.bJson, "Write JSON, one document a line for each file");
@@ -177,7 +200,7 @@ std::string CCommandLine::usageHint() const
 std::optional<EarlyEnd> CCommandLine::parseFiles(std::span<char* const> arguments, const Options& options)
 {
     std::optional<EarlyEnd> end = parse(arguments);
-    if (!end && options.files.empty())
+    if (!end && options.files.empty() && options.sets.empty())
         end = EarlyEnd{EXIT_FILE_ERROR, "", "no file is given" + usageHint()};
     return end;
 }

@@ -8,6 +8,7 @@
 
 #include "Inspector.h"
 #include "ParameterSetStream.h"
+#include "SetText.h"
 #include "Verdict.h"
 
 namespace CLI {
@@ -18,10 +19,19 @@ namespace h265ps {
 
 class COutputStream;
 
+/// Sets that are given as text, on the command line or ("-") on standard input.
+struct GivenSets
+{
+    std::string name; // of the option: stands for the file
+    h265_container::ETextForm eForm;
+    std::string text;
+};
+
 /// What the verbs are told on the command line; each has some of these options.
 struct Options
 {
     std::vector<std::string> files; // "-" is standard input
+    std::vector<GivenSets> sets;
     bool bJson = false;
     bool bAll = false;                // show repeats
     bool bRecord = false;             // the decoder's records in the place of the syntax
@@ -87,6 +97,7 @@ int endEarly(const EarlyEnd& end, COutputStream& output);
 /// Options that verbs share.
 void addFiles(CLI::App& app, Options& options);
 void addReading(CLI::App& app, Options& options);
+void addSets(CLI::App& app, Options& options);
 void addJson(CLI::App& app, Options& options);
 void addRepeats(CLI::App& app, Options& options);
 void addFilters(CLI::App& app, Options& options);

@@ -16,7 +16,7 @@ namespace {
 
 constexpr char DESCRIPTION[] =
     "Shows what the VPS, SPS and PPS of H.265 files hold: byte streams (Annex B), MP4, MOV,\n"
-    "HEIC, MKV and MPEG-TS.";
+    "HEIC, MKV, MPEG-TS and SDP, or sets alone.";
 
 constexpr char FOOTER[] = R"(
 Examples:
@@ -26,12 +26,14 @@ Examples:
   h265ps --json a.hevc b.hevc           one JSON document a line, one for each file
   cat movie.hevc | h265ps -             from standard input
   h265ps --head movie.mkv               up to the first picture
+  h265ps --hex 4201...                  sets alone, without any file
   h265ps trace movie.hevc               every syntax element, with its place
   h265ps check *.hevc                   what is wrong with the parameter sets
   h265ps diff a.hevc b.hevc             what differs between the parameter sets
   h265ps edit a.hevc -o b.hevc sps.vui.colour_primaries=9
                                         the stream with another value
   h265ps export a.hevc --as sprop       the sets for SDP, hvcC, hexadecimal, a byte stream
+  h265ps scan movies                    a line for each stream of a folder
 
 Verbs:
   show      what the sets hold, for people; done without a verb too
@@ -40,6 +42,7 @@ Verbs:
   diff      what differs between the sets of two files
   edit      a copy of the file with other values
   export    the sets as others need them: hvcC, SDP, byte stream, hexadecimal
+  scan      a line for each stream of many files and folders
 
 A verb is the first word, and each has options and a --help of its own. A file of such
 a name is ./check.
@@ -80,7 +83,7 @@ std::unique_ptr<CReport> makeReport(const Options& options, COutputStream& outpu
     return std::make_unique<CTextReport>(output,
                                          CTextReport::Options{options.bAll,
                                                               options.bRecord,
-                                                              options.files.size() > 1,
+                                                              options.files.size() + options.sets.size() > 1,
                                                               options.stream.eReader,
                                                               wantsColour() ? COLOURED : TextStyle{}});
 }
@@ -92,6 +95,7 @@ int runShow(std::span<char* const> arguments, COutputStream& output)
     Options options;
     CCommandLine commandLine({"h265ps", DESCRIPTION, FOOTER});
     addFiles(commandLine.app(), options);
+    addSets(commandLine.app(), options);
     addReading(commandLine.app(), options);
     addJson(commandLine.app(), options);
     addRepeats(commandLine.app(), options);

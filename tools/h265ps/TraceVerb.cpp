@@ -34,6 +34,7 @@ int runTrace(std::span<char* const> arguments, COutputStream& output)
     Options options;
     CCommandLine commandLine(USAGE);
     addFiles(commandLine.app(), options);
+    addSets(commandLine.app(), options);
     addReading(commandLine.app(), options);
     addJson(commandLine.app(), options);
     addRepeats(commandLine.app(), options);
@@ -43,7 +44,7 @@ int runTrace(std::span<char* const> arguments, COutputStream& output)
     options.bDecoder = false;
     options.stream.iLogLevel = NO_LOG_LINES;
     options.inspect = {.bChecks = false, .bRepeats = options.bAll};
-    CTraceReport report(output, {options.bJson, options.files.size() > 1});
+    CTraceReport report(output, {options.bJson, options.files.size() + options.sets.size() > 1});
     return runFiles(options, output, report);
 }
 

@@ -35,7 +35,7 @@ void CVerdict::add(const h265_inspect::FileSet& told, const h265_inspect::Stream
         m_abThere[event.header.nal_unit_type - h265_stream::VPS_NUT] = true;
     m_bSpsRead = m_bSpsRead || event.sps != nullptr;
     m_bPpsRead = m_bPpsRead || event.pps != nullptr;
-    if (isFailure(event))
+    if (isFailure(event) && !(m_bAlone && event.missingSps))
         addFailure(told);
     if (event.bPassedOver || set.pGist == nullptr || (event.sps == nullptr && set.stop()) || isKnown(event))
         return;
@@ -103,7 +103,7 @@ std::string CVerdict::problems() const
 
 std::string CVerdict::missing() const
 {
-    if (!m_bEnded)
+    if (!m_bEnded || m_bAlone)
         return "";
     constexpr const char* aNames[] = {"no VPS", "no SPS", "no PPS"};
     std::vector<const char*> names;
@@ -127,6 +127,8 @@ std::string CVerdict::answer() const
         return "cannot be decoded: " + types;
     if (m_notRead.ulCount != 0)
         return (m_bSpsRead && m_bPpsRead ? "cannot be decoded in full: " : "cannot be decoded: ") + m_notRead.first;
+    if (m_bAlone && !m_bSpsRead)
+        return "the decoder's own checks need an SPS";
     return "the decoder's own checks pass";
 }
 

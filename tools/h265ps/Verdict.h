@@ -33,6 +33,9 @@ public:
     explicit CVerdict(h265_stream::EBitReader eReader) : m_eReader(eReader) {}
 
     void add(const h265_inspect::FileSet& told, const h265_inspect::StreamCounts& counts);
+    /// The sets stand alone, without pictures: nothing counts as missing.
+    void standAlone() { m_bAlone = true; }
+    [[nodiscard]] bool isAlone() const { return m_bAlone; }
     /// What the inspector counted by now.
     void count(const h265_inspect::StreamCounts& counts) { m_counts = counts; }
     /// The stream came to its end: what has not come by now is missing.
@@ -78,6 +81,7 @@ private:
     Failures m_notSupported;
     Failures m_notRead;
     bool m_bEnded = false;
+    bool m_bAlone = false;
     std::optional<std::string> m_interruption;
     std::vector<StaleSet> m_stale;
 };
