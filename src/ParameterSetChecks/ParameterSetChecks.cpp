@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <unordered_map>
+#include <unordered_set>
 
 #include "LevelChecks.h"
 #include "PictureParameterSetChecks.h"
@@ -23,13 +24,17 @@ public:
     explicit CBitFinder(std::vector<Finding>& findings)
     {
         for (Finding& finding : findings) {
-            if (!finding.element.empty())
-                m_sought.emplace(say(finding.structure, "/", finding.element), &finding);
+            if (finding.element.empty())
+                continue;
+            m_sought.emplace(say(finding.structure, "/", finding.element), &finding);
+            m_names.insert(std::string_view(finding.element).substr(0, finding.element.find('[')));
         }
     }
 
     bool onElement(const Element& element) override
     {
+        if (!m_names.contains(element.pName)) // most are not, and this needs no memory
+            return true;
         const auto [begin, end] = m_sought.equal_range(say(element.structure, "/", element.nameWithIndices()));
         for (auto position = begin; position != end; ++position) {
             // Some names stand for several elements in a row: the one of this value.
@@ -41,6 +46,7 @@ public:
 
 private:
     std::unordered_multimap<std::string, Finding*> m_sought;
+    std::unordered_set<std::string_view> m_names; // without indices
 };
 
 // 7.3.1.2, 7.4.2.2

@@ -93,6 +93,7 @@ public:
         return true;
     }
     void kill(int iSignal) const { ::kill(m_iChild, iSignal); }
+    [[nodiscard]] pid_t process() const { return m_iChild; }
 
     /// Ends the input and waits for the child: the status that waitpid gives. Output and error are complete then.
     int end()

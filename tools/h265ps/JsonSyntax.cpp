@@ -48,9 +48,15 @@ void writeNode(const CSyntaxTree& tree, const CSyntaxTree::Node& node, CJsonWrit
     }
 }
 
+void writeTextOrNull(const std::string& text, CJsonWriter& json)
+{
+    if (text.empty())
+        return json.null();
+    json.text(text);
+}
+
 void writeRate(const SequenceGist& gist, CJsonWriter& json)
 {
-    json.key("frame_rate");
     if (!gist.frameRate)
         return json.null();
     json.openObject();
@@ -62,13 +68,9 @@ void writeRate(const SequenceGist& gist, CJsonWriter& json)
 
 void writeColour(const SequenceGist& gist, CJsonWriter& json)
 {
-    json.key("colour");
     json.openObject();
     json.key("name");
-    if (gist.colour.empty())
-        json.null();
-    else
-        json.text(gist.colour);
+    writeTextOrNull(gist.colour, json);
     writeNumber(json, "colour_primaries", gist.colour_primaries);
     writeNumber(json, "transfer_characteristics", gist.transfer_characteristics);
     writeNumber(json, "matrix_coeffs", gist.matrix_coeffs);
@@ -82,7 +84,6 @@ void writeColour(const SequenceGist& gist, CJsonWriter& json)
 
 void writeAspectRatio(const SequenceGist& gist, CJsonWriter& json)
 {
-    json.key("sample_aspect_ratio");
     if (!gist.sampleAspectRatio)
         return json.null();
     json.openArray();
@@ -90,6 +91,37 @@ void writeAspectRatio(const SequenceGist& gist, CJsonWriter& json)
     json.number(std::uint64_t{gist.sampleAspectRatio->uiHeight});
     json.closeArray();
 }
+
+struct GistKey
+{
+    const char* pName;
+    void (*pWrite)(const SequenceGist& gist, CJsonWriter& json);
+};
+
+// In the order in which they are written.
+constexpr GistKey GIST_KEYS[] = {
+    {"text", [](const SequenceGist& gist, CJsonWriter& json) { json.text(textOf(gist)); }},
+    {"codecs", [](const SequenceGist& gist, CJsonWriter& json) { json.text(gist.codecs); }},
+    {"width", [](const SequenceGist& gist, CJsonWriter& json) { json.number(std::uint64_t{gist.uiWidth}); }},
+    {"height", [](const SequenceGist& gist, CJsonWriter& json) { json.number(std::uint64_t{gist.uiHeight}); }},
+    {"coded_width", [](const SequenceGist& gist, CJsonWriter& json) { json.number(std::uint64_t{gist.uiCodedWidth}); }},
+    {"coded_height",
+     [](const SequenceGist& gist, CJsonWriter& json) { json.number(std::uint64_t{gist.uiCodedHeight}); }},
+    {"frame_rate", writeRate},
+    {"profile", [](const SequenceGist& gist, CJsonWriter& json) { json.text(gist.profile); }},
+    {"level", [](const SequenceGist& gist, CJsonWriter& json) { writeTextOrNull(gist.level, json); }},
+    {"tier", [](const SequenceGist& gist, CJsonWriter& json) { json.text(gist.general_tier_flag ? "High" : "Main"); }},
+    {"bit_depth_luma", [](const SequenceGist& gist, CJsonWriter& json) { json.number(std::uint64_t{gist.BitDepthY}); }},
+    {"bit_depth_chroma",
+     [](const SequenceGist& gist, CJsonWriter& json) { json.number(std::uint64_t{gist.BitDepthC}); }},
+    {"chroma_format", [](const SequenceGist& gist, CJsonWriter& json) { json.text(chromaFormatOf(gist)); }},
+    {"colour", writeColour},
+    {"sample_aspect_ratio", writeAspectRatio},
+    {"interlaced", [](const SequenceGist& gist, CJsonWriter& json) { json.flag(gist.bInterlaced); }},
+    {"fields", [](const SequenceGist& gist, CJsonWriter& json) { json.flag(gist.bFields); }},
+    {"layers", [](const SequenceGist& gist, CJsonWriter& json) { json.number(std::uint64_t{gist.uiLayers}); }},
+    {"views", [](const SequenceGist& gist, CJsonWriter& json) { json.number(std::uint64_t{gist.uiViews}); }},
+};
 
 } // namespace
 
@@ -101,37 +133,29 @@ void writeSyntax(const CSyntaxTree& tree, CJsonWriter& json)
 void writeGist(const SequenceGist& gist, const h265_inspect::StreamCounts& counts, CJsonWriter& json)
 {
     json.openObject();
-    writeText(json, "text", textOf(gist));
-    writeText(json, "codecs", gist.codecs);
-    writeNumber(json, "width", gist.uiWidth);
-    writeNumber(json, "height", gist.uiHeight);
-    writeNumber(json, "coded_width", gist.uiCodedWidth);
-    writeNumber(json, "coded_height", gist.uiCodedHeight);
-    writeRate(gist, json);
-    writeText(json, "profile", gist.profile);
-    json.key("level");
-    if (gist.level.empty())
-        json.null();
-    else
-        json.text(gist.level);
-    writeText(json, "tier", gist.general_tier_flag ? "High" : "Main");
-    writeNumber(json, "bit_depth_luma", gist.BitDepthY);
-    writeNumber(json, "bit_depth_chroma", gist.BitDepthC);
-    writeText(json, "chroma_format", chromaFormatOf(gist));
-    writeColour(gist, json);
-    writeAspectRatio(gist, json);
-    json.key("interlaced");
-    json.flag(gist.bInterlaced);
-    json.key("fields");
-    json.flag(gist.bFields);
-    writeNumber(json, "layers", gist.uiLayers);
-    writeNumber(json, "views", gist.uiViews);
+    writeGistKeys(&gist, json);
+    writeSetCounts(counts, json);
+    json.closeObject();
+}
+
+void writeGistKeys(const SequenceGist* pGist, CJsonWriter& json)
+{
+    for (const GistKey& gistKey : GIST_KEYS) {
+        json.key(gistKey.pName);
+        if (pGist != nullptr)
+            gistKey.pWrite(*pGist, json);
+        else
+            json.null();
+    }
+}
+
+void writeSetCounts(const h265_inspect::StreamCounts& counts, CJsonWriter& json)
+{
     json.key("sets");
     json.openObject();
     constexpr std::string_view TYPES[] = {"VPS", "SPS", "PPS"};
     for (std::size_t i = 0; i < std::size(TYPES); ++i)
         writeNumber(json, TYPES[i], counts.aulSets[i]);
-    json.closeObject();
     json.closeObject();
 }
 

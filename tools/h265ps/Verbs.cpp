@@ -14,6 +14,7 @@ constexpr Verb VERBS[] = {
     {"diff", runDiff},
     {"edit", runEdit},
     {"export", runExport},
+    {"scan", runScan},
 };
 
 } // namespace

@@ -27,5 +27,6 @@ int runCheck(std::span<char* const> arguments, COutputStream& output);
 int runDiff(std::span<char* const> arguments, COutputStream& output);
 int runEdit(std::span<char* const> arguments, COutputStream& output);
 int runExport(std::span<char* const> arguments, COutputStream& output);
+int runScan(std::span<char* const> arguments, COutputStream& output);
 
 } // namespace h265ps
