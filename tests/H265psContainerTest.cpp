@@ -323,7 +323,7 @@ TEST_F(H265psContainer, StandardInputIsReadWhereTheFormatGoesForward)
          {"faststart.mp4", "fragmented.mp4", "packets188.ts", "ffmpeg.mkv", "live.mkv", "single.heic"}) {
         SCOPED_TRACE(pName);
         const Json file = document(h265ps({"--json", container(pName)}));
-        CPipedChild child(H265PS_PROGRAM, {"--json", "-"});
+        CPipedChild child(PROGRAM, {"--json", "-"});
         child.send(contentOf(CONTAINERS / pName));
         EXPECT_EQ(child.end(), 0);
         const Json piped = Json::parse(child.m_output);
@@ -338,7 +338,7 @@ TEST_F(H265psContainer, StandardInputIsReadWhereTheFormatGoesForward)
 
 TEST_F(H265psContainer, WhatStandardInputCannotGiveIsAnErrorThatSaysSo)
 {
-    CPipedChild child(H265PS_PROGRAM, {"--json", "-"});
+    CPipedChild child(PROGRAM, {"--json", "-"});
     child.send(contentOf(CONTAINERS / "hvc1.mp4"));
     EXPECT_EQ(WEXITSTATUS(child.end()), 2);
     EXPECT_EQ(child.m_output, "");
@@ -411,7 +411,7 @@ TEST_F(H265psContainer, HeadAnswersWhileAPipeIsStillOpen)
     const std::string ts = contentOf(CONTAINERS / "packets188.ts") + contentOf(CONTAINERS / "packets188.ts");
     const std::string mkv = contentOf(CONTAINERS / "live.mkv");
     for (const std::string& sent : {hevc, ts, mkv}) {
-        CPipedChild child(H265PS_PROGRAM, {"--json", "--head", "-"});
+        CPipedChild child(PROGRAM, {"--json", "--head", "-"});
         child.send(sent);
         EXPECT_TRUE(child.shows("}\n")); // its input is open
         EXPECT_EQ(Json::parse(child.m_output)["exit_code"], 0);

@@ -204,7 +204,7 @@ TEST_F(H265psEdit, LeavesNothingBehindWhenTheFileMayNotGrow)
     ChildSetup setup;
     setup.directory = m_directory.string();
     const ChildResult result =
-        runChild("/bin/sh", {"-c", "ulimit -f 8; exec " H265PS_PROGRAM " edit in.hevc -o out.hevc 2>&1"}, setup);
+        runChild("/bin/sh", {"-c", "ulimit -f 8; exec " + PROGRAM + " edit in.hevc -o out.hevc 2>&1"}, setup);
     EXPECT_EQ(result.iExitCode, 2);
     EXPECT_EQ(result.output, "h265ps: error: out.hevc: File too large\n");
     EXPECT_EQ(content("out.hevc"), "was here");
@@ -220,8 +220,9 @@ TEST_F(H265psEdit, LeavesNothingBehindWhenASignalEndsIt)
     const ChildResult result =
         runChild("/bin/sh",
                  {"-c",
-                  "mkfifo pipe; " H265PS_PROGRAM " edit pipe -o out.hevc & exec 3>pipe; cat in.hevc >&3; "
-                  "until ls -A | grep -q '^[.]h265ps-'; do :; done; kill -TERM $!; wait $!; echo $?"},
+                  "mkfifo pipe; " + PROGRAM +
+                      " edit pipe -o out.hevc & exec 3>pipe; cat in.hevc >&3; "
+                      "until ls -A | grep -q '^[.]h265ps-'; do :; done; kill -TERM $!; wait $!; echo $?"},
                  setup);
     EXPECT_EQ(result.output, "143\n") << result.error; // 128 and SIGTERM
     EXPECT_EQ(files(), (Names{"in.hevc", "pipe"}));

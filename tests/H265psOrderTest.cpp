@@ -199,7 +199,7 @@ TEST_F(H265psOrder, NoFileStaysOpen)
         files += " hm_ldb.hevc";
     ChildSetup setup;
     setup.directory = CORPUS;
-    EXPECT_EQ(runChild("/bin/sh", {"-c", "ulimit -n 16; exec " H265PS_PROGRAM + files}, setup).iExitCode, 0);
+    EXPECT_EQ(runChild("/bin/sh", {"-c", "ulimit -n 16; exec " + PROGRAM + files}, setup).iExitCode, 0);
 }
 
 } // namespace

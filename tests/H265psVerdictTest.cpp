@@ -36,8 +36,11 @@ TEST_F(H265psVerdict, StandsInFrontOfTheSetsAndBehindThem)
         int iExitCode;
         std::string head;
     } aCases[] = {
-        {"hm_tiles_explicit_4x3.hevc", 0, "1920x1080, 8-bit 4:2:0, Main, level 4.1 (SPS 0 at byte 33)\n"
-         "hvc1.1.6.L123; 1 VPS, 1 SPS, 1 PPS; no problems found\n" + PASS},
+        {"hm_tiles_explicit_4x3.hevc",
+         0,
+         "1920x1080, 8-bit 4:2:0, Main, level 4.1 (SPS 0 at byte 33)\n"
+         "hvc1.1.6.L123; 1 VPS, 1 SPS, 1 PPS; no problems found\n" +
+             PASS},
         {"profile_main10.hevc",
          1,
          "176x144, 10-bit 4:2:0, Main 10, level 2, 25 frames a second (VUI) (SPS 0 at byte 32)\n"
@@ -176,7 +179,7 @@ TEST_F(H265psVerdict, StandsInFrontOfAnyNumberOfSets)
 
 TEST_F(H265psVerdict, OfAPipeStandsAtTheEndAndSoFarInFront)
 {
-    const std::string command = "cat hm_ldb.hevc profile_main10.hevc | " H265PS_PROGRAM " -";
+    const std::string command = "cat hm_ldb.hevc profile_main10.hevc | " + PROGRAM + " -";
     ChildSetup setup;
     setup.directory = CORPUS;
     const ChildResult result = runChild("/bin/sh", {"-c", command}, setup);

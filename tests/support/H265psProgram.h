@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -11,17 +12,21 @@
 /// The streams that the tests read.
 inline const std::filesystem::path CORPUS = H265PS_CORPUS;
 
+/// The program: the one that was built with the tests, or the one that the environment names in its place.
+inline const std::string PROGRAM =
+    std::getenv("H265PS_PROGRAM") != nullptr ? std::getenv("H265PS_PROGRAM") : H265PS_PROGRAM;
+
 /// Runs the program, among the streams unless the set-up names another directory.
 inline ChildResult h265ps(const std::vector<std::string>& arguments, ChildSetup setup = {})
 {
     if (setup.directory.empty())
         setup.directory = CORPUS;
 #ifdef H265PS_EMULATOR // for the program of another platform, which this machine may not run itself
-    std::vector<std::string> emulated = {H265PS_PROGRAM};
+    std::vector<std::string> emulated = {PROGRAM};
     emulated.insert(emulated.end(), arguments.begin(), arguments.end());
     return runChild(H265PS_EMULATOR, emulated, setup);
 #else
-    return runChild(H265PS_PROGRAM, arguments, setup);
+    return runChild(PROGRAM, arguments, setup);
 #endif
 }
 
