@@ -22,6 +22,10 @@ void checkResults(const ParameterSetEvent& event)
     check(event.bCutOff == (event.ulSize == 1) && (!event.bCutOff || event.bPassedOver),
           "a unit of one byte is cut off");
     check(!event.missingSps || event.iRead.value_or(0) != 0, "a PPS without its SPS is not read");
+    check(!event.refusedPps || (event.eRefusal != ERefusal::None && event.header.nal_unit_type == PPS_NUT),
+          "a refused PPS has its ids");
+    check(event.eRefusal != ERefusal::PictureTooLarge || (event.refusedPps && event.spsOfPps != nullptr),
+          "a PPS of a picture that is too large has its SPS");
     check(!event.bWaiting, "what waits for its SPS is not delivered");
 }
 

@@ -225,13 +225,58 @@ TEST(H265psLimits, TablesOfAPictureAboveEveryLevelAreAnErrorOfTheSet)
     sps.pic_width_in_luma_samples = 65535;
     sps.pic_height_in_luma_samples = 65535;
     sps.log2_diff_max_min_luma_coding_block_size = 0;
+    sps.sps_seq_parameter_set_id = 2;
     PpsSyntax pps;
+    pps.pps_pic_parameter_set_id = 37;
+    pps.pps_seq_parameter_set_id = 2;
     pps.tiles = TilesSyntax();
     const CStreamFile stream(sps, pps);
     const ChildResult result = h265ps({stream.name()});
     EXPECT_EQ(result.iExitCode, 1);
-    EXPECT_TRUE(std::regex_search(result.error, std::regex("PPS not read: .*more coding tree blocks"))) << result.error;
+    EXPECT_TRUE(
+        contains(result.error,
+                 ": PPS 37 not read: it has tiles, and the picture of SPS 2 has more coding tree blocks than any "
+                 "level allows\n"))
+        << result.error;
+    EXPECT_TRUE(contains(result.output, "\nPPS 37 at byte ")) << result.output;
     EXPECT_TRUE(stream.lastRecord().is_null());
+}
+
+// Tiles are the most expensive thing that a few bytes can ask for.
+TEST(H265psLimits, SetsThatCostMoreThanTheStreamsBytesAreErrorsUntilSlicesPay)
+{
+    PpsSyntax pps;
+    pps.tiles = TilesSyntax{.num_tile_columns_minus1 = 1023, .num_tile_rows_minus1 = 1023};
+    std::string stream = unitOf(33, write(SpsSyntax{}));
+    for (unsigned i = 0; i < 14; ++i) {
+        pps.pps_pic_parameter_set_id = i;
+        if (i == 13) // a slice in front of the last one
+            stream += std::string("\0\0\1\2\1", 5) + std::string(200'000, 'x');
+        stream += unitOf(34, write(pps));
+    }
+    const CStreamFile file(stream);
+    const Json document = Json::parse(h265ps({"--json", file.name()}).output);
+    std::vector<unsigned> refused;
+    for (unsigned i = 0; i < 14; ++i) {
+        const Json& set = document["parameter_sets"][i + 1];
+        EXPECT_EQ(set["record"].is_null(), set["read"].is_null());
+        if (set["read"].is_null())
+            refused.push_back(i);
+    }
+    ASSERT_EQ(refused, (std::vector<unsigned>{9, 10, 11, 12}));
+    EXPECT_TRUE(document["verdict"].get<std::string>().starts_with("cannot be decoded: no VPS")) << document["verdict"];
+
+    const ChildResult result = h265ps({file.name()});
+    EXPECT_EQ(result.iExitCode, 1);
+    for (const unsigned i : refused)
+        EXPECT_TRUE(
+            contains(result.error,
+                     ": PPS " + std::to_string(i) +
+                         " not read: too much work: the parameter sets up to here cost more than a stream of so "
+                         "many bytes may\n"))
+            << result.error;
+    EXPECT_EQ(std::count(result.error.begin(), result.error.end(), '\n'), 5)
+        << result.error; // and that there is no VPS
 }
 
 // Each PPS in force has tables of 24 MiB.
@@ -270,7 +315,7 @@ TEST(H265psLimits, MemoryDoesNotGrowWithTheFile)
     std::ofstream(large.name(), std::ios::binary | std::ios::app) << sps;
     for (const std::string& reading : {" " + large.name(), " - < " + large.name(), " --json " + large.name()}) {
         SCOPED_TRACE(reading);
-        const ChildResult result = runChild("/bin/sh", {"-c", "ulimit -v 24000; exec " H265PS_PROGRAM + reading});
+        const ChildResult result = runChild("/bin/sh", {"-c", "ulimit -v 24000; exec " + PROGRAM + reading});
         EXPECT_EQ(result.iExitCode, 1);
         EXPECT_TRUE(contains(result.output, "cannot be decoded: no VPS and no PPS")) << result.output;
     }
@@ -284,7 +329,7 @@ TEST(H265psLimits, AFileThatTakesAllMemoryIsAnErrorAndTheOthersAreRead)
     const CStreamFile huge(small + std::string("\0\0\1\x42\1", 5) + std::string(15 << 20, 'x'));
     ChildSetup setup;
     setup.directory = CORPUS;
-    const std::string command = "ulimit -v 24000; exec " H265PS_PROGRAM " --json " + huge.name() + " hm_ldb.hevc";
+    const std::string command = "ulimit -v 24000; exec " + PROGRAM + " --json " + huge.name() + " hm_ldb.hevc";
     const ChildResult result = runChild("/bin/sh", {"-c", command}, setup);
     EXPECT_EQ(result.iExitCode, 2);
     EXPECT_TRUE(std::regex_match(result.error,
@@ -312,7 +357,7 @@ TEST(H265psLimits, StandardOutputThatDoesNotBlockIsWaitedFor)
                                 "os.close(w)\n"
                                 "n = sum(len(b) for b in iter(lambda: os.read(r, 4096), b''))\n"
                                 "print(p.wait(), n)\n";
-    std::vector<std::string> arguments = {"-c", command, H265PS_PROGRAM, "--json"};
+    std::vector<std::string> arguments = {"-c", command, PROGRAM, "--json"};
     arguments.insert(arguments.end(), 100, "slist_explicit_444.hevc");
     ChildSetup setup;
     setup.directory = CORPUS;

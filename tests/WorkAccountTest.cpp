@@ -74,6 +74,7 @@ TEST(WorkAccount, BuildsNoTablesForAPictureAboveTheLimit)
     other.log2_diff_max_min_luma_coding_block_size = 1;
     tables.readNalUnit(nalUnit(SPS_NUT, write(other)));
     PpsSyntax syntax;
+    syntax.pps_pic_parameter_set_id = 5;
     syntax.pps_seq_parameter_set_id = 1;
     syntax.tiles = TilesSyntax{};
     const ParameterSetEvent event = tables.readNalUnit(nalUnit(PPS_NUT, write(syntax)), 7);
@@ -84,6 +85,10 @@ TEST(WorkAccount, BuildsNoTablesForAPictureAboveTheLimit)
     EXPECT_EQ(event.ulReading, 0U);
     EXPECT_EQ(event.pps, nullptr);
     EXPECT_EQ(event.spsOfPps, tables.sps(1));
+    ASSERT_TRUE(event.refusedPps.has_value());
+    EXPECT_EQ(event.refusedPps->pps_pic_parameter_set_id, 5U);
+    EXPECT_EQ(event.refusedPps->pps_seq_parameter_set_id, 1U);
+    EXPECT_FALSE(event.missingSps.has_value());
     EXPECT_TRUE(event.logLines.empty());
     EXPECT_FALSE(event.bSeenBefore);
     EXPECT_EQ(tables.pps(0), before);

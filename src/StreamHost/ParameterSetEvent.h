@@ -52,6 +52,7 @@ struct ParameterSetEvent
     std::optional<std::uint64_t> ulReadAt; // of a PPS that came before its SPS: offset of the SPS that it was read at
     std::optional<PpsIds> missingSps;      // of a PPS whose SPS never came: the ids of both
     ERefusal eRefusal;
+    std::optional<PpsIds> refusedPps;      // of a refused PPS: the ids of both, where they can be read
     std::optional<int> iRead;              // result of readVPS, readSPS or readPPS; none when passed over or refused
     std::optional<int> iVerify;            // result of verify…; none unless iRead is 0
     std::span<const std::string> logLines; // of the module, without their newlines; a repeat's are those of its reading

@@ -178,16 +178,17 @@ void CParameterSetTables::Impl::readPps(ParameterSetEvent& event, const Unit& un
 {
     const std::optional<PpsIds> ids = m_reader.ppsIdsOf(unit.bytes);
     const Entry<SPS>* const pSps = ids ? m_spss.inForce(spsIndexOf(*ids)) : nullptr;
-    if (pSps != nullptr) {
-        take(event, m_ppss, unit, {pSps->pRecord.get(), pSps->ulReading, pSps->first.ulContent});
-        return;
-    }
-    if (ids && unit.bMayWait && m_waiting.keep(*ids, unit.place, unit.bytes)) {
+    if (pSps == nullptr && ids && unit.bMayWait && m_waiting.keep(*ids, unit.place, unit.bytes)) {
         event.bWaiting = true;
         return;
     }
-    take(event, m_ppss, unit);
-    if (event.iRead)
+    SpsInUse sps;
+    if (pSps != nullptr)
+        sps = {pSps->pRecord.get(), pSps->ulReading, pSps->first.ulContent};
+    take(event, m_ppss, unit, sps);
+    if (event.eRefusal != ERefusal::None)
+        event.refusedPps = ids;
+    else if (pSps == nullptr && event.iRead)
         event.missingSps = ids;
 }
 

@@ -42,10 +42,11 @@ std::string notSupported(const ParameterSetEvent& event)
     return "the decoder does not take it";
 }
 
-std::string refused(ERefusal eRefusal)
+std::string refused(const ParameterSetEvent& event)
 {
-    if (eRefusal == ERefusal::PictureTooLarge)
-        return "it has tiles, and the picture of its SPS has more coding tree blocks than any level allows";
+    if (event.eRefusal == ERefusal::PictureTooLarge)
+        return fmt::format("it has tiles, and the picture of SPS {} has more coding tree blocks than any level allows",
+                           event.spsOfPps->sps_seq_parameter_set_id);
     return "too much work: the parameter sets up to here cost more than a stream of so many bytes may";
 }
 
@@ -58,7 +59,7 @@ std::string notRead(const ParameterSetEvent& event)
     if (event.header.forbidden_zero_bit)
         return "damaged: forbidden_zero_bit is set";
     if (event.eRefusal != ERefusal::None)
-        return refused(event.eRefusal);
+        return refused(event);
     if (event.iRead == E_NO_MEMORY)
         return "its records need more memory than the reader grants";
     if (event.missingSps)

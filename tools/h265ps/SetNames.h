@@ -25,7 +25,7 @@ constexpr const char* typeName(unsigned char nal_unit_type)
     }
 }
 
-/// The id of a parameter set that was read, or of a PPS whose SPS never came; none of others.
+/// The id of a parameter set that was read, or of a PPS that was refused or whose SPS never came; none of others.
 inline std::optional<unsigned> idOf(const h265_stream::ParameterSetEvent& event)
 {
     if (event.vps != nullptr)
@@ -34,8 +34,8 @@ inline std::optional<unsigned> idOf(const h265_stream::ParameterSetEvent& event)
         return event.sps->sps_seq_parameter_set_id;
     if (event.pps != nullptr)
         return event.pps->pps_pic_parameter_set_id;
-    if (event.missingSps)
-        return event.missingSps->pps_pic_parameter_set_id;
+    if (const auto& ids = event.missingSps ? event.missingSps : event.refusedPps)
+        return ids->pps_pic_parameter_set_id;
     return std::nullopt;
 }
 
