@@ -46,7 +46,7 @@ protected:
     {
         ChildSetup setup;
         setup.directory = m_directory;
-        setup.environment = {"PROGRAM=" H265PS_PROGRAM};
+        setup.environment = {"PROGRAM=" + PROGRAM};
         return runChild("/bin/sh", {"-c", commands}, setup);
     }
     [[nodiscard]] std::string fileNamed(const std::string& name) const { return contentOf(m_directory / name); }
@@ -58,7 +58,7 @@ const std::string SETS = contentOf(CORPUS / "size_176x144.hevc").substr(0, 250);
 
 TEST(H265psPipe, WhatWasReadIsShownWhenTheInputStalls)
 {
-    CPipedChild child(H265PS_PROGRAM, {"-"});
+    CPipedChild child(PROGRAM, {"-"});
     child.send(SETS); // the sets, and a slice behind them
     EXPECT_TRUE(child.shows("pps_pic_parameter_set_id")) << child.m_output;
     EXPECT_EQ(child.end(), 0);
@@ -75,7 +75,7 @@ std::string withoutHead(const std::string& output)
 
 ChildResult readSlowly(const std::string& stream, const std::vector<std::string>& arguments, std::size_t uiPiece)
 {
-    CPipedChild child(H265PS_PROGRAM, arguments);
+    CPipedChild child(PROGRAM, arguments);
     for (std::size_t i = 0; i < stream.size() && child.hasReadAll(); i += uiPiece) {
         std::signal(SIGPIPE, SIG_IGN);
         try {
@@ -137,9 +137,31 @@ TEST(H265psPipe, AByteAtATimeGivesWhatTheFileGives)
     }
 }
 
+// From the middle of a stream of MPEG-2, whose slices have the start codes of sets of layer 32.
+TEST(H265psPipe, AHeaderOfMpegVideoIsSeenWhereverThePiecesEnd)
+{
+    const std::string header = "\0\0\1\xb3\x78\x04\x38\x33\xff\xff\xe0"s; // 1920x1080 at 25 pictures a second
+    std::string slices;
+    while (slices.size() < 5000) // behind the bytes that tell most formats
+        slices += "\0\0\1\x41\x2b\x91"s + std::string(200, 'x');
+    for (const std::string& end : {""s, slices}) {
+        for (std::size_t i = 0; i < header.size(); ++i) {
+            SCOPED_TRACE(i);
+            CPipedChild child(PROGRAM, {"-"});
+            child.send(slices + header.substr(0, i));
+            EXPECT_TRUE(child.hasReadAll());
+            child.send(header.substr(i) + end);
+            const int iStatus = child.end();
+            EXPECT_EQ(WIFEXITED(iStatus) ? WEXITSTATUS(iStatus) : -1, 2);
+            EXPECT_TRUE(contains(child.m_error, "it looks like MPEG-1 or MPEG-2 video\n")) << child.m_error;
+            EXPECT_EQ(child.m_output, "");
+        }
+    }
+}
+
 TEST(H265psPipe, AnInterruptEndsItAsTheSignalDoes)
 {
-    CPipedChild child(H265PS_PROGRAM, {"-"});
+    CPipedChild child(PROGRAM, {"-"});
     child.send(SETS);
     ASSERT_TRUE(child.shows("pps_pic_parameter_set_id")) << child.m_output;
     child.kill(SIGINT);
@@ -222,7 +244,7 @@ protected:
         m_ulSize = std::uint64_t{2} << 20;
         stream.resize(m_ulSize, 'x');
         std::ofstream(m_name, std::ios::binary) << stream;
-        m_pChild.emplace(H265PS_PROGRAM, std::vector<std::string>{"--all", m_name});
+        m_pChild.emplace(PROGRAM, std::vector<std::string>{"--all", m_name});
         EXPECT_TRUE(m_pChild->shows("SPS"));
     }
 

@@ -72,6 +72,9 @@ public:
     {
         if (m_run.m_bBegun && m_source.stalls())
             m_run.m_report.stall();
+        if (!m_run.m_held.empty())
+            (void)isMpegVideo();
+        m_mpegSearch.keepEnd(m_piece);
         m_piece = m_source.next();
         m_bJudged = false;
         m_run.m_ulTaken += m_piece.size();
@@ -79,10 +82,10 @@ public:
     }
     std::span<const unsigned char> head() override { return m_source.head(); }
 
-    // Judged by the piece that is being read.
+    // Judged by the pieces behind the first set that is held back, up to the one that is being read.
     bool isMpegVideo()
     {
-        m_bMpegVideo = m_bMpegVideo || (!m_bJudged && hasMpegSequence(m_piece));
+        m_bMpegVideo = m_bMpegVideo || (!m_bJudged && m_mpegSearch.isIn(m_piece));
         m_bJudged = true;
         return m_bMpegVideo;
     }
@@ -91,6 +94,7 @@ private:
     CByteSource& m_source;
     CFileRun& m_run;
     std::span<const unsigned char> m_piece;
+    CMpegSequenceSearch m_mpegSearch;
     bool m_bJudged = false; // the piece was
     bool m_bMpegVideo = false;
 };
@@ -194,7 +198,9 @@ EExitCode CFileRun::readAs(CByteSource& source, EPace ePace)
     m_bResemblesH264 = resemblesH264(source.head());
     CWatchedSource watched(source, *this);
     const StreamSummary summary = readStream(watched);
-    if (m_bHolding && m_bResemblesH264)
+    if (m_bHolding && !m_held.empty() && watched.isMpegVideo())
+        m_foreign = MPEG_VIDEO;
+    else if (m_bHolding && m_bResemblesH264)
         m_foreign = RAW_H264;
     if (m_foreign)
         return fail(0, fmt::format("not an Annex B byte stream of H.265: it looks like {}", *m_foreign));

@@ -67,6 +67,15 @@ bool isSequenceHeader(Bytes unit)
            (unit[7] & 0x20) != 0;
 }
 
+bool hasMpegSequence(Bytes bytes)
+{
+    for (std::size_t i = behindStartCode(bytes, 0); i < bytes.size(); i = behindStartCode(bytes, i)) {
+        if (isSequenceHeader(bytes.subspan(i)))
+            return true;
+    }
+    return false;
+}
+
 // First bytes of NAL units that streams of H.264 have plenty of: slices, delimiters, SEI, parameter sets.
 bool isUnitOfH264(unsigned char ucFirst)
 {
@@ -104,13 +113,19 @@ std::optional<std::string_view> otherVideo(Bytes head)
     return std::nullopt;
 }
 
-bool hasMpegSequence(Bytes bytes)
+bool CMpegSequenceSearch::isIn(Bytes piece) const
 {
-    for (std::size_t i = behindStartCode(bytes, 0); i < bytes.size(); i = behindStartCode(bytes, i)) {
-        if (isSequenceHeader(bytes.subspan(i)))
-            return true;
-    }
-    return false;
+    std::vector<unsigned char> atCut = m_end;
+    const Bytes begin = piece.first(std::min(piece.size(), CUT_BYTES));
+    atCut.insert(atCut.end(), begin.begin(), begin.end());
+    return hasMpegSequence(atCut) || hasMpegSequence(piece);
+}
+
+void CMpegSequenceSearch::keepEnd(Bytes piece)
+{
+    const Bytes end = piece.last(std::min(piece.size(), CUT_BYTES));
+    m_end.insert(m_end.end(), end.begin(), end.end());
+    m_end.erase(m_end.begin(), m_end.end() - static_cast<std::ptrdiff_t>(std::min(m_end.size(), CUT_BYTES)));
 }
 
 bool resemblesH264(Bytes head)
