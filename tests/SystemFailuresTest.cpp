@@ -1,6 +1,7 @@
 // What the libraries do when the system refuses memory, input or formatting: the linker sends their calls
 // of operator new, aligned_alloc, calloc, read, poll and snprintf here (--wrap).
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdarg>
 #include <cstddef>
@@ -9,6 +10,7 @@
 #include <deque>
 #include <memory>
 #include <new>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -19,6 +21,7 @@
 
 #include "ByteSource.h"
 #include "ModuleLog.h"
+#include "NalUnitFinder.h"
 #include "ParameterSetTables.h"
 #include "PoolMisuse.h"
 #include "tq_util.h"
@@ -36,6 +39,7 @@ struct Failing
 };
 
 Failing g_new;
+std::size_t g_uiLargestNew = 0; // bytes asked for at once
 Failing g_nothrowNew;
 Failing g_alignedAlloc;
 bool g_bAlignedAllocFails = false; // each call
@@ -79,6 +83,7 @@ void* WRAP_NEW(std::size_t uiSize)
 {
     if (g_new.comesNow())
         throw std::bad_alloc();
+    g_uiLargestNew = std::max(g_uiLargestNew, uiSize);
     return REAL_NEW(uiSize);
 }
 
@@ -286,6 +291,37 @@ TEST_F(NoSystemMemory, LosesALogLineAndNoMore)
     EXPECT_GE(g_new.uiCalls, 1U);
     tqlog::CTQLog::m_pLogPrintf("the line behind it\n");
     EXPECT_EQ(lines, (std::vector<std::string>{"a line too long to need no memory of its own", "the line behind it"}));
+}
+
+// Of a parameter set that reaches across pieces what came so far is kept: in twice its room at most, taken a few
+// times only.
+TEST(KeptUnits, TakeMemoryAsTheyGrow)
+{
+    class CNoSink : public CNalUnitSink
+    {
+    public:
+        bool onNalUnit(const NalUnit&) override { return true; }
+    };
+    const unsigned char aucStart[] = {0, 0, 1, SPS_NUT << 1, 1};
+    const std::vector<unsigned char> rest(std::size_t{256} << 10, 0xff);
+    const struct
+    {
+        std::size_t uiPiece;
+        unsigned uiPieces;
+        std::size_t uiMost;
+    } aCases[] = {{1, 1000, 2 * 1002}, {rest.size(), 70, MAX_PARAMETER_SET_BYTES}};
+    for (const auto& c : aCases) {
+        SCOPED_TRACE(c.uiPiece);
+        CNoSink sink;
+        CNalUnitFinder finder;
+        ASSERT_TRUE(finder.feed(aucStart, sink));
+        g_new = {};
+        g_uiLargestNew = 0;
+        for (unsigned i = 0; i < c.uiPieces; ++i)
+            ASSERT_TRUE(finder.feed(std::span(rest).first(c.uiPiece), sink));
+        EXPECT_LE(g_uiLargestNew, c.uiMost);
+        EXPECT_LE(g_new.uiCalls, 16U);
+    }
 }
 
 // As snprintf does with a text of more than INT_MAX characters, of which it has printed a part by then.
