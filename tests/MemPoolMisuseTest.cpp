@@ -261,6 +261,29 @@ TEST_F(MemPoolMisuses, OfSeveralThreadsThatReleaseABlockOneDoes)
         EXPECT_TRUE(owned.insert(take(pool, 64)).second);
 }
 
+// One register serves all pools: nothing else keeps their threads apart.
+TEST_F(MemPoolMisuses, ThreadsWithPoolsOfTheirOwnDoNoneToEachOther)
+{
+    std::vector<CPool> pools;
+    std::vector<std::thread> threads;
+    for (int i = 0; i < 4; ++i)
+        pools.push_back(makePool());
+    for (const CPool& pool : pools) {
+        threads.emplace_back([&pool] {
+            std::vector<void*> blocks;
+            for (int i = 0; i < 20000; ++i)
+                blocks.push_back(take(pool, 16));
+            for (void* const pBlock : blocks)
+                giveBack(pBlock);
+        });
+    }
+    for (std::thread& thread : threads)
+        thread.join();
+    for (const CPool& pool : pools)
+        EXPECT_EQ(blocksInUse(pool), 0U);
+    expectTold({});
+}
+
 TEST_F(MemPoolMisuses, TheHandlerMayUseThePool)
 {
     const CPool pool = makePool();
