@@ -45,6 +45,7 @@ std::vector<Item> itemsOf(std::string_view text, ETextForm eForm)
     // Bytes one by one, as the array of a program has them.
     if (items.size() > 1 && std::ranges::all_of(items, [&](const Item& item) { return hasBytes(item, 1); })) {
         std::vector<unsigned char> bytes;
+        bytes.reserve(items.size());
         for (const Item& item : items)
             bytes.push_back(std::get<0>(item.bytes).front());
         items.assign(1, {0, std::move(bytes)});

@@ -233,7 +233,7 @@ private:
     void take(std::uint64_t ulTask, std::string answer, bool bLost)
     {
         if (bLost)
-            answer = std::string{ANSWER_FAILED, '\0'} + "h265ps: error: " + printable(std::move(answer)) + "\n";
+            answer = std::string{ANSWER_FAILED, '\0'} + "h265ps: error: " + printable(answer) + "\n";
         m_answers.emplace(ulTask, std::move(answer));
     }
 

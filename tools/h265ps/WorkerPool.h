@@ -52,9 +52,9 @@ private:
 
     void start(Worker& worker);
     [[noreturn]] void run(int iTasks, int iAnswers) const;
-    void stop(Worker& worker) noexcept;
-    void send(Worker& worker);
-    bool receive(Worker& worker, const Answered& answered);
+    static void stop(Worker& worker) noexcept;
+    static void send(Worker& worker);
+    static bool receive(Worker& worker, const Answered& answered);
     void lose(Worker& worker, const Answered& answered);
 
     Work m_work;
