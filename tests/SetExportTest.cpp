@@ -9,6 +9,7 @@
 
 #include "ContainerFiles.h"
 #include "DecoderConfiguration.h"
+#include "ParameterSetSyntax.h"
 
 using namespace h265_container;
 using namespace h265_inspect;
@@ -70,6 +71,29 @@ TEST(ExportSets, MakesARecordOfWhatTheSetsSay)
         for (std::size_t i = 0; i < record.units.size(); ++i)
             EXPECT_EQ(Bytes(record.units[i].bytes.begin(), record.units[i].bytes.end()), track.sets[i].bytes);
     }
+}
+
+// An SPS without VUI behind one that promises segments: the record promises none.
+TEST(ExportSets, TakesNothingFromTheSpsBefore)
+{
+    KeptTrack track = setsOfStream("profile_main422_10");
+    ASSERT_EQ(track.sets.at(1).nal_unit_type, h265_syntax::SPS_NUT);
+    KeptSet& first = track.sets[1];
+    KeptSet second = first;
+    h265_syntax::SequenceParameterSet sps;
+    ASSERT_TRUE(read(sps, h265_syntax::CNalUnit(first.bytes)));
+    ASSERT_TRUE(assign(sps, "vui_parameters_present_flag", 1));
+    ASSERT_TRUE(assign(sps, "vui_parameters.bitstream_restriction_flag", 1));
+    ASSERT_TRUE(assign(sps, "vui_parameters.min_spatial_segmentation_idc", 100));
+    first.bytes.clear();
+    ASSERT_FALSE(write(sps, first.bytes));
+    EXPECT_EQ(fieldsOf(exportSets(track.sets, EExportForm::HvcC))["min_spatial_segmentation_idc"], 100U);
+    ASSERT_TRUE(assign(sps, "vui_parameters_present_flag", 0));
+    ASSERT_TRUE(assign(sps, "sps_seq_parameter_set_id", 1));
+    second.bytes.clear();
+    ASSERT_FALSE(write(sps, second.bytes));
+    track.sets.insert(track.sets.begin() + 2, second);
+    EXPECT_EQ(fieldsOf(exportSets(track.sets, EExportForm::HvcC))["min_spatial_segmentation_idc"], 0U);
 }
 
 // What a muxer wrote into its hvcC for the same sets is the same, but for a zero byte that it counts as part of the

@@ -4,6 +4,7 @@
 #include <optional>
 #include <variant>
 
+#include "ConfigurationSets.h"
 #include "ParameterSetSyntax.h"
 
 namespace h265_inspect {
@@ -24,53 +25,24 @@ struct SetsOfRecord
 
     void take(std::span<const unsigned char> bytes);
     [[nodiscard]] std::optional<DecoderConfiguration> configuration() const;
-
-private:
-    void takeSps(const CNalUnit& nalUnit);
 };
-
-void SetsOfRecord::takeSps(const CNalUnit& nalUnit)
-{
-    constexpr std::size_t COMPATIBILITY = 2; // 7.3.2.2.1: profile_tier_level( ) begins with the second byte
-    constexpr std::size_t LEVEL = COMPATIBILITY + 4 + 6;
-    SequenceParameterSet sps;
-    if (!read(sps, nalUnit) || nalUnit.rbsp().size() <= LEVEL) {
-        bWhole = false;
-        return;
-    }
-    const ProfileTierLevel& ptl = sps.profile_tier_level;
-    SpsForConfiguration c;
-    c.general_profile_space = static_cast<unsigned char>(ptl.general_profile_space);
-    c.general_tier_flag = ptl.general_tier_flag;
-    c.general_profile_idc = static_cast<unsigned char>(ptl.general_profile_idc);
-    c.general_level_idc = static_cast<unsigned char>(ptl.general_level_idc);
-    for (std::size_t i = COMPATIBILITY; i < LEVEL; ++i) {
-        if (i < COMPATIBILITY + 4)
-            c.general_profile_compatibility_flags = c.general_profile_compatibility_flags << 8 | nalUnit.rbsp()[i];
-        else
-            c.general_constraint_indicator_flags = c.general_constraint_indicator_flags << 8 | nalUnit.rbsp()[i];
-    }
-    c.chroma_format_idc = static_cast<unsigned char>(sps.chroma_format_idc);
-    c.bit_depth_luma_minus8 = static_cast<unsigned char>(sps.bit_depth_luma_minus8);
-    c.bit_depth_chroma_minus8 = static_cast<unsigned char>(sps.bit_depth_chroma_minus8);
-    c.sps_max_sub_layers_minus1 = static_cast<unsigned char>(sps.sps_max_sub_layers_minus1);
-    c.sps_temporal_id_nesting_flag = sps.sps_temporal_id_nesting_flag;
-    if (sps.vui_parameters_present_flag && sps.vui_parameters.bitstream_restriction_flag)
-        c.min_spatial_segmentation_idc = static_cast<std::uint16_t>(sps.vui_parameters.min_spatial_segmentation_idc);
-    spss.push_back(c);
-}
 
 void SetsOfRecord::take(std::span<const unsigned char> bytes)
 {
     const CNalUnit nalUnit(bytes);
     if (nalUnit.header().nuh_layer_id != 0)
         return;
-    if (nalUnit.header().nal_unit_type == SPS_NUT)
-        takeSps(nalUnit);
+    if (nalUnit.header().nal_unit_type == SPS_NUT) {
+        SequenceParameterSet sps;
+        if (read(sps, nalUnit))
+            spss.push_back(forConfiguration(sps, nalUnit));
+        else
+            bWhole = false;
+    }
     if (nalUnit.header().nal_unit_type == PPS_NUT) {
         PictureParameterSet pps;
         bWhole = read(pps, nalUnit) && bWhole;
-        ppss.push_back({pps.tiles_enabled_flag, pps.entropy_coding_sync_enabled_flag});
+        ppss.push_back(forConfiguration(pps));
     }
 }
 

@@ -10,6 +10,7 @@
 #include <utility>
 #include <variant>
 
+#include "ConfigurationSets.h"
 #include "DecoderConfiguration.h"
 #include "ParameterSetSyntax.h"
 
@@ -126,32 +127,10 @@ private:
 
     void take()
     {
+        if (m_uiType == SPS_NUT)
+            m_spss.push_back(forConfiguration(m_sps, m_nalUnit));
         if (m_uiType == PPS_NUT)
-            m_ppss.push_back({m_pps.tiles_enabled_flag, m_pps.entropy_coding_sync_enabled_flag});
-        if (m_uiType != SPS_NUT)
-            return;
-        const ProfileTierLevel& ptl = m_sps.profile_tier_level;
-        SpsForConfiguration sps;
-        sps.general_profile_space = static_cast<unsigned char>(ptl.general_profile_space);
-        sps.general_tier_flag = ptl.general_tier_flag;
-        sps.general_profile_idc = static_cast<unsigned char>(ptl.general_profile_idc);
-        // 7.3.3: the flags as they stand, behind the byte with the profile. 7.3.2.2.1: that is the second one.
-        constexpr std::size_t COMPATIBILITY = 2;
-        constexpr std::size_t CONSTRAINTS = 6;
-        const std::span<const unsigned char> rbsp = m_nalUnit.rbsp();
-        for (std::size_t i = COMPATIBILITY; i < COMPATIBILITY + 4; ++i)
-            sps.general_profile_compatibility_flags = sps.general_profile_compatibility_flags << 8 | rbsp[i];
-        for (std::size_t i = CONSTRAINTS; i < CONSTRAINTS + 6; ++i)
-            sps.general_constraint_indicator_flags = sps.general_constraint_indicator_flags << 8 | rbsp[i];
-        sps.general_level_idc = static_cast<unsigned char>(ptl.general_level_idc);
-        sps.chroma_format_idc = static_cast<unsigned char>(m_sps.chroma_format_idc & 3);
-        sps.bit_depth_luma_minus8 = static_cast<unsigned char>(m_sps.bit_depth_luma_minus8 & 7);
-        sps.bit_depth_chroma_minus8 = static_cast<unsigned char>(m_sps.bit_depth_chroma_minus8 & 7);
-        sps.sps_max_sub_layers_minus1 = static_cast<unsigned char>(m_sps.sps_max_sub_layers_minus1);
-        sps.sps_temporal_id_nesting_flag = m_sps.sps_temporal_id_nesting_flag;
-        sps.min_spatial_segmentation_idc = static_cast<std::uint16_t>(
-            std::min<std::uint32_t>(m_sps.vui_parameters.min_spatial_segmentation_idc, 4095)); // E.3.1: the highest
-        m_spss.push_back(sps);
+            m_ppss.push_back(forConfiguration(m_pps));
     }
 
     ExportedSets& m_exported;
