@@ -15,19 +15,6 @@ using namespace h265_syntax;
 
 namespace {
 
-bool assignTo(VideoParameterSet& set, std::string_view path, std::int64_t iValue, const Context&)
-{
-    return assign(set, path, iValue);
-}
-bool assignTo(SequenceParameterSet& set, std::string_view path, std::int64_t iValue, const Context& context)
-{
-    return assign(set, path, iValue, context);
-}
-bool assignTo(PictureParameterSet& set, std::string_view path, std::int64_t iValue, const Context&)
-{
-    return assign(set, path, iValue);
-}
-
 // Whether it says of a path that it is an element, or a structure around elements, of the set.
 class CLookFor : public CElementSink
 {

@@ -14,19 +14,6 @@ using namespace h265_syntax;
 
 namespace {
 
-bool assignTo(VideoParameterSet& set, std::string_view path, std::int64_t iValue, const Context&)
-{
-    return assign(set, path, iValue);
-}
-bool assignTo(SequenceParameterSet& set, std::string_view path, std::int64_t iValue, const Context& context)
-{
-    return assign(set, path, iValue, context);
-}
-bool assignTo(PictureParameterSet& set, std::string_view path, std::int64_t iValue, const Context&)
-{
-    return assign(set, path, iValue);
-}
-
 std::string_view lastOf(std::string_view path)
 {
     return path.substr(path.rfind('.') + 1);

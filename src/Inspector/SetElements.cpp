@@ -98,4 +98,17 @@ std::optional<SetElement> elementAt(const PictureParameterSet& set, std::string_
     return find(set, path);
 }
 
+bool assignTo(VideoParameterSet& set, std::string_view path, std::int64_t iValue, const Context& /* context */)
+{
+    return assign(set, path, iValue);
+}
+bool assignTo(SequenceParameterSet& set, std::string_view path, std::int64_t iValue, const Context& context)
+{
+    return assign(set, path, iValue, context);
+}
+bool assignTo(PictureParameterSet& set, std::string_view path, std::int64_t iValue, const Context& /* context */)
+{
+    return assign(set, path, iValue);
+}
+
 } // namespace h265_inspect

@@ -82,6 +82,14 @@ std::string pathOf(const h265_syntax::Element& element);
 /// there can be millions of them: who looks for elements ends in front of them.
 bool isExtensionData(const h265_syntax::Element& element);
 
+/// h265_syntax::assign, of sets that need a context and of those that do not.
+bool assignTo(h265_syntax::VideoParameterSet& set, std::string_view path, std::int64_t iValue,
+              const h265_syntax::Context& context);
+bool assignTo(h265_syntax::SequenceParameterSet& set, std::string_view path, std::int64_t iValue,
+              const h265_syntax::Context& context);
+bool assignTo(h265_syntax::PictureParameterSet& set, std::string_view path, std::int64_t iValue,
+              const h265_syntax::Context& context);
+
 /// The elements of a set in coding order, without the bits of unknown extensions.
 std::vector<SetElement> elementsOf(const h265_syntax::VideoParameterSet& set);
 std::vector<SetElement> elementsOf(const h265_syntax::SequenceParameterSet& set);

@@ -72,22 +72,6 @@ void forEachClaimOfLayer(const ProfileTierLevel& ptl, unsigned uiLayer, TCheck c
     }
 }
 
-void checkDepth(const Blamed& blamed, const char* pWhat, const Claim& claim, CChecks& checks)
-{
-    const std::int64_t iMax = std::int64_t{maxBitDepth(claim)} - 8;
-    SHALL(blamed.iValue <= iMax || blamed.iValue > 8,
-          blamed,
-          claim.pClause,
-          say("at most ", iMax),
-          pWhat,
-          " has ",
-          blamed.iValue + 8,
-          " bits, ",
-          claim.name,
-          " allows ",
-          iMax + 8);
-}
-
 bool fits(const RepFormat& s, const Claim& claim)
 {
     const unsigned uiMaxDepth = maxBitDepth(claim) - 8;
@@ -110,8 +94,8 @@ void checkFormat(const RepFormat& s, const Claim& claim, CChecks& checks)
           " allows ",
           uiMin == uiMax ? "only " : "up to ",
           nameOfChromaFormat(uiMax));
-    checkDepth(BLAME(bit_depth_vps_luma_minus8), "luma", claim, checks);
-    checkDepth(BLAME(bit_depth_vps_chroma_minus8), "chroma", claim, checks);
+    checkBitDepth(BLAME(bit_depth_vps_luma_minus8), "luma", claim, checks);
+    checkBitDepth(BLAME(bit_depth_vps_chroma_minus8), "chroma", claim, checks);
 }
 
 bool fits(const RepFormat& s, const Level& level)

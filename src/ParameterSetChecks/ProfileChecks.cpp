@@ -9,23 +9,6 @@ namespace h265_syntax {
 
 namespace {
 
-void checkBitDepth(const Blamed& blamed, const char* pWhat, const Claim& claim, CChecks& checks)
-{
-    constexpr std::int64_t MAX_DEPTH_MINUS8 = 8; // above, it is forbidden anyway
-    const std::int64_t iMax = std::int64_t{maxBitDepth(claim)} - 8;
-    SHALL(blamed.iValue <= iMax || blamed.iValue > MAX_DEPTH_MINUS8,
-          blamed,
-          claim.pClause,
-          say("at most ", iMax),
-          pWhat,
-          " has ",
-          blamed.iValue + 8,
-          " bits, ",
-          claim.name,
-          " allows ",
-          iMax + 8);
-}
-
 void checkFormat(const SequenceParameterSet& s, const Claim& claim, CChecks& checks)
 {
     checkBitDepth(BLAME(bit_depth_luma_minus8), "luma", claim, checks);
@@ -211,6 +194,23 @@ void checkSubLayers(const SequenceParameterSet& s, CChecks& checks)
 }
 
 } // namespace
+
+void checkBitDepth(const Blamed& blamed, const char* pWhat, const Claim& claim, CChecks& checks)
+{
+    constexpr std::int64_t MAX_DEPTH_MINUS8 = 8; // above, it is forbidden anyway
+    const std::int64_t iMax = std::int64_t{maxBitDepth(claim)} - 8;
+    SHALL(blamed.iValue <= iMax || blamed.iValue > MAX_DEPTH_MINUS8,
+          blamed,
+          claim.pClause,
+          say("at most ", iMax),
+          pWhat,
+          " has ",
+          blamed.iValue + 8,
+          " bits, ",
+          claim.name,
+          " allows ",
+          iMax + 8);
+}
 
 bool hasGeneralRangeTools(const Claim& claim) noexcept
 {

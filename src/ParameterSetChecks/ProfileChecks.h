@@ -28,6 +28,8 @@ void checkProfilesOfLayerPps(const PictureParameterSet& s, const SequenceParamet
 
 // Of one claim.
 
+/// What is blamed, bit_depth_luma_minus8 or its like, is no more than the profile has.
+void checkBitDepth(const Blamed& blamed, const char* pWhat, const Claim& claim, CChecks& checks);
 /// The six flags and the transform skip size that 4:4:4 and 16 bits have.
 [[nodiscard]] bool hasGeneralRangeTools(const Claim& claim) noexcept;
 /// Tiles of at least 256x64, and either tiles or wavefronts.
