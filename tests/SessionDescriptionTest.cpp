@@ -32,20 +32,12 @@ CContainerRecord read(const std::string& text)
     return record;
 }
 
-std::vector<Bytes> bytesOf(const CContainerRecord& record)
-{
-    std::vector<Bytes> bytes;
-    for (const auto& unit : record.m_units)
-        bytes.push_back(unit.bytes);
-    return bytes;
-}
-
 TEST(SessionDescription, HoldsTheSetsOfItsMediaSection)
 {
     const std::string text = HEAD + VIDEO + "a=fmtp:96 profile-id=1; " + SETS + "\r\n";
     const CContainerRecord record = read(text);
     EXPECT_EQ(record.findings(), "");
-    EXPECT_EQ(bytesOf(record), (std::vector<Bytes>{VPS, SPS, PPS}));
+    EXPECT_EQ(record.unitBytes(), (std::vector<Bytes>{VPS, SPS, PPS}));
     EXPECT_EQ(record.places(),
               (std::vector<std::string>{"media 1, sprop-vps", "media 1, sprop-sps", "media 1, sprop-pps"}));
     ASSERT_EQ(record.m_tracks.size(), 1U);
@@ -90,7 +82,7 @@ TEST(SessionDescription, IsReadHoweverItIsWritten)
         SCOPED_TRACE(c.pName);
         const CContainerRecord record = read(c.text);
         EXPECT_EQ(record.findings(), "");
-        EXPECT_EQ(bytesOf(record), (std::vector<Bytes>{VPS, SPS, PPS}));
+        EXPECT_EQ(record.unitBytes(), (std::vector<Bytes>{VPS, SPS, PPS}));
         ASSERT_EQ(record.m_tracks.size(), 1U);
         EXPECT_TRUE(record.m_tracks[0].bIsH265);
     }
@@ -100,7 +92,7 @@ TEST(SessionDescription, NumbersSeveralSetsOfAKind)
 {
     const CContainerRecord record = read(HEAD + VIDEO + "a=fmtp:96 sprop-pps=RAHB,RAHC; sprop-sps=QgEBAWAF\r\n");
     EXPECT_EQ(record.findings(), "");
-    EXPECT_EQ(bytesOf(record), (std::vector<Bytes>{SPS, PPS, PPS2}));
+    EXPECT_EQ(record.unitBytes(), (std::vector<Bytes>{SPS, PPS, PPS2}));
     EXPECT_EQ(
         record.places(),
         (std::vector<std::string>{"media 1, sprop-sps", "media 1, sprop-pps, set 1", "media 1, sprop-pps, set 2"}));

@@ -26,14 +26,6 @@ CContainerRecord read(const std::string& text, ETextForm eForm = ETextForm::Hex)
     return record;
 }
 
-std::vector<Bytes> bytesOf(const CContainerRecord& record)
-{
-    std::vector<Bytes> bytes;
-    for (const auto& unit : record.m_units)
-        bytes.push_back(unit.bytes);
-    return bytes;
-}
-
 TEST(BytesOfText, TakesEveryWayThatHexadecimalIsWritten)
 {
     const struct
@@ -131,18 +123,18 @@ TEST(ReadSetText, TakesSetsBetweenCommasAndBetweenStartCodes)
         SCOPED_TRACE(c.pName);
         const CContainerRecord record = read(c.pText);
         EXPECT_EQ(record.findings(), "");
-        EXPECT_EQ(bytesOf(record), all);
+        EXPECT_EQ(record.unitBytes(), all);
         EXPECT_EQ(record.places(), (std::vector<std::string>{"set 1", "set 2", "set 3"}));
         ASSERT_EQ(record.m_tracks.size(), 1U);
         EXPECT_TRUE(record.m_tracks[0].bIsH265);
         EXPECT_FALSE(record.m_units[0].ulOffset.has_value());
     }
-    EXPECT_EQ(bytesOf(read("QAEMAf//AWA=, QgEBAWAF,RAHB", ETextForm::Base64)), all);
+    EXPECT_EQ(read("QAEMAf//AWA=, QgEBAWAF,RAHB", ETextForm::Base64).unitBytes(), all);
 }
 
 TEST(ReadSetText, TakesBytesOneByOneForOneSet)
 {
-    EXPECT_EQ(bytesOf(read("0x44, 0x01, 0xc1,\n")), std::vector<Bytes>{PPS});
+    EXPECT_EQ(read("0x44, 0x01, 0xc1,\n").unitBytes(), std::vector<Bytes>{PPS});
     EXPECT_EQ(read("0x44, 0x01c1").m_units.size(), 2U) << "not all of them are one byte";
 }
 
@@ -157,7 +149,7 @@ TEST(ReadSetText, TakesSetsOutOfADecoderConfigurationRecord)
     for (const unsigned char ucByte : writeDecoderConfiguration(std::get<0>(made)))
         hex += std::string{"0123456789abcdef"[ucByte >> 4], "0123456789abcdef"[ucByte & 15]};
     const CContainerRecord record = read("4401c1," + hex);
-    EXPECT_EQ(bytesOf(record), (std::vector<Bytes>{PPS, VPS, SPS}));
+    EXPECT_EQ(record.unitBytes(), (std::vector<Bytes>{PPS, VPS, SPS}));
     EXPECT_EQ(record.places(), (std::vector<std::string>{"set 1", "hvcC, set 2", "hvcC, set 2"}));
     ASSERT_EQ(record.m_claims.size(), 1U);
     ASSERT_TRUE(record.m_claims[0].hvcC);
@@ -183,7 +175,7 @@ TEST(ReadSetText, TellsWhatIsWrongWithASetAndReadsTheOthers)
         const CContainerRecord record = read(c.pText);
         EXPECT_EQ(record.findings(), c.pFindings);
         EXPECT_EQ(record.m_findings[0].eSeverity, ESeverity::Error);
-        EXPECT_EQ(bytesOf(record), (std::vector<Bytes>{PPS, {0x44, 1, 0xc2}}));
+        EXPECT_EQ(record.unitBytes(), (std::vector<Bytes>{PPS, {0x44, 1, 0xc2}}));
         EXPECT_EQ(record.places(), (std::vector<std::string>{"set 1", "set 3"}));
     }
     EXPECT_EQ(read("").findings(), "set 1 at 0: there are no bytes\n");

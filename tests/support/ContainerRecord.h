@@ -62,6 +62,15 @@ public:
         return text;
     }
 
+    /// The bytes of the units, in their order.
+    [[nodiscard]] std::vector<Bytes> unitBytes() const
+    {
+        std::vector<Bytes> bytes;
+        for (const Unit& unit : m_units)
+            bytes.push_back(unit.bytes);
+        return bytes;
+    }
+
     /// The places of the units, in their order.
     [[nodiscard]] std::vector<std::string> places() const
     {
