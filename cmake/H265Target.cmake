@@ -36,12 +36,15 @@ function(h265_words_apart RESULT NAME)
     set(${RESULT} ${WORDS} PARENT_SCOPE)
 endfunction()
 
-# h265_add_library(NAME SOURCES ... PUBLIC_HEADERS ... [LINK ...] [OUTPUT_NAME ...])
+# What nearly every source of a large library includes: compiled once there.
+set(H265PS_COMMON_HEADERS <algorithm> <array> <cstdint> <map> <optional> <span> <string> <string_view> <variant> <vector>)
+
+# h265_add_library(NAME SOURCES ... PUBLIC_HEADERS ... [LINK ...] [OUTPUT_NAME ...] [PRECOMPILE ...])
 # A library (static, or shared with BUILD_SHARED_LIBS) with the name H265ParameterSets::NAME inside and
 # outside the project. The real target is h265ps_NAME, so that it clashes with no target of a parent
 # project, and the file is libh265ps-NAME, with NAME in lower case and its words apart (or OUTPUT_NAME).
 function(h265_add_library NAME)
-    cmake_parse_arguments(PARSE_ARGV 1 ARG "" "OUTPUT_NAME" "SOURCES;PUBLIC_HEADERS;LINK")
+    cmake_parse_arguments(PARSE_ARGV 1 ARG "" "OUTPUT_NAME" "SOURCES;PUBLIC_HEADERS;LINK;PRECOMPILE")
     if(NOT ARG_OUTPUT_NAME)
         h265_words_apart(ARG_OUTPUT_NAME ${NAME})
     endif()
@@ -51,6 +54,9 @@ function(h265_add_library NAME)
     target_sources(${TARGET} PUBLIC FILE_SET HEADERS FILES ${ARG_PUBLIC_HEADERS})
     target_compile_features(${TARGET} PUBLIC cxx_std_20)
     target_link_libraries(${TARGET} PUBLIC h265ps_Export ${ARG_LINK} PRIVATE $<BUILD_INTERFACE:h265ps_BuildFlags>)
+    if(ARG_PRECOMPILE)
+        target_precompile_headers(${TARGET} PRIVATE ${ARG_PRECOMPILE})
+    endif()
     set_target_properties(${TARGET} PROPERTIES CXX_EXTENSIONS OFF VERIFY_INTERFACE_HEADER_SETS ON
         POSITION_INDEPENDENT_CODE ON EXPORT_NAME ${NAME} OUTPUT_NAME h265ps-${ARG_OUTPUT_NAME}
         VERSION ${H265ParameterSets_VERSION}

@@ -24,14 +24,14 @@ namespace {
 #define H265PS_CASES_DIVISOR 1
 #endif
 
-constexpr unsigned PARTS = 8;
+constexpr unsigned PARTS = 24;
 
 // Sets of each kind in each part; H265_DERIVED_SETS in the environment says how many else.
 std::uint32_t setsOfAPart()
 {
     const char* const pCount = std::getenv("H265_DERIVED_SETS");
     return pCount != nullptr ? static_cast<std::uint32_t>(std::strtoul(pCount, nullptr, 10))
-                             : 46500 / H265PS_CASES_DIVISOR;
+                             : 15500 / H265PS_CASES_DIVISOR;
 }
 
 // A NAL unit's payload as the module takes it.
@@ -132,11 +132,11 @@ TEST(DerivedRecords, OfTheCorpusAreWhatTheModuleReads)
         SCOPED_TRACE(name);
         const SyntaxStream stream = syntaxStream(name);
         std::map<Value, std::pair<ModuleSps, ModelSps>> spss;
-        for (const auto& traced : stream.values.at("sets")) {
-            const syntax::CNalUnit nalUnit(stream.nalUnit(traced));
+        for (const SyntaxStream::Set& set : stream.sets) {
+            const syntax::CNalUnit nalUnit(stream.nalUnit(set));
             if (nalUnit.header().nuh_layer_id != 0)
                 continue;
-            SCOPED_TRACE(traced.at("offset").get<int>());
+            SCOPED_TRACE(set.uiOffset);
             syntax::VideoParameterSet vps;
             syntax::SequenceParameterSet sps;
             syntax::PictureParameterSet pps;
@@ -266,6 +266,7 @@ TEST_P(DerivedRecordsByChance, AreWhatTheModuleReads)
     std::printf("%u VPSs, %u SPSs, %u PPSs\n", uiVps, uiSps, uiPps);
 }
 
-INSTANTIATE_TEST_SUITE_P(Parts, DerivedRecordsByChance, testing::Range(0U, PARTS));
+INSTANTIATE_TEST_SUITE_P(Some, DerivedRecordsByChance, testing::Values(0U));
+INSTANTIATE_TEST_SUITE_P(Rest, DerivedRecordsByChance, testing::Range(1U, PARTS));
 
 } // namespace

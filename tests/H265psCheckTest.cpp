@@ -4,13 +4,11 @@
 #include <vector>
 
 #include <gtest/gtest.h>
-#include <nlohmann/json.hpp>
 
 #include "H265psStreams.h"
+#include "Json.h"
 
 namespace {
-
-using Json = nlohmann::json;
 
 using H265psCheck = H265psFiles;
 
@@ -43,7 +41,7 @@ TEST_F(H265psCheck, HasTheSameInJson)
 {
     const ChildResult result = h265ps({"check", "--json", "tool_lossless.hevc"});
     EXPECT_EQ(result.iExitCode, 1);
-    EXPECT_EQ(Json::parse(result.output), Json::parse(R"({"file": "tool_lossless.hevc", "findings": [
+    EXPECT_EQ(parseJson(result.output), parseJson(R"({"file": "tool_lossless.hevc", "findings": [
                   {"severity": "error", "clause": "A.3.2", "element": "general_level_idc",
                    "structure": "profile_tier_level", "offset": 32, "track": null, "box": null, "bit": 96,
                    "value": 255, "allowed": "30 to 186",
@@ -53,8 +51,8 @@ TEST_F(H265psCheck, HasTheSameInJson)
 // The place is that of the trace.
 TEST_F(H265psCheck, PlacesWhatTheTracePlaces)
 {
-    const Json finding = Json::parse(h265ps({"check", "--json", "hm_5_layers_subptl_hrd.hevc"}).output)["findings"][0];
-    const Json sets = Json::parse(h265ps({"trace", "--json", "hm_5_layers_subptl_hrd.hevc"}).output)["parameter_sets"];
+    const Json finding = parseJson(h265ps({"check", "--json", "hm_5_layers_subptl_hrd.hevc"}).output)["findings"][0];
+    const Json sets = parseJson(h265ps({"trace", "--json", "hm_5_layers_subptl_hrd.hevc"}).output)["parameter_sets"];
     bool bFound = false;
     for (const Json& element : sets[0]["elements"])
         bFound = bFound || (element["name"] == finding["element"] && element["bit"] == finding["bit"] &&

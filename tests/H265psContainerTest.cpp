@@ -2,10 +2,10 @@
 #include <vector>
 
 #include <gtest/gtest.h>
-#include <nlohmann/json.hpp>
 
 #include "EbmlWriter.h"
 #include "H265psStreams.h"
+#include "Json.h"
 #include "MovieWriter.h"
 #include "PipedChild.h"
 
@@ -13,7 +13,6 @@
 
 namespace {
 
-using Json = nlohmann::ordered_json;
 using namespace h265_test;
 
 const std::filesystem::path CONTAINERS = H265PS_CONTAINERS;
@@ -42,7 +41,7 @@ std::string container(const char* pName)
 Json document(const ChildResult& result)
 {
     EXPECT_EQ(countOf(result.output, "\n"), 1U) << result.error;
-    return Json::parse(result.output);
+    return parseJson(result.output);
 }
 
 // The parameter sets and a picture of a stream, as NAL units.
@@ -326,7 +325,7 @@ TEST_F(H265psContainer, StandardInputIsReadWhereTheFormatGoesForward)
         CPipedChild child(PROGRAM, {"--json", "-"});
         child.send(contentOf(CONTAINERS / pName));
         EXPECT_EQ(child.end(), 0);
-        const Json piped = Json::parse(child.m_output);
+        const Json piped = parseJson(child.m_output);
         EXPECT_EQ(piped["parameter_sets"], file["parameter_sets"]);
         EXPECT_EQ(piped["tracks"], file["tracks"]);
         // A file that is standard input can be read anywhere.
@@ -414,7 +413,7 @@ TEST_F(H265psContainer, HeadAnswersWhileAPipeIsStillOpen)
         CPipedChild child(PROGRAM, {"--json", "--head", "-"});
         child.send(sent);
         EXPECT_TRUE(child.shows("}\n")); // its input is open
-        EXPECT_EQ(Json::parse(child.m_output)["exit_code"], 0);
+        EXPECT_EQ(parseJson(child.m_output)["exit_code"], 0);
         EXPECT_EQ(child.end(), 0);
     }
 }

@@ -4,17 +4,15 @@
 #include <vector>
 
 #include <gtest/gtest.h>
-#include <nlohmann/json.hpp>
 
 #include "H265psProgram.h"
+#include "Json.h"
 
 // The program's JSON of every stream of the corpus against the stream's independent trace.
 
 namespace {
 
 namespace fs = std::filesystem;
-using Json = nlohmann::ordered_json;
-
 // Elements that the records keep under their own names, as the independent trace has them. The fields
 // that can hold other bits are left out where they do.
 void compareSyntax(const Json& syntax, const Json& record, const std::string& type)
@@ -111,8 +109,8 @@ TEST(H265psCorpus, JsonAgreesWithTheTraceOfEveryStream)
     std::size_t uiLists = 0;
     for (const std::string& name : names) {
         SCOPED_TRACE(name);
-        const Json document = Json::parse(h265ps({"--json", "--tables", "--all", name + ".hevc"}).output);
-        const Json trace = Json::parse(contentOf(CORPUS / (name + ".json")));
+        const Json document = parseJson(h265ps({"--json", "--tables", "--all", name + ".hevc"}).output);
+        const Json trace = parseJson(contentOf(CORPUS / (name + ".json")));
         EXPECT_EQ(document["file"], name + ".hevc");
         EXPECT_EQ(document["bytes"], trace["bytes"]);
         ASSERT_EQ(document["parameter_sets"].size(), trace["sets"].size());

@@ -4,14 +4,13 @@
 #include <vector>
 
 #include <gtest/gtest.h>
-#include <nlohmann/json.hpp>
 
 #include "H265psProgram.h"
 #include "H265psStreams.h"
+#include "Json.h"
 
 namespace {
 
-using nlohmann::json;
 using Words = std::vector<std::string>;
 
 ChildResult diff(Words arguments, const ChildSetup& setup = {})
@@ -70,11 +69,11 @@ TEST(H265psDiff, WritesJson)
     EXPECT_EQ(same.output, "{\"a\":\"hm_ldb.hevc\",\"b\":\"hm_ldb.hevc\",\"differences\":[]}\n");
     const ChildResult result = diff({"--json", "deblock_offsets_neg.hevc#pps0", "deblock_offsets_pos.hevc"});
     EXPECT_EQ(result.iExitCode, 1);
-    const json document = json::parse(result.output);
+    const Json document = parseJson(result.output);
     EXPECT_EQ(document.at("a"), "deblock_offsets_neg.hevc#pps0");
     ASSERT_EQ(document.at("differences").size(), 2U);
     EXPECT_EQ(document.at("differences").at(0),
-              json({{"set", "pps[0]"},
+              Json({{"set", "pps[0]"},
                     {"nuh_layer_id", 0},
                     {"content", nullptr},
                     {"structure", ""},
@@ -82,10 +81,10 @@ TEST(H265psDiff, WritesJson)
                     {"a", -3},
                     {"b", 6},
                     {"only_in", nullptr}}));
-    const json only = json::parse(diff({"--json", "hm_ldb.hevc#sps0", "joined_cif_then_qcif.hevc"}).output);
-    const json last = only.at("differences").back();
+    const Json only = parseJson(diff({"--json", "hm_ldb.hevc#sps0", "joined_cif_then_qcif.hevc"}).output);
+    const Json last = only.at("differences").back();
     EXPECT_EQ(last,
-              json({{"set", "sps[0]"},
+              Json({{"set", "sps[0]"},
                     {"nuh_layer_id", 0},
                     {"content", 2},
                     {"structure", nullptr},

@@ -6,16 +6,15 @@
 #include <unistd.h>
 
 #include <gtest/gtest.h>
-#include <nlohmann/json.hpp>
 
 #include "H265psStreams.h"
+#include "Json.h"
 
 // Files that are no streams of H.265, and files that cannot be read.
 
 namespace {
 
 namespace fs = std::filesystem;
-using Json = nlohmann::ordered_json;
 using namespace std::string_literals;
 
 using H265psFormats = H265psFiles;
@@ -105,7 +104,7 @@ TEST_F(H265psFormats, AStreamThatBeginsLikeH264IsH265WhenASetOfLayer0Follows)
         units.push_back(set);
     const ChildResult result = h265ps({"--json", make("late", streamOf(units))});
     EXPECT_EQ(result.iExitCode, 0) << result.error;
-    EXPECT_EQ(Json::parse(result.output)["parameter_sets"].size(), 4U);
+    EXPECT_EQ(parseJson(result.output)["parameter_sets"].size(), 4U);
 }
 
 // Nothing but first bytes tells them from slices of H.264: parameter sets and a picture of layer 33.
@@ -136,7 +135,7 @@ TEST_F(H265psFormats, ManySetsOfAHigherLayerInFrontOfTheFirstOfLayer0AreAllShown
         units.push_back(set);
     const ChildResult result = h265ps({"--json", make("many", streamOf(units))});
     EXPECT_EQ(result.iExitCode, 0) << result.error;
-    EXPECT_EQ(Json::parse(result.output)["parameter_sets"].size(), 1503U);
+    EXPECT_EQ(parseJson(result.output)["parameter_sets"].size(), 1503U);
 }
 
 TEST_F(H265psFormats, AFileThatCannotBeOpenedIsAnError)
@@ -178,7 +177,7 @@ TEST_F(H265psFormats, AFileNameThatIsNoUtf8GivesValidJson)
     const std::string file = make("caf\xe9", contentOf(CORPUS / "hm_ldb.hevc"));
     const ChildResult result = h265ps({"--json", file});
     EXPECT_EQ(result.iExitCode, 0);
-    EXPECT_TRUE(Json::parse(result.output)["file"].get<std::string>().ends_with("caf\xef\xbf\xbd"));
+    EXPECT_TRUE(parseJson(result.output)["file"].get<std::string>().ends_with("caf\xef\xbf\xbd"));
 }
 
 } // namespace

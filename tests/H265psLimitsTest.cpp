@@ -11,9 +11,9 @@
 #include <unistd.h>
 
 #include <gtest/gtest.h>
-#include <nlohmann/json.hpp>
 
 #include "H265psProgram.h"
+#include "Json.h"
 #include "NalUnitWriter.h"
 #include "SyntaxWriters.h"
 
@@ -22,8 +22,6 @@
 namespace {
 
 using namespace h265_test;
-using Json = nlohmann::ordered_json;
-
 // A NAL unit with its start code and emulation prevention (7.4.2).
 std::string unitOf(unsigned char nal_unit_type, const CBitWriter& rbsp)
 {
@@ -62,7 +60,7 @@ public:
     [[nodiscard]] const std::string& name() const { return m_name; }
     [[nodiscard]] Json lastRecord() const
     {
-        const Json document = Json::parse(h265ps({"--json", "--tables", m_name}).output);
+        const Json document = parseJson(h265ps({"--json", "--tables", m_name}).output);
         return document["parameter_sets"].back()["record"];
     }
 
@@ -255,7 +253,7 @@ TEST(H265psLimits, SetsThatCostMoreThanTheStreamsBytesAreErrorsUntilSlicesPay)
         stream += unitOf(34, write(pps));
     }
     const CStreamFile file(stream);
-    const Json document = Json::parse(h265ps({"--json", file.name()}).output);
+    const Json document = parseJson(h265ps({"--json", file.name()}).output);
     std::vector<unsigned> refused;
     for (unsigned i = 0; i < 14; ++i) {
         const Json& set = document["parameter_sets"][i + 1];
@@ -339,7 +337,7 @@ TEST(H265psLimits, AFileThatTakesAllMemoryIsAnErrorAndTheOthersAreRead)
     for (const std::string& file : {huge.name(), std::string("hm_ldb.hevc")}) {
         std::string line;
         std::getline(lines, line);
-        const Json document = Json::parse(line);
+        const Json document = parseJson(line);
         EXPECT_EQ(document["file"], file);
         EXPECT_EQ(document["parameter_sets"].size(), file == huge.name() ? 1U : 3U);
         EXPECT_EQ(document["exit_code"], file == huge.name() ? 2 : 0);

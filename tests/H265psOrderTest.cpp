@@ -2,9 +2,9 @@
 #include <vector>
 
 #include <gtest/gtest.h>
-#include <nlohmann/json.hpp>
 
 #include "H265psStreams.h"
+#include "Json.h"
 #include "NalUnitWriter.h"
 #include "SyntaxWriters.h"
 
@@ -12,7 +12,6 @@
 
 namespace {
 
-using Json = nlohmann::ordered_json;
 using namespace h265_test;
 
 using H265psOrder = H265psFiles;
@@ -27,7 +26,7 @@ Json setsOf(const std::string& file, const std::vector<std::string>& options = {
 {
     std::vector<std::string> arguments = {"--json", file};
     arguments.insert(arguments.end(), options.begin(), options.end());
-    return Json::parse(h265ps(arguments).output)["parameter_sets"];
+    return parseJson(h265ps(arguments).output)["parameter_sets"];
 }
 
 TEST_F(H265psOrder, APpsInFrontOfItsSpsIsShownBehindItWithItsOwnPlace)
@@ -79,7 +78,7 @@ TEST_F(H265psOrder, APpsThatIsNotSentAgainBehindAnotherSpsIsAWarning)
                   " took the place of another, and PPS 0 was not sent again behind it: still of the old SPS\n");
     EXPECT_TRUE(
         contains(lastLines(result.output, 1), "the decoder's own checks pass; warning: SPS 0 at byte " + place));
-    const Json document = Json::parse(h265ps({"--json", file}).output);
+    const Json document = parseJson(h265ps({"--json", file}).output);
     EXPECT_EQ(document["exit_code"], 0);
     const Json expected = {{{"type", "stale_pps"},
                             {"sps", 0},
@@ -88,7 +87,7 @@ TEST_F(H265psOrder, APpsThatIsNotSentAgainBehindAnotherSpsIsAWarning)
                             {"place", "byte " + place},
                             {"pps", {0}}}};
     EXPECT_EQ(document["warnings"], expected);
-    EXPECT_EQ(Json::parse(h265ps({"--json", before}).output)["warnings"], Json::array());
+    EXPECT_EQ(parseJson(h265ps({"--json", before}).output)["warnings"], Json::array());
 }
 
 TEST_F(H265psOrder, AUnitOfOneByteIsCutOffAndHasNoLayer)

@@ -15,16 +15,15 @@
 #include <unistd.h>
 
 #include <gtest/gtest.h>
-#include <nlohmann/json.hpp>
 
 #include "H265psProgram.h"
 #include "H265psStreams.h"
+#include "Json.h"
 #include "PipedChild.h"
 
 namespace {
 
 namespace fs = std::filesystem;
-using Json = nlohmann::ordered_json;
 using Names = std::vector<std::string>;
 
 const fs::path CONTAINERS = CORPUS.parent_path() / "containers";
@@ -55,7 +54,7 @@ protected:
         std::vector<std::string> all = {"--json"};
         all.insert(all.end(), arguments.begin(), arguments.end());
         for (const std::string& line : linesOf(scan(all).output))
-            files.push_back(Json::parse(line)["file"]);
+            files.push_back(parseJson(line)["file"]);
         return files;
     }
     void addStream(const std::string& path, const std::string& name = "deblock_off") const
@@ -92,7 +91,7 @@ TEST_F(H265psScan, WritesJsonWithTheKeysOfTheGist)
     EXPECT_EQ(result.iExitCode, 0);
     const std::vector<std::string> lines = linesOf(result.output);
     ASSERT_EQ(lines.size(), 2U);
-    const Json movie = Json::parse(lines[0]);
+    const Json movie = parseJson(lines[0]);
     EXPECT_EQ(movie["file"], sound);
     EXPECT_EQ(movie["track"], 1);
     EXPECT_EQ(movie["codecs"], "hvc1.1.6.L60.90");
@@ -101,11 +100,11 @@ TEST_F(H265psScan, WritesJsonWithTheKeysOfTheGist)
     EXPECT_EQ(movie["warnings"], 0);
     EXPECT_EQ(movie["verdict"], "the decoder's own checks pass");
     EXPECT_TRUE(movie["tiles"].is_null());
-    const Json tiles = Json::parse(lines[1]);
+    const Json tiles = parseJson(lines[1]);
     EXPECT_TRUE(tiles["track"].is_null()) << "a byte stream has no tracks";
     EXPECT_EQ(tiles["tiles"], (Json{{"columns", 4}, {"rows", 3}}));
     // The gist's keys are those that show --json has, at the same places.
-    const Json shown = Json::parse(h265ps({"--json", (m_directory / "tiles.hevc").string()}).output)["gist"];
+    const Json shown = parseJson(h265ps({"--json", (m_directory / "tiles.hevc").string()}).output)["gist"];
     Names keys;
     for (const auto& [key, value] : tiles.items())
         keys.push_back(key);
@@ -124,7 +123,7 @@ TEST_F(H265psScan, WritesJsonWithTheKeysOfTheGist)
 TEST_F(H265psScan, HasNullWhereNoSpsWasRead)
 {
     (void)make("vps.hevc", streamOf({parameterSetsOf("deblock_off")[0]}));
-    const Json line = Json::parse(scan({"--json", "vps.hevc"}).output);
+    const Json line = parseJson(scan({"--json", "vps.hevc"}).output);
     EXPECT_TRUE(line["codecs"].is_null());
     EXPECT_TRUE(line["width"].is_null());
     EXPECT_EQ(line["sets"]["VPS"], 1);
@@ -180,7 +179,7 @@ TEST_F(H265psScan, IsNotHeldUpByLinksFifosSocketsAndDevices)
     EXPECT_EQ(result.error, "h265ps: passed over: 5 that are neither file nor folder\n");
     Names files;
     for (const std::string& line : linesOf(result.output))
-        files.push_back(Json::parse(line)["file"]);
+        files.push_back(parseJson(line)["file"]);
     // The folder above is reached by a link, once; f, which is in it, was gone through.
     EXPECT_EQ(files, (Names{"f/a.hevc", "f/link.hevc", "f/loop/elsewhere/b.hevc"}));
     EXPECT_EQ(scan({"f/fifo"}).error, "h265ps: passed over: 1 that is neither file nor folder\n");
@@ -220,8 +219,8 @@ TEST_F(H265psScan, TakesNamesOfAnyBytes)
     addStream("f/\xc3\xa4.hevc");
     const std::vector<std::string> lines = linesOf(scan({"--json", "f"}).output);
     ASSERT_EQ(lines.size(), 2U);
-    EXPECT_EQ(Json::parse(lines[0])["file"], "f/line\nbreak\xef\xbf\xbd\x1b[31m\"\\.hevc");
-    EXPECT_EQ(Json::parse(lines[1])["file"], "f/\xc3\xa4.hevc");
+    EXPECT_EQ(parseJson(lines[0])["file"], "f/line\nbreak\xef\xbf\xbd\x1b[31m\"\\.hevc");
+    EXPECT_EQ(parseJson(lines[1])["file"], "f/\xc3\xa4.hevc");
     const ChildResult table = scan({"f"});
     EXPECT_EQ(linesOf(table.output).size(), 3U) << "no name makes lines of its own";
     EXPECT_EQ(table.output.find('\x1b'), std::string::npos);

@@ -4,14 +4,12 @@
 #include <vector>
 
 #include <gtest/gtest.h>
-#include <nlohmann/json.hpp>
 
 #include "H265psProgram.h"
 #include "H265psStreams.h"
+#include "Json.h"
 
 namespace {
-
-using Json = nlohmann::json;
 
 class H265psSetsAlone : public H265psFiles
 {
@@ -42,7 +40,7 @@ protected:
 // The sets in a document, without where they stand.
 Json contentOfSets(const std::string& json)
 {
-    Json sets = Json::parse(json)["parameter_sets"];
+    Json sets = parseJson(json)["parameter_sets"];
     for (Json& set : sets) {
         for (const char* pKey : {"track", "place", "time", "offset", "findings", "log"})
             set.erase(pKey);
@@ -72,11 +70,11 @@ TEST_F(H265psSetsAlone, AreShownLikeThoseOfAStream)
 
 TEST_F(H265psSetsAlone, HaveTheirPlaces)
 {
-    const Json text = Json::parse(h265ps({"--json", "--hex", hex()}).output);
+    const Json text = parseJson(h265ps({"--json", "--hex", hex()}).output);
     EXPECT_EQ(text["file"], "--hex");
     EXPECT_EQ(text["parameter_sets"][1]["place"], "set 2");
     EXPECT_TRUE(text["parameter_sets"][1]["offset"].is_null());
-    const Json described = Json::parse(h265ps({"--json", description()}).output);
+    const Json described = parseJson(h265ps({"--json", description()}).output);
     EXPECT_EQ(described["parameter_sets"][1]["place"], "media 1, sprop-sps");
     EXPECT_EQ(described["parameter_sets"][1]["track"], 1);
     EXPECT_EQ(described["gist"]["codecs"], "hvc1.1.6.L60.90");
@@ -167,7 +165,7 @@ TEST_F(H265psSetsAlone, AreTracksOfTheirOwnInADescription)
     const std::string section = "m=video 1 RTP/AVP 96\na=rtpmap:96 H265/90000\na=fmtp:96 sprop-pps=RAHB\n";
     const std::string file =
         make("three.sdp", "v=0\n" + section + "m=audio 1 RTP/AVP 97\na=rtpmap:97 opus/48000\n" + section);
-    const Json document = Json::parse(h265ps({"--json", file}).output);
+    const Json document = parseJson(h265ps({"--json", file}).output);
     ASSERT_EQ(document["tracks"].size(), 3U);
     EXPECT_EQ(document["tracks"][1]["codec"], "opus");
     EXPECT_EQ(document["parameter_sets"].size(), 2U);

@@ -6,16 +6,15 @@
 #include <unistd.h>
 
 #include <gtest/gtest.h>
-#include <nlohmann/json.hpp>
 
 #include "H265psStreams.h"
+#include "Json.h"
 
 // What the program says of each parameter set.
 
 namespace {
 
 namespace fs = std::filesystem;
-using Json = nlohmann::ordered_json;
 using namespace std::string_literals;
 
 using H265psSets = H265psFiles;
@@ -53,7 +52,7 @@ TEST_F(H265psSets, ASetCutShortByTheEndOfTheFileIsListed)
     const std::string file = make("cut", streamOf({sets[0], sets[1].substr(0, 17)}));
     const ChildResult result = h265ps({"--json", file});
     EXPECT_EQ(result.iExitCode, 1);
-    const Json set = Json::parse(result.output)["parameter_sets"][1];
+    const Json set = parseJson(result.output)["parameter_sets"][1];
     EXPECT_EQ(set["type"], "SPS");
     EXPECT_EQ(set["size"], 17);
     EXPECT_EQ(set["read"], -2147483647);
@@ -72,7 +71,7 @@ TEST_F(H265psSets, ASetOfAnotherLayerIsPassedOverAndNoError)
     EXPECT_EQ(text.iExitCode, 0);
     EXPECT_EQ(text.error, "");
     EXPECT_TRUE(contains(text.output, "passed over: of layer 1"));
-    const Json set = Json::parse(h265ps({"--json", file}).output)["parameter_sets"].back();
+    const Json set = parseJson(h265ps({"--json", file}).output)["parameter_sets"].back();
     EXPECT_EQ(set["nuh_layer_id"], 1);
     EXPECT_TRUE(set["read"].is_null() && set["verify"].is_null() && set["record"].is_null());
 }
@@ -89,7 +88,7 @@ TEST_F(H265psSets, ASetWithForbiddenZeroBitIsNotRead)
     EXPECT_TRUE(contains(text.output, "NOT READ: damaged: forbidden_zero_bit is set"));
     EXPECT_TRUE(contains(
         text.error, ": at byte " + std::to_string(uiOffset) + ": SPS not read: damaged: forbidden_zero_bit is set\n"));
-    const Json set = Json::parse(h265ps({"--json", file}).output)["parameter_sets"].back();
+    const Json set = parseJson(h265ps({"--json", file}).output)["parameter_sets"].back();
     EXPECT_TRUE(set["read"].is_null() && set["verify"].is_null() && set["record"].is_null());
 }
 
@@ -122,7 +121,7 @@ TEST_F(H265psSets, RepeatsOfWhatIsNotReadAreCountedToo)
     const ChildResult all = h265ps({"--all", file});
     EXPECT_EQ(countOf(all.output, "NOT READ"), 6U);
     EXPECT_EQ(countOf(all.output, "(repeat)"), 4U);
-    EXPECT_EQ(Json::parse(h265ps({"--json", file}).output)["parameter_sets"].size(), 9U);
+    EXPECT_EQ(parseJson(h265ps({"--json", file}).output)["parameter_sets"].size(), 9U);
 }
 
 TEST_F(H265psSets, FieldsThatHoldSomethingElseAreMarked)

@@ -9,16 +9,15 @@
 #include <unistd.h>
 
 #include <gtest/gtest.h>
-#include <nlohmann/json.hpp>
 
 #include "H265psStreams.h"
+#include "Json.h"
 
 // The program as a person uses it: as a child process.
 
 namespace {
 
 namespace fs = std::filesystem;
-using Json = nlohmann::ordered_json;
 using namespace std::string_literals;
 
 const fs::path EXPECTED = H265PS_EXPECTED;
@@ -98,7 +97,7 @@ TEST_F(H265ps, FiltersShowTheWantedSetsOnly)
         std::vector<std::string> all = {"--json", "hm_ids_15_15_63.hevc"};
         all.insert(all.end(), arguments.begin(), arguments.end());
         std::string types;
-        const Json document = Json::parse(h265ps(all).output);
+        const Json document = parseJson(h265ps(all).output);
         for (const Json& set : document["parameter_sets"])
             types += set["type"].get<std::string>().substr(0, 1);
         return types;
@@ -131,7 +130,7 @@ TEST_F(H265ps, TheLogLevelSilencesTheModule)
     const auto linesAt = [](const char* pLevel) {
         const ChildResult result = h265ps({"--json", "--log-level", pLevel, "malformed_rps_in_sps.hevc"});
         std::string lines;
-        const Json document = Json::parse(result.output);
+        const Json document = parseJson(result.output);
         for (const Json& set : document["parameter_sets"])
             for (const Json& line : set["log"])
                 lines += line.get<std::string>() + "\n";
@@ -166,10 +165,10 @@ TEST_F(H265ps, StandardInputGivesWhatTheFileGives)
     ChildSetup setup;
     setup.input = CORPUS / "hm_tiles_explicit_4x3.hevc";
     EXPECT_EQ(h265ps({"-"}, setup).output, h265ps({"hm_tiles_explicit_4x3.hevc"}).output);
-    Json fromFile = Json::parse(h265ps({"--json", "hm_tiles_explicit_4x3.hevc"}).output);
+    Json fromFile = parseJson(h265ps({"--json", "hm_tiles_explicit_4x3.hevc"}).output);
     fromFile["file"] = "-";
     const ChildResult fromInput = h265ps({"--json", "-"}, setup);
-    EXPECT_EQ(Json::parse(fromInput.output), fromFile);
+    EXPECT_EQ(parseJson(fromInput.output), fromFile);
     EXPECT_TRUE(fromInput.output.starts_with(R"({"file":"-","parameter_sets":[{"type":"VPS",)"));
 }
 
@@ -183,9 +182,9 @@ TEST_F(H265ps, LongJsonFromStandardInputComesWhole)
     setup.input = make("long", stream);
     const ChildResult result = h265ps({"--json", "--all", "-"}, setup);
     EXPECT_GT(result.output.size(), std::size_t{9} << 20);
-    Json fromFile = Json::parse(h265ps({"--json", "--all", setup.input}).output);
+    Json fromFile = parseJson(h265ps({"--json", "--all", setup.input}).output);
     fromFile["file"] = "-";
-    EXPECT_TRUE(Json::parse(result.output) == fromFile);
+    EXPECT_TRUE(parseJson(result.output) == fromFile);
 }
 
 TEST_F(H265ps, SeveralFilesFollowOneAnotherAndAnErrorDoesNotStopThem)
@@ -201,7 +200,7 @@ TEST_F(H265ps, SeveralFilesFollowOneAnotherAndAnErrorDoesNotStopThem)
     std::istringstream lines(json.output);
     std::vector<std::string> names;
     for (std::string line; std::getline(lines, line);)
-        names.push_back(Json::parse(line)["file"]);
+        names.push_back(parseJson(line)["file"]);
     EXPECT_EQ(names, (std::vector<std::string>{files[0], files[2]}));
 }
 

@@ -7,13 +7,12 @@
 #include <vector>
 
 #include <gtest/gtest.h>
-#include <nlohmann/json.hpp>
 
 #include "H265psStreams.h"
+#include "Json.h"
 
 namespace {
 
-using Json = nlohmann::json;
 using NamedValue = std::pair<std::string, std::int64_t>;
 
 using H265psTrace = H265psFiles;
@@ -42,9 +41,9 @@ class H265psTraceOf : public testing::TestWithParam<std::string>
 // The values of an independent trace, element by element in coding order, and the bits without a gap.
 TEST_P(H265psTraceOf, AgreesWithTheCorpusElementByElement)
 {
-    const Json values = Json::parse(contentOf(CORPUS / (GetParam() + ".json")));
+    const Json values = parseJson(contentOf(CORPUS / (GetParam() + ".json")));
     const ChildResult result = h265ps({"trace", "--json", "--all", GetParam() + ".hevc"});
-    const Json document = Json::parse(result.output);
+    const Json document = parseJson(result.output);
     std::size_t i = 0;
     for (const Json& expected : values.at("sets")) {
         SCOPED_TRACE(expected.at("offset"));
@@ -101,7 +100,7 @@ TEST_F(H265psTrace, WritesALineForEachElement)
 TEST_F(H265psTrace, CountsEmulationPreventionInTheNalUnitOnly)
 {
     const Json set =
-        Json::parse(h265ps({"trace", "--json", "--type", "sps", "hm_vui_everything.hevc"}).output)["parameter_sets"][0];
+        parseJson(h265ps({"trace", "--json", "--type", "sps", "hm_vui_everything.hevc"}).output)["parameter_sets"][0];
     const Json& first = set["elements"].front();
     const Json& last = set["elements"].back();
     EXPECT_EQ(first["nal_bit"].get<int>() - first["bit"].get<int>(), 16);
@@ -118,7 +117,7 @@ TEST_F(H265psTrace, CountsRepeatsAndWritesThemOutWhenAsked)
     EXPECT_GT(countOf(all.output, "SPS 0 at byte"), 1U);
     EXPECT_EQ(countOf(all.output, "SPS 0 at byte"), countOf(all.output, " sps_seq_parameter_set_id "));
 
-    const Json document = Json::parse(h265ps({"trace", "--json", "gop_open_repeat_headers.hevc"}).output);
+    const Json document = parseJson(h265ps({"trace", "--json", "gop_open_repeat_headers.hevc"}).output);
     const Json& repeat = document["parameter_sets"].back();
     EXPECT_EQ(repeat["elements"], nullptr);
     EXPECT_TRUE(repeat["same_as"].is_number());
@@ -134,7 +133,7 @@ TEST_F(H265psTrace, SaysWhereASetEnds)
     EXPECT_EQ(result.error, "");
     EXPECT_TRUE(contains(result.output, "\n  at bit 108: the payload ends in or before pic_width_in_luma_samples\n"))
         << result.output;
-    const Json document = Json::parse(h265ps({"trace", "--json", file}).output);
+    const Json document = parseJson(h265ps({"trace", "--json", file}).output);
     EXPECT_EQ(document["parameter_sets"][1]["stopped"], "the payload ends in or before pic_width_in_luma_samples");
 }
 

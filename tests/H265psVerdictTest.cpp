@@ -4,9 +4,9 @@
 #include <vector>
 
 #include <gtest/gtest.h>
-#include <nlohmann/json.hpp>
 
 #include "H265psStreams.h"
+#include "Json.h"
 #include "NalUnitWriter.h"
 #include "SyntaxWriters.h"
 
@@ -15,7 +15,6 @@
 namespace {
 
 namespace fs = std::filesystem;
-using Json = nlohmann::ordered_json;
 using namespace std::string_literals;
 
 using H265psVerdict = H265psFiles;
@@ -76,7 +75,7 @@ TEST_F(H265psVerdict, StandsInFrontOfTheSetsAndBehindThem)
         EXPECT_EQ(result.iExitCode, c.iExitCode);
         EXPECT_EQ(firstLines(result.output, uiLines + 1), c.head + "\n");
         EXPECT_EQ(lastLines(result.output, uiLines + 1), "\n" + c.head);
-        const Json document = Json::parse(h265ps({"--json", c.pFile}).output);
+        const Json document = parseJson(h265ps({"--json", c.pFile}).output);
         EXPECT_TRUE(c.head.ends_with("\n" + document["verdict"].get<std::string>() + "\n")) << document["verdict"];
         EXPECT_EQ(document["exit_code"], c.iExitCode);
         EXPECT_EQ((--document.end()).key(), "exit_code");
@@ -130,8 +129,8 @@ TEST_F(H265psVerdict, AStreamThatLacksATypeOfSetCannotBeDecoded)
         const ChildResult json = h265ps({"--json", file});
         EXPECT_EQ(json.iExitCode, 1);
         EXPECT_EQ(json.error, result.error);
-        EXPECT_EQ(Json::parse(json.output)["verdict"], "cannot be decoded: " + c.missing);
-        EXPECT_EQ(Json::parse(json.output)["exit_code"], 1);
+        EXPECT_EQ(parseJson(json.output)["verdict"], "cannot be decoded: " + c.missing);
+        EXPECT_EQ(parseJson(json.output)["exit_code"], 1);
     }
 }
 

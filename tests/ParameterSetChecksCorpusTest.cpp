@@ -14,7 +14,6 @@
 
 using namespace h265_syntax;
 using namespace h265_test;
-using nlohmann::json;
 
 namespace {
 
@@ -85,8 +84,8 @@ TEST_P(ChecksOfCorpus, FindWhatIsForbiddenAndNothingElse)
     CCheckedStream sets;
     std::set<std::string> errors;
     std::string text;
-    for (const json& traced : stream.values.at("sets")) {
-        const CFindings findings = sets.take(stream.nalUnit(traced));
+    for (const SyntaxStream::Set& set : stream.sets) {
+        const CFindings findings = sets.take(stream.nalUnit(set));
         for (const Finding& finding : findings.all()) {
             text += textOf(finding) + "\n";
             EXPECT_TRUE(finding.element.empty() || finding.ulBit) << textOf(finding);

@@ -16,26 +16,6 @@ namespace {
 
 using Bytes = std::vector<unsigned char>;
 
-// Each set of the corpus once; the layers of a stream one after another.
-const std::vector<Bytes>& corpusSets()
-{
-    static const std::vector<Bytes> SETS = [] {
-        std::vector<Bytes> sets;
-        std::set<Bytes> known;
-        for (const std::string& name : syntaxStreamNames()) {
-            const SyntaxStream stream = syntaxStream(name);
-            for (const nlohmann::json& entry : stream.values.at("sets")) {
-                const std::span<const unsigned char> unit = stream.nalUnit(entry);
-                const Bytes bytes(unit.begin(), unit.end());
-                if (known.insert(bytes).second)
-                    sets.push_back(bytes);
-            }
-        }
-        return sets;
-    }();
-    return SETS;
-}
-
 // Of long sets, which are scaling lists mostly, every so many bits.
 std::size_t stepOf(const Bytes& set)
 {
@@ -45,7 +25,7 @@ std::size_t stepOf(const Bytes& set)
 TEST(ChecksCorruption, SetsThatAreCutAtAnyBitKeepThePromises)
 {
     CChecksPromises promises;
-    for (const Bytes& whole : corpusSets()) {
+    for (const Bytes& whole : distinctSetsOfCorpus()) {
         for (std::size_t uiBits = 0; uiBits < 8 * whole.size(); uiBits += stepOf(whole)) {
             Bytes cut(whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>((uiBits + 7) / 8));
             if (uiBits % 8 != 0)
@@ -59,7 +39,7 @@ TEST(ChecksCorruption, SetsThatAreCutAtAnyBitKeepThePromises)
 TEST(ChecksCorruption, SetsWithAnyBitTurnedKeepThePromises)
 {
     CChecksPromises promises;
-    for (const Bytes& whole : corpusSets()) {
+    for (const Bytes& whole : distinctSetsOfCorpus()) {
         for (std::size_t uiBit = 0; uiBit < 8 * whole.size(); uiBit += stepOf(whole)) {
             Bytes turned = whole;
             turned[uiBit / 8] = static_cast<unsigned char>(turned[uiBit / 8] ^ 0x80 >> uiBit % 8);

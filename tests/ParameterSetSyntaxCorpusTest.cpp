@@ -2,7 +2,9 @@
 // trace found (corpus/MANIFEST.md), and written back.
 
 #include <algorithm>
+#include <cstddef>
 #include <cstdint>
+#include <fstream>
 #include <map>
 #include <span>
 #include <string>
@@ -74,14 +76,17 @@ protected:
 TEST_P(SyntaxCorpus, IsTracedElementByElementAndWrittenBack)
 {
     const SyntaxStream stream = syntaxStream(GetParam());
-    const bool bFull = stream.values.at("trace") == "full";
+    std::ifstream file(H265_TEST_CORPUS "/" + GetParam() + ".json");
+    const json values = json::parse(file);
+    const bool bFull = values.at("trace") == "full";
     Context context;
     std::map<unsigned, VideoParameterSet> vpss;
     SequenceParameterSet sps;
     PictureParameterSet pps;
-    for (const json& traced : stream.values.at("sets")) {
+    for (std::size_t i = 0; i < stream.sets.size(); ++i) {
+        const json& traced = values.at("sets").at(i);
         SCOPED_TRACE(traced.at("name").get<std::string>() + " at " + std::to_string(traced.at("offset").get<int>()));
-        const std::span<const unsigned char> bytes = stream.nalUnit(traced);
+        const std::span<const unsigned char> bytes = stream.nalUnit(stream.sets[i]);
         const CNalUnit nalUnit(bytes);
         ASSERT_EQ(nalUnit.header().nal_unit_type, traced.at("nal_unit_type"));
         ASSERT_EQ(nalUnit.header().nuh_layer_id, traced.at("nuh_layer_id"));

@@ -17,26 +17,6 @@ namespace {
 
 using Bytes = std::vector<unsigned char>;
 
-// Each set of the corpus once; the layers of a stream one after another.
-const std::vector<Bytes>& corpusSets()
-{
-    static const std::vector<Bytes> SETS = [] {
-        std::vector<Bytes> sets;
-        std::set<Bytes> known;
-        for (const std::string& name : syntaxStreamNames()) {
-            const SyntaxStream stream = syntaxStream(name);
-            for (const nlohmann::json& entry : stream.values.at("sets")) {
-                const std::span<const unsigned char> unit = stream.nalUnit(entry);
-                const Bytes bytes(unit.begin(), unit.end());
-                if (known.insert(bytes).second)
-                    sets.push_back(bytes);
-            }
-        }
-        return sets;
-    }();
-    return SETS;
-}
-
 // Every bit of short sets; of others every so many, from another one for each set. With
 // H265_SYNTAX_ALL_BITS in the environment every bit of all, which takes minutes.
 std::size_t stepOf(const Bytes& set)
@@ -49,7 +29,7 @@ std::size_t stepOf(const Bytes& set)
 TEST(SyntaxCorruption, SetsThatAreCutAtAnyBitKeepThePromises)
 {
     CSyntaxPromises promises;
-    for (const Bytes& whole : corpusSets()) {
+    for (const Bytes& whole : distinctSetsOfCorpus()) {
         for (std::size_t uiBits = whole.back() % stepOf(whole); uiBits < 8 * whole.size(); uiBits += stepOf(whole)) {
             Bytes cut(whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>((uiBits + 7) / 8));
             if (uiBits % 8 != 0)
@@ -63,7 +43,7 @@ TEST(SyntaxCorruption, SetsThatAreCutAtAnyBitKeepThePromises)
 TEST(SyntaxCorruption, SetsWithAnyBitTurnedKeepThePromises)
 {
     CSyntaxPromises promises;
-    for (const Bytes& whole : corpusSets()) {
+    for (const Bytes& whole : distinctSetsOfCorpus()) {
         for (std::size_t uiBit = whole.back() % stepOf(whole); uiBit < 8 * whole.size(); uiBit += stepOf(whole)) {
             Bytes turned = whole;
             turned[uiBit / 8] = static_cast<unsigned char>(turned[uiBit / 8] ^ 0x80 >> uiBit % 8);

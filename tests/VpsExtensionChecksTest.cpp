@@ -17,7 +17,7 @@ VideoParameterSet layeredVps(const std::string& name, const std::string& changes
 {
     const SyntaxStream stream = syntaxStream(name);
     VideoParameterSet vps;
-    EXPECT_TRUE(read(vps, CNalUnit(stream.nalUnit(stream.values.at("sets").at(0)))));
+    EXPECT_TRUE(read(vps, CNalUnit(stream.nalUnit(stream.sets.at(0)))));
     return with(vps,
                 "profile_tier_level.general_level_idc=93 vps_extension.profile_tier_level[1].general_level_idc=93 "
                 "vps_extension.profile_tier_level[2].general_level_idc=93 " +

@@ -85,7 +85,7 @@ TEST(VpsOfSpsChecks, HoldTheCtbOfALayer)
 {
     const SyntaxStream stream = syntaxStream("mv_3view_ols");
     VideoParameterSet layers;
-    ASSERT_TRUE(read(layers, CNalUnit(stream.nalUnit(stream.values.at("sets").at(0)))));
+    ASSERT_TRUE(read(layers, CNalUnit(stream.nalUnit(stream.sets.at(0)))));
     SequenceParameterSet layer = sps();
     layer.nal_unit_header.nuh_layer_id = 1;
     layer.sps_video_parameter_set_id = layers.vps_video_parameter_set_id;

@@ -2,14 +2,10 @@
 
 #include <cstddef>
 #include <filesystem>
-#include <fstream>
-#include <stdexcept>
 #include <string>
 #include <vector>
 
 #include <gtest/gtest.h>
-#include <nlohmann/json.hpp>
-#include <stdlib.h>
 
 #include "H265psProgram.h"
 
@@ -17,71 +13,24 @@
 class H265psFiles : public testing::Test
 {
 protected:
-    H265psFiles()
-    {
-        std::string pattern = (std::filesystem::temp_directory_path() / "h265ps-XXXXXX").string();
-        if (::mkdtemp(pattern.data()) == nullptr)
-            throw std::runtime_error("no temporary directory");
-        m_directory = pattern;
-    }
-    ~H265psFiles() override { std::filesystem::remove_all(m_directory); }
+    H265psFiles();
+    ~H265psFiles() override;
 
-    std::string make(const std::string& name, const std::string& content) const
-    {
-        std::ofstream(m_directory / name, std::ios::binary) << content;
-        return (m_directory / name).string();
-    }
+    std::string make(const std::string& name, const std::string& content) const;
 
     std::filesystem::path m_directory;
 };
 
 /// NAL units of a corpus stream that are parameter sets, without their start codes.
-inline std::vector<std::string> parameterSetsOf(const std::string& name)
-{
-    const std::string stream = contentOf(CORPUS / (name + ".hevc"));
-    std::vector<std::string> units;
-    const auto trace = nlohmann::ordered_json::parse(contentOf(CORPUS / (name + ".json")));
-    for (const auto& set : trace["sets"])
-        units.push_back(stream.substr(set["offset"].get<std::size_t>(), set["size"].get<std::size_t>()));
-    return units;
-}
+std::vector<std::string> parameterSetsOf(const std::string& name);
 
 /// The units behind start codes of four bytes.
-inline std::string streamOf(const std::vector<std::string>& units)
-{
-    std::string stream;
-    for (const std::string& unit : units)
-        stream += std::string("\0\0\0\1", 4) + unit;
-    return stream;
-}
+std::string streamOf(const std::vector<std::string>& units);
 
-inline std::size_t countOf(const std::string& text, const std::string& part)
-{
-    std::size_t uiCount = 0;
-    for (std::size_t i = text.find(part); i != std::string::npos; i = text.find(part, i + part.size()))
-        ++uiCount;
-    return uiCount;
-}
-
-inline bool contains(const std::string& text, const std::string& part)
-{
-    return text.find(part) != std::string::npos;
-}
+std::size_t countOf(const std::string& text, const std::string& part);
+bool contains(const std::string& text, const std::string& part);
 
 /// The first lines of a text, newlines included.
-inline std::string firstLines(const std::string& text, std::size_t uiLines)
-{
-    std::size_t i = 0;
-    for (; uiLines != 0 && i != std::string::npos; --uiLines)
-        i = text.find('\n', i) == std::string::npos ? std::string::npos : text.find('\n', i) + 1;
-    return text.substr(0, i);
-}
-
+std::string firstLines(const std::string& text, std::size_t uiLines);
 /// The last lines of a text that ends with a newline.
-inline std::string lastLines(const std::string& text, std::size_t uiLines)
-{
-    std::size_t i = text.size();
-    for (; uiLines != 0 && i != 0; --uiLines)
-        i = i < 2 || text.rfind('\n', i - 2) == std::string::npos ? 0 : text.rfind('\n', i - 2) + 1;
-    return text.substr(i);
-}
+std::string lastLines(const std::string& text, std::size_t uiLines);

@@ -1,47 +1,36 @@
 #pragma once
 
-#include <algorithm>
-#include <filesystem>
-#include <fstream>
-#include <iterator>
+#include <cstddef>
 #include <span>
 #include <string>
 #include <vector>
 
-#include <nlohmann/json.hpp>
-
 namespace h265_test {
 
-/// A stream of the corpus and the values beside it.
+/// A stream of the corpus and where its parameter sets stand.
 struct SyntaxStream
 {
-    std::vector<unsigned char> bytes;
-    nlohmann::json values;
-
-    /// The NAL unit of an entry of "sets".
-    [[nodiscard]] std::span<const unsigned char> nalUnit(const nlohmann::json& set) const
+    struct Set
     {
-        return std::span(bytes).subspan(set.at("offset").get<std::size_t>(), set.at("size").get<std::size_t>());
+        std::size_t uiOffset; // of the NAL unit, behind its start code
+        std::size_t uiSize;
+    };
+
+    std::vector<unsigned char> bytes;
+    std::vector<Set> sets;
+
+    [[nodiscard]] std::span<const unsigned char> nalUnit(const Set& set) const
+    {
+        return std::span(bytes).subspan(set.uiOffset, set.uiSize);
     }
 };
 
-inline SyntaxStream syntaxStream(const std::string& name)
-{
-    const std::filesystem::path path = std::filesystem::path(H265_TEST_CORPUS) / name;
-    std::ifstream stream(path.string() + ".hevc", std::ios::binary);
-    std::ifstream values(path.string() + ".json");
-    return {{std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>()}, nlohmann::json::parse(values)};
-}
+SyntaxStream syntaxStream(const std::string& name);
 
-inline std::vector<std::string> syntaxStreamNames()
-{
-    std::vector<std::string> names;
-    for (const auto& entry : std::filesystem::directory_iterator(H265_TEST_CORPUS)) {
-        if (entry.path().extension() == ".hevc")
-            names.push_back(entry.path().stem());
-    }
-    std::ranges::sort(names);
-    return names;
-}
+/// The names of all of them, in alphabetical order.
+std::vector<std::string> syntaxStreamNames();
+
+/// Each set of the corpus once; the layers of a stream one after another.
+const std::vector<std::vector<unsigned char>>& distinctSetsOfCorpus();
 
 } // namespace h265_test
