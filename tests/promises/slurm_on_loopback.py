@@ -39,7 +39,11 @@ PartitionName=all Nodes=ALL Default=YES State=UP
 
 
 class CannotStart(Exception):
-    """Why this machine has no cluster."""
+    """Why this machine has no daemon of the kind."""
+
+
+class GaveUp(Exception):
+    """What did not happen, and what the daemons said."""
 
 
 def free_ports(count):
@@ -66,8 +70,10 @@ class SlurmCluster:
             raise CannotStart(f"no {', '.join(gone)} (packages slurm-wlm, munge)")
         try:
             self.start()
-        except BaseException:
+        except BaseException as reason:
             self.stop()
+            if isinstance(reason, GaveUp):
+                raise CannotStart(reason) from reason
             raise
         return self
 
@@ -99,13 +105,13 @@ class SlurmCluster:
             self.daemons.append(subprocess.Popen(command, env=self.environment, stdin=subprocess.DEVNULL,
                                                  stdout=output, stderr=subprocess.STDOUT))
 
-    def wait_for(self, what, is_there, seconds=60):
+    def wait_for(self, what, is_there, seconds=60, may_die=False):
         end = time.monotonic() + seconds
         while not is_there():
-            died = any(daemon.poll() is not None for daemon in self.daemons)
+            died = not may_die and any(daemon.poll() is not None for daemon in self.daemons)
             if died or time.monotonic() > end:
                 said = "".join(path.read_text(errors="replace")[-600:] for path in sorted(self.folder.glob("*.out")))
-                raise CannotStart(f"{what} does not {'stay' if died else 'get ready'}: {said}")
+                raise GaveUp(f"{what}: {'a daemon ended' if died else 'waited for too long'}: {said}")
             time.sleep(0.1)
 
     def run(self, *command):
@@ -115,6 +121,18 @@ class SlurmCluster:
 
     def wait_until_idle(self):
         self.wait_for("the queue", lambda: self.run("squeue", "--noheader") == "", 120)
+
+    def lose_node(self):
+        """Waits until a node says in the file `lost` that it is, and has Slurm know without its minutes of patience."""
+        lost = self.folder / "lost"
+        self.wait_for("a node that is lost", lost.exists, may_die=True)
+        node = lost.read_text().strip()
+        self.daemons.pop(NODES.index(node) - len(NODES)).wait()
+        self.run("scontrol", "update", f"nodename={node}", "state=down", "reason=lost")
+        self.wait_for("the lost task in the queue",
+                      lambda: "BeginTime" in (self.run("squeue", "--noheader", "--format=%r") or ""))
+        for job in self.run("squeue", "--noheader", "--format=%A").split():
+            self.run("scontrol", "update", f"jobid={job}", "starttime=now")
 
     def stop(self):
         for daemon in reversed(self.daemons):
