@@ -11,7 +11,7 @@ install(TARGETS h265ps_Export ${H265PS_LIBRARIES} ${H265PS_INTERFACES} EXPORT H2
     FILE_SET HEADERS DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/h265ps)
 install(EXPORT H265ParameterSetsTargets NAMESPACE H265ParameterSets::
     DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/H265ParameterSets)
-if(TARGET h265ps_ContainerHost)
+if(TARGET h265ps_ContainerHost AND H265PS_WITH_ZLIB)
     set(H265PS_FIND_ZLIB "find_dependency(ZLIB)")
 endif()
 configure_package_config_file(cmake/H265ParameterSetsConfig.cmake.in

@@ -5,16 +5,12 @@
 #include <cstring>
 #include <utility>
 
-#include <zlib.h>
-
 #include "BoxWalk.h"
+#include "MatroskaPacking.h"
 
 namespace h265_container {
 
 namespace {
-
-// Bytes of a frame that are unpacked; a picture of 8K without compression has 100 MB, which nobody packs.
-constexpr std::size_t MAX_UNPACKED_BYTES = std::size_t{16} << 20;
 
 // Numbers of elements: RFC 9559 5.1.4.
 enum EId : std::uint32_t
@@ -36,78 +32,6 @@ enum EId : std::uint32_t
 };
 
 using Bytes = std::vector<unsigned char>;
-
-// What is unpacked counts for as much of the file as the packed bytes.
-class CUnpackedSource : public CRandomSource
-{
-public:
-    CUnpackedSource(const CRandomSource& file, const Bytes& bytes) : m_file(file), m_bytes(bytes) {}
-
-    std::size_t read(std::uint64_t ulOffset, std::span<unsigned char> to) override
-    {
-        const std::size_t uiBegin = static_cast<std::size_t>(std::min<std::uint64_t>(ulOffset, m_bytes.size()));
-        const std::size_t uiCount = std::min(to.size(), m_bytes.size() - uiBegin);
-        std::copy_n(m_bytes.begin() + static_cast<std::ptrdiff_t>(uiBegin), uiCount, to.begin());
-        return uiCount;
-    }
-    [[nodiscard]] std::optional<std::uint64_t> size() const override { return m_file.size(); }
-
-private:
-    const CRandomSource& m_file;
-    const Bytes& m_bytes;
-};
-
-// A frame whose first bytes stand with the track only.
-class CStrippedSource : public CRandomSource
-{
-public:
-    CStrippedSource(CRandomSource& file, const Bytes& header, std::uint64_t ulOffset)
-        : m_file(file), m_header(header), m_ulOffset(ulOffset)
-    {}
-
-    std::size_t read(std::uint64_t ulOffset, std::span<unsigned char> to) override
-    {
-        const std::size_t uiBegin = static_cast<std::size_t>(std::min<std::uint64_t>(ulOffset, m_header.size()));
-        const std::size_t uiCount = std::min(to.size(), m_header.size() - uiBegin);
-        std::copy_n(m_header.begin() + static_cast<std::ptrdiff_t>(uiBegin), uiCount, to.begin());
-        if (uiCount == to.size())
-            return uiCount;
-        return uiCount + m_file.read(m_ulOffset + ulOffset + uiCount - m_header.size(), to.subspan(uiCount));
-    }
-    [[nodiscard]] std::optional<std::uint64_t> size() const override { return m_file.size(); }
-
-private:
-    CRandomSource& m_file;
-    const Bytes& m_header;
-    const std::uint64_t m_ulOffset;
-};
-
-// RFC 1950. What could be unpacked in front of an error is kept; false tells of one.
-bool unpack(CRandomSource& source, std::uint64_t ulOffset, std::uint64_t ulSize, Bytes& to)
-{
-    z_stream stream = {};
-    if (inflateInit(&stream) != Z_OK)
-        return false;
-    std::array<unsigned char, 4096> aucPacked;
-    std::array<unsigned char, 16384> aucPiece;
-    int iResult = Z_OK;
-    while (iResult == Z_OK && to.size() < MAX_UNPACKED_BYTES) {
-        if (stream.avail_in == 0) {
-            const auto uiAsked = static_cast<std::size_t>(std::min<std::uint64_t>(aucPacked.size(), ulSize));
-            const std::size_t uiRead = source.read(ulOffset, std::span(aucPacked).first(uiAsked));
-            ulOffset += uiRead;
-            ulSize -= uiRead;
-            stream.next_in = aucPacked.data();
-            stream.avail_in = static_cast<unsigned>(uiRead);
-        }
-        stream.next_out = aucPiece.data();
-        stream.avail_out = static_cast<unsigned>(aucPiece.size());
-        iResult = inflate(&stream, Z_NO_FLUSH);
-        to.insert(to.end(), aucPiece.begin(), aucPiece.end() - static_cast<std::ptrdiff_t>(stream.avail_out));
-    }
-    (void)inflateEnd(&stream); // it has nothing to fail with
-    return iResult == Z_STREAM_END;
-}
 
 std::string textOf(const Bytes& bytes)
 {
@@ -268,12 +192,12 @@ void unpackPrivate(CUnitOutput& output, CRandomSource& source, MatroskaTrack& tr
         track.codecPrivate.insert(track.codecPrivate.end(), bytes.begin(), bytes.end());
         return;
     }
-    if (!unpack(source, element.ulContent, element.contentSize(), track.codecPrivate))
+    if (const char* const pReason = unpack(source, element.ulContent, element.contentSize(), track.codecPrivate))
         output.finding({ESeverity::Error,
                         "Segment/Tracks/TrackEntry/CodecPrivate",
                         element.ulOffset,
                         track.ulTrack,
-                        "cannot be unpacked to its end: it is no zlib stream, damaged, or too large"});
+                        std::string("cannot be unpacked to its end: ") + pReason});
     if (track.codecPrivate.size() > MAX_CONFIGURATION_BYTES)
         track.codecPrivate.resize(MAX_CONFIGURATION_BYTES + 1);
     track.codecPrivate.shrink_to_fit();
@@ -465,13 +389,13 @@ void deliverMatroskaFrame(CUnitOutput& output, CRandomSource& source, MatroskaTr
         return;
     }
     Bytes unpacked;
-    if (!unpack(source, ulOffset, ulSize, unpacked))
+    if (const char* const pReason = unpack(source, ulOffset, ulSize, unpacked))
         output.findingFew(FEW_DAMAGED_FRAMES,
                           {ESeverity::Error,
                            placeText(place),
                            ulOffset,
                            track.ulTrack,
-                           "cannot be unpacked to its end: it is no zlib stream, damaged, or too large"});
+                           std::string("cannot be unpacked to its end: ") + pReason});
     CUnpackedSource whole(source, unpacked);
     deliverUnits(output, whole, track, place, 0, unpacked.size(), false);
 }
