@@ -11,6 +11,8 @@ namespace {
 
 std::uint64_t zerosAtEnd(std::span<const unsigned char> bytes)
 {
+    if (!bytes.empty() && bytes.back() != 0)
+        return 0; // nearly always
     const auto last = std::find_if(bytes.rbegin(), bytes.rend(), [](unsigned char c) { return c != 0; });
     return static_cast<std::uint64_t>(last - bytes.rbegin());
 }
@@ -62,16 +64,18 @@ void CElementaryUnits::append(CUnitOutput& output, std::span<const unsigned char
     if (m_ulSize == 0) {
         m_place = place;
         m_ulFileOffset = ulFileOffset;
+        const bool bSet = h265_stream::isParameterSet(bytes[0] >> 1 & 0x3f);
+        m_uiMost = bSet ? MAX_ELEMENTARY_SET_BYTES : UNIT_HEAD_BYTES;
     } else
         m_ulFileOffset.reset();
     m_ulSize += bytes.size();
     const std::uint64_t ulZeros = zerosAtEnd(bytes);
     m_ulUnitZeros = ulZeros == bytes.size() ? m_ulUnitZeros + ulZeros : ulZeros;
-    const unsigned char ucFirst = m_bytes.empty() ? bytes[0] : m_bytes[0];
-    const bool bSet = h265_stream::isParameterSet(ucFirst >> 1 & 0x3f);
-    const std::size_t uiMost = bSet ? MAX_ELEMENTARY_SET_BYTES : UNIT_HEAD_BYTES;
-    const std::size_t uiKept = std::min(bytes.size(), uiMost - std::min(uiMost, m_bytes.size()));
+    if (m_bytes.size() == m_uiMost)
+        return; // its head, which says all, is there
+    const std::size_t uiKept = std::min(bytes.size(), m_uiMost - m_bytes.size());
     m_bytes.insert(m_bytes.end(), bytes.begin(), bytes.begin() + static_cast<std::ptrdiff_t>(uiKept));
+    const unsigned char ucFirst = m_bytes[0];
     const bool bSlice = (ucFirst & 0x80) == 0 && (ucFirst >> 1 & 0x3f) < h265_stream::VPS_NUT;
     if (output.isHead() && bSlice && m_bytes.size() >= h265_stream::NAL_UNIT_HEADER_BYTES && !m_bDelivered) {
         m_bDelivered = true; // its end is not waited for

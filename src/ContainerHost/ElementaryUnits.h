@@ -34,6 +34,7 @@ private:
     UnitPlace m_place;
     std::optional<std::uint64_t> m_ulFileOffset; // none when it reaches over pieces
     std::vector<unsigned char> m_bytes;          // kept of the open unit
+    std::size_t m_uiMost = 0;                    // of these
     std::uint64_t m_ulSize = 0;                  // all of its bytes
     std::uint64_t m_ulUnitZeros = 0;             // at its end
     std::uint64_t m_ulZeros = 0;                 // at the end of what came, which can begin a start code

@@ -92,10 +92,13 @@ private:
     const Window& windowAt(std::uint64_t ulOffset)
     {
         const std::uint64_t ulBegin = ulOffset - ulOffset % WINDOW_BYTES;
+        if (m_pLast->uiFilled != 0 && m_pLast->ulOffset == ulBegin)
+            return *m_pLast; // nearly always
         Window* pOldest = &m_windows.front();
         for (Window& window : m_windows) {
             if (window.uiFilled != 0 && window.ulOffset == ulBegin) {
                 window.ulUsed = ++m_ulUses;
+                m_pLast = &window;
                 return window;
             }
             if (window.ulUsed < pOldest->ulUsed)
@@ -107,6 +110,7 @@ private:
         pOldest->ulOffset = ulBegin;
         pOldest->uiFilled = uiCount;
         pOldest->ulUsed = ++m_ulUses;
+        m_pLast = pOldest;
         return *pOldest;
     }
 
@@ -132,6 +136,7 @@ private:
     const std::uint64_t m_ulSize;
     std::uint64_t m_ulUses = 0;
     std::vector<Window> m_windows{WINDOWS};
+    Window* m_pLast = &m_windows.front();
 };
 
 class CForwardSource : public CRandomSource

@@ -9,7 +9,6 @@ namespace h265_container {
 
 namespace {
 
-constexpr unsigned char SYNC_BYTE = 0x47;
 constexpr std::array<std::size_t, 3> PACKET_SIZES = {188, 192, 204};
 constexpr std::size_t LARGEST_PACKET = 204;
 
@@ -55,7 +54,7 @@ bool CTransportPackets::isSync(std::size_t uiFirst, std::size_t uiPacket, std::s
     const std::span<const unsigned char> bytes = ahead();
     std::size_t uiSeen = 0;
     for (std::size_t i = uiFirst; uiSeen < uiPackets && i < bytes.size(); i += uiPacket, ++uiSeen) {
-        if (bytes[i] != SYNC_BYTE)
+        if (bytes[i] != TS_SYNC_BYTE)
             return false;
     }
     return uiSeen >= 2 || (uiSeen == 1 && bytes.size() - uiFirst >= TS_PACKET_BYTES);
@@ -81,7 +80,7 @@ bool CTransportPackets::synchronise()
     const std::uint64_t ulFrom = m_ulBufferOffset + m_uiPosition;
     const std::size_t uiPackets = m_uiPacketBytes == 0 ? SURE_PACKETS : SURE_AGAIN_PACKETS;
     while (ensure(uiPackets * LARGEST_PACKET) || m_uiPosition < m_uiFilled) {
-        if (ahead()[0] == SYNC_BYTE) {
+        if (ahead()[0] == TS_SYNC_BYTE) {
             for (const std::size_t uiPacket : PACKET_SIZES) {
                 if ((m_uiPacketBytes != 0 && uiPacket != m_uiPacketBytes) || !isSync(0, uiPacket, uiPackets))
                     continue;
@@ -93,7 +92,8 @@ bool CTransportPackets::synchronise()
             }
         }
         const auto bytes = ahead().subspan(1);
-        m_uiPosition += 1 + static_cast<std::size_t>(std::find(bytes.begin(), bytes.end(), SYNC_BYTE) - bytes.begin());
+        m_uiPosition +=
+            1 + static_cast<std::size_t>(std::find(bytes.begin(), bytes.end(), TS_SYNC_BYTE) - bytes.begin());
     }
     if (m_ulBufferOffset + m_uiPosition != ulFrom)
         m_output.finding({ESeverity::Error,
@@ -105,7 +105,8 @@ bool CTransportPackets::synchronise()
     return false;
 }
 
-std::optional<TransportPacket> CTransportPackets::next()
+// The next packet, behind the one that was last.
+bool CTransportPackets::search(TransportPacket& packet)
 {
     if (m_ulPackets != 0 && m_bSynchronised) {
         // What stands between packets: the last one may lack it.
@@ -121,16 +122,17 @@ std::optional<TransportPacket> CTransportPackets::next()
                               m_ulBufferOffset + m_uiPosition,
                               std::nullopt,
                               "the last packet is cut: it has " + std::to_string(uiLeft) + " bytes"});
-        return std::nullopt;
+        return false;
     }
-    if (!m_bSynchronised || ahead()[0] != SYNC_BYTE) {
+    if (!m_bSynchronised || ahead()[0] != TS_SYNC_BYTE) {
         m_bSynchronised = false;
         if (!synchronise())
-            return std::nullopt;
+            return false;
         if (!ensure(TS_PACKET_BYTES))
-            return std::nullopt;
+            return false;
     }
-    return TransportPacket{ahead().first(TS_PACKET_BYTES), m_ulBufferOffset + m_uiPosition, ++m_ulPackets};
+    packet = here();
+    return true;
 }
 
 } // namespace h265_container

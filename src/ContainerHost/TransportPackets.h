@@ -2,7 +2,6 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <optional>
 #include <span>
 #include <vector>
 
@@ -13,12 +12,14 @@ namespace h265_container {
 /// ITU-T H.222.0 2.4.3.2: bytes of a packet from its sync byte on, whatever stands between packets.
 inline constexpr std::size_t TS_PACKET_BYTES = 188;
 
+inline constexpr unsigned char TS_SYNC_BYTE = 0x47;
+
 /// A packet with its place.
 struct TransportPacket
 {
     std::span<const unsigned char> bytes; // TS_PACKET_BYTES, valid until the next call
-    std::uint64_t ulOffset;               // of the sync byte in the file
-    std::uint64_t ulNumber;               // from 1
+    std::uint64_t ulOffset = 0;           // of the sync byte in the file
+    std::uint64_t ulNumber = 0;           // from 1
 };
 
 /// The packets of a file: of 188 bytes, 192 with a time in front, 204 with check bytes behind. They may begin
@@ -28,9 +29,26 @@ class CTransportPackets
 public:
     CTransportPackets(CRandomSource& source, CUnitOutput& output);
 
-    std::optional<TransportPacket> next();
+    /// False at the end.
+    [[nodiscard]] bool next(TransportPacket& packet)
+    {
+        // Nearly always: behind the packet stands the next one, and another.
+        if (m_bSynchronised && m_uiPosition + 2 * m_uiPacketBytes <= m_uiFilled &&
+            m_buffer[m_uiPosition + m_uiPacketBytes] == TS_SYNC_BYTE) {
+            m_uiPosition += m_uiPacketBytes;
+            packet = here();
+            return true;
+        }
+        return search(packet);
+    }
 
 private:
+    [[nodiscard]] TransportPacket here()
+    {
+        return {
+            std::span(m_buffer).subspan(m_uiPosition, TS_PACKET_BYTES), m_ulBufferOffset + m_uiPosition, ++m_ulPackets};
+    }
+    [[nodiscard]] bool search(TransportPacket& packet);
     bool ensure(std::size_t uiBytes);
     [[nodiscard]] std::span<const unsigned char> ahead() const;
     [[nodiscard]] bool isSync(std::size_t uiFirst, std::size_t uiPacket, std::size_t uiPackets) const;

@@ -69,7 +69,7 @@ struct PidStream
     bool bPesHeader = false; // one is being collected
     bool bPesBroken = false; // until the next one begins
     std::vector<unsigned char> pesHeader;
-    std::optional<double> time; // of the PES packet
+    UnitPlace place; // with the time of the PES packet
     CElementaryUnits units;
 };
 
@@ -144,9 +144,14 @@ private:
     [[nodiscard]] bool isDone() const;
     PidStream& streamOf(std::uint16_t uiPid)
     {
-        if (!m_streams[uiPid])
-            m_streams[uiPid] = std::make_unique<PidStream>();
-        return *m_streams[uiPid];
+        std::unique_ptr<PidStream>& pStream = m_streams[uiPid];
+        if (!pStream) {
+            pStream = std::make_unique<PidStream>();
+            pStream->place.ulTrack = uiPid;
+            pStream->place.holder = "PID";
+            pStream->place.part = "packet";
+        }
+        return *pStream;
     }
 
     CRandomSource& m_source;
@@ -161,11 +166,11 @@ void CTransportReader::read()
 {
     CTransportPackets packets(m_source, m_output);
     while (!m_output.isStopped() && !isDone()) {
-        const auto packet = packets.next();
-        if (!packet)
+        TransportPacket packet;
+        if (!packets.next(packet))
             break;
-        m_ulPackets = packet->ulNumber;
-        readPacket(*packet);
+        m_ulPackets = packet.ulNumber;
+        readPacket(packet);
     }
     for (const std::uint16_t uiPid : m_h265) {
         if (!m_output.isTrackDone(uiPid))
@@ -262,14 +267,11 @@ void CTransportReader::readPes(PidStream& stream, const PacketHeader& header, co
         lookAtUnknown(stream, header.uiPid, payload);
     if (!stream.bH265)
         return;
-    UnitPlace place;
-    place.ulTrack = header.uiPid;
-    place.holder = "PID";
-    place.part = "packet";
-    place.ulPart = packet.ulNumber;
-    place.time = stream.time;
-    stream.units.feed(
-        m_output, payload, place, packet.ulOffset + static_cast<std::uint64_t>(payload.data() - packet.bytes.data()));
+    stream.place.ulPart = packet.ulNumber;
+    stream.units.feed(m_output,
+                      payload,
+                      stream.place,
+                      packet.ulOffset + static_cast<std::uint64_t>(payload.data() - packet.bytes.data()));
 }
 
 // 2.4.3.6: collects the header, which can reach over packets; what stands behind it.
@@ -303,7 +305,7 @@ Bytes CTransportReader::takePesHeader(PidStream& stream, Bytes payload, const Tr
     if (!take(FIXED_BYTES + pes[8]))
         return {};
     stream.bPesHeader = false;
-    stream.time = presentationTime(stream.pesHeader);
+    stream.place.time = presentationTime(stream.pesHeader);
     return payload;
 }
 

@@ -33,7 +33,7 @@ public:
     void stop() { m_bStopped = true; }
 
     /// A head run has seen the track's first slice segment.
-    [[nodiscard]] bool isTrackDone(std::uint64_t ulTrack) const { return m_done.contains(ulTrack); }
+    [[nodiscard]] bool isTrackDone(std::uint64_t ulTrack) const { return m_options.bHead && m_done.contains(ulTrack); }
 
     void track(const ContainerTrack& track) { m_sink.onTrack(track); }
     void claims(const ContainerClaims& claims) { m_sink.onClaims(claims); }
