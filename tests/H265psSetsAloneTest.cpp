@@ -170,6 +170,8 @@ TEST_F(H265psSetsAlone, AreTracksOfTheirOwnInADescription)
     EXPECT_EQ(document["tracks"][1]["codec"], "opus");
     EXPECT_EQ(document["parameter_sets"].size(), 2U);
     EXPECT_EQ(document["parameter_sets"][1]["track"], 3);
+    EXPECT_EQ(document["parameter_sets"][0]["place"], "media 1, sprop-pps");
+    EXPECT_EQ(document["parameter_sets"][1]["place"], "media 3, sprop-pps");
     const std::string none = make("none.sdp", "v=0\nm=audio 1 RTP/AVP 97\na=rtpmap:97 opus/48000\n");
     const ChildResult result = h265ps({none});
     EXPECT_EQ(result.iExitCode, 2);

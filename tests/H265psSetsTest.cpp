@@ -1,3 +1,4 @@
+#include <cstdint>
 #include <filesystem>
 #include <regex>
 #include <string>
@@ -82,7 +83,7 @@ TEST_F(H265psSets, ASetWithForbiddenZeroBitIsNotRead)
     sets.push_back(sets[1]);
     sets.back()[0] = '\xc2';
     const std::string file = make("forbidden", streamOf(sets));
-    const std::size_t uiOffset = fs::file_size(file) - sets.back().size();
+    const std::uintmax_t uiOffset = fs::file_size(file) - sets.back().size();
     const ChildResult text = h265ps({file});
     EXPECT_EQ(text.iExitCode, 1);
     EXPECT_TRUE(contains(text.output, "NOT READ: damaged: forbidden_zero_bit is set"));

@@ -241,8 +241,8 @@ protected:
         std::string stream;
         while (stream.size() < (std::size_t{100} << 10))
             stream += SETS.substr(0, 120);
-        m_ulSize = std::uint64_t{2} << 20;
-        stream.resize(m_ulSize, 'x');
+        stream.resize(std::size_t{2} << 20, 'x');
+        m_ulSize = stream.size();
         std::ofstream(m_name, std::ios::binary) << stream;
         m_pChild.emplace(PROGRAM, std::vector<std::string>{"--all", m_name});
         EXPECT_TRUE(m_pChild->shows("SPS"));

@@ -34,16 +34,16 @@ struct ContainerTrack
     bool bSetsAlone = false;           // without pictures: nothing counts as missing
 };
 
-/// Where a NAL unit stands, for people.
+/// Where a NAL unit stands, for people. It is kept beyond the reading of its file: what it views is constant.
 struct UnitPlace
 {
     std::uint64_t ulTrack = 0;
-    std::string_view holder;        // "track", "item", "PID" or "media"; empty of sets that stand alone
-    std::string_view configuration; // "hvcC", "lhvC", "CodecPrivate", "sprop-vps" …; empty in the stream itself
-    unsigned uiDescription = 0;     // sample description from 1 of several, else 0
-    std::string_view part;          // "sample", "frame", "packet" or "set"; empty where there are no such
-    std::uint64_t ulPart = 0;       // which, from 1
-    std::optional<double> time;     // seconds: composition time, block time or PTS
+    std::string_view holder;    // "track", "item", "PID" or "media"; empty of sets that stand alone
+    std::string configuration;  // "hvcC", "lhvC", "CodecPrivate", "sprop-vps" …; empty in the stream itself
+    unsigned uiDescription = 0; // sample description from 1 of several, else 0
+    std::string_view part;      // "sample", "frame", "packet" or "set"; empty where there are no such
+    std::uint64_t ulPart = 0;   // which, from 1
+    std::optional<double> time; // seconds: composition time, block time or PTS
 };
 
 /// "track 1, hvcC", "track 1, sample 17 at 0.68 s", "item 3", "PID 256, packet 12 at 1.48 s", "media 1, sprop-sps",

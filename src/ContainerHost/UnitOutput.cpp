@@ -40,7 +40,7 @@ std::string placeText(const UnitPlace& place)
     if (!place.holder.empty())
         text = std::string(place.holder) + ' ' + std::to_string(place.ulTrack);
     if (!place.configuration.empty())
-        text += (text.empty() ? "" : ", ") + std::string(place.configuration);
+        text += (text.empty() ? "" : ", ") + place.configuration;
     if (place.uiDescription != 0)
         text += (place.configuration.empty() ? ", sample description " : " of sample description ") +
                 std::to_string(place.uiDescription);

@@ -80,7 +80,7 @@ std::vector<unsigned char> cutBehind(TSet set, std::string_view change, const TC
     const Located place = locate(set, change.substr(0, uiEquals), std::nullopt);
     EXPECT_NE(place.ulBit, UINT64_MAX) << change;
     std::string bits;
-    for (std::uint64_t i = 0; i < place.ulBit && place.ulBit != UINT64_MAX; ++i)
+    for (std::size_t i = 0; i < place.ulBit && place.ulBit != UINT64_MAX; ++i)
         bits += (whole.rbsp()[i / 8] >> (7 - i % 8) & 1) != 0 ? '1' : '0';
     const std::uint64_t ulCode = std::stoull(std::string(change.substr(uiEquals + 1))) + 1;
     const auto iLength = static_cast<int>(std::bit_width(ulCode));
