@@ -30,6 +30,8 @@ set(CPACK_DEBIAN_PYTHON_PACKAGE_NAME python3-h265ps)
 set(CPACK_DEBIAN_PYTHON_PACKAGE_SECTION python)
 set(CPACK_DEBIAN_PYTHON_PACKAGE_ARCHITECTURE all)
 set(CPACK_DEBIAN_PYTHON_PACKAGE_DEPENDS "libh265ps0 (>= ${PROJECT_VERSION}), python3, python3-cffi, python3-numpy")
+set(CPACK_DEBIAN_PYTHON_PACKAGE_CONTROL_EXTRA # what Python compiled goes with it
+    ${CMAKE_CURRENT_LIST_DIR}/debian/python/postinst ${CMAKE_CURRENT_LIST_DIR}/debian/python/prerm)
 if(TARGET h265ps_c)
     # Part of the packages alone: elsewhere pip installs it.
     install(FILES python/src/h265ps/__init__.py python/src/h265ps/_library.py python/src/h265ps/py.typed
