@@ -14,7 +14,7 @@ from setuptools.command.build_py import build_py
 HERE = pathlib.Path(__file__).resolve().parent
 ROOT = HERE.parent
 OPTIONS = ["-DCMAKE_BUILD_TYPE=Release", "-DH265PS_BUILD_TESTS=OFF", "-DH265PS_BUILD_FUZZERS=OFF",
-           "-DH265PS_BUILD_EXAMPLES=OFF", "-DH265PS_INSTALL=OFF"]
+           "-DH265PS_BUILD_EXAMPLES=OFF"]
 
 
 class BuildWithLibrary(build_py):
@@ -27,7 +27,7 @@ class BuildWithLibrary(build_py):
         shutil.copy(ROOT / "interfaces/c/h265ps.h", package)
         if os.environ.get("H265PS_SYSTEM_LIBRARY"):
             return
-        build = HERE / "build" / "library"
+        build = ROOT / "build" / "run"  # that of ./run, which has most of it
         generator = ["-G", "Ninja"] if shutil.which("ninja") else []
         subprocess.run(["cmake", "-S", ROOT, "-B", build, *generator, *OPTIONS], check=True)
         subprocess.run(["cmake", "--build", build, "--target", "h265ps_c", "--parallel", str(os.cpu_count())], check=True)
