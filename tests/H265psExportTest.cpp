@@ -133,6 +133,8 @@ TEST_F(H265psExport, SaysWhatIsMissing)
         std::vector<std::string> arguments;
         std::string error;
     } aCases[] = {
+        {{"in.hevc", "--as", "hex", "-o", "a", "-o", "b"},
+         "--output: may be given once only (h265ps export --help shows the usage)"},
         {{"in.hevc"}, "--as is required (h265ps export --help shows the usage)"},
         {{"--as", "hex"}, "no file is given (h265ps export --help shows the usage)"},
         {{"none", "--as", "hex"}, "none: No such file or directory"},

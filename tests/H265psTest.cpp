@@ -87,6 +87,8 @@ TEST_F(H265ps, AnOptionGivenTwiceIsNamed)
               "h265ps: error: --id: may be given once only (--help shows the usage)\n");
     EXPECT_EQ(h265ps({"--json=3", "hm_ldb.hevc"}).error,
               "h265ps: error: --json: takes no value (--help shows the usage)\n");
+    EXPECT_EQ(h265ps({"--type", "sei", "hm_ldb.hevc"}).error,
+              "h265ps: error: --type: 'sei' is not one of vps, sps, pps (--help shows the usage)\n");
 }
 
 // -- options

@@ -1,9 +1,8 @@
 #include "CheckReport.h"
 
-#include <fmt/format.h>
-
 #include "ErrorLine.h"
 #include "FindingText.h"
+#include "FormattedText.h"
 #include "JsonSet.h"
 #include "TextOutput.h"
 
@@ -41,11 +40,11 @@ void CCheckReport::tell(const FileFinding& finding)
         return writeFinding(finding, m_json);
     std::string line = m_file;
     if (finding.ulOffset)
-        line += fmt::format(":{}", *finding.ulOffset);
+        line += formatted(":{}", *finding.ulOffset);
     else if (!finding.place.empty())
         line += ": " + finding.place;
     if (finding.finding.ulBit)
-        line += fmt::format("{}{}", finding.ulOffset ? "." : ", bit ", *finding.finding.ulBit);
+        line += formatted("{}{}", finding.ulOffset ? "." : ", bit ", *finding.finding.ulBit);
     m_output.append(line + ": " + findingText(finding) + "\n");
 }
 

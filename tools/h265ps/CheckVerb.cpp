@@ -35,11 +35,11 @@ int runCheck(std::span<char* const> arguments, COutputStream& output)
 {
     Options options;
     CCommandLine commandLine(USAGE);
-    addFiles(commandLine.app(), options);
-    addSets(commandLine.app(), options);
-    addReading(commandLine.app(), options);
-    addJson(commandLine.app(), options);
-    if (const std::optional<EarlyEnd> end = commandLine.parseFiles(arguments, options))
+    addFiles(commandLine, options);
+    addSets(commandLine, options);
+    addReading(commandLine, options);
+    addJson(commandLine, options);
+    if (const std::optional<EarlyEnd> end = parseFiles(commandLine, arguments, options))
         return endEarly(*end, output);
     options.bDecoder = false;
     CCheckReport report(output, options.bJson);

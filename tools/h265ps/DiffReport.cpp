@@ -4,9 +4,8 @@
 #include <string_view>
 #include <utility>
 
-#include <fmt/format.h>
-
 #include "ElementMeanings.h"
+#include "FormattedText.h"
 
 namespace h265ps {
 
@@ -22,7 +21,7 @@ std::string valueText(const StreamDifference& difference, const std::optional<st
         return "none";
     const std::string_view name = std::string_view(difference.element).substr(0, difference.element.find('['));
     const std::string_view meaning = h265_syntax::meaningOf(name, *value);
-    return meaning.empty() ? fmt::format("{}", *value) : fmt::format("{} ({})", *value, meaning);
+    return meaning.empty() ? formatted("{}", *value) : formatted("{} ({})", *value, meaning);
 }
 
 void writeValue(CJsonWriter& json, std::string_view name, const std::optional<std::int64_t>& value)
@@ -108,9 +107,9 @@ void CDiffReport::writeText(const StreamDifference& difference)
 {
     std::string line = difference.set;
     if (difference.nuh_layer_id != 0)
-        line += fmt::format(" of layer {}", difference.nuh_layer_id);
+        line += formatted(" of layer {}", difference.nuh_layer_id);
     if (difference.uiContent != 0)
-        line += fmt::format(", content {}", difference.uiContent);
+        line += formatted(", content {}", difference.uiContent);
     switch (difference.eKind) {
     case EDifference::OnlyInA:
         line += ": only in the first stream";
@@ -123,12 +122,12 @@ void CDiffReport::writeText(const StreamDifference& difference)
         break;
     case EDifference::Element:
         line += difference.nuh_layer_id != 0 || difference.uiContent != 0 ? ": " : ".";
-        line += fmt::format("{}{}{}: {} -> {}",
-                            difference.structure,
-                            difference.structure.empty() ? "" : ".",
-                            difference.element,
-                            valueText(difference, difference.a),
-                            valueText(difference, difference.b));
+        line += formatted("{}{}{}: {} -> {}",
+                          difference.structure,
+                          difference.structure.empty() ? "" : ".",
+                          difference.element,
+                          valueText(difference, difference.a),
+                          valueText(difference, difference.b));
         break;
     }
     m_output.append(line + "\n");

@@ -6,8 +6,6 @@
 
 #include <unistd.h>
 
-#include <CLI/CLI.hpp>
-
 #include "DiffReport.h"
 #include "ErrorLine.h"
 #include "FileTracks.h"
@@ -134,12 +132,12 @@ int runDiff(std::span<char* const> arguments, COutputStream& output)
     std::vector<std::string> files;
     bool bJson = false;
     CCommandLine commandLine(USAGE);
-    commandLine.app().add_option("A B", files, "Two files: FILE, FILE@OFFSET, FILE#SET; one can be -");
-    commandLine.app().add_flag("--json", bJson, "Write one JSON document");
+    commandLine.addWords("A B", "Two files: FILE, FILE@OFFSET, FILE#SET; one can be -", files);
+    commandLine.addFlag("--json", "Write one JSON document", bJson);
     if (const std::optional<EarlyEnd> end = commandLine.parse(arguments))
         return endEarly(*end, output);
     if (files.size() != 2)
-        return endEarly({EXIT_FILE_ERROR, "", "two files are compared (h265ps diff --help shows the usage)"}, output);
+        return endEarly(commandLine.missing("two files are compared"), output);
     try {
         return diff(files, bJson, output);
     } catch (const h265_inspect::CDiffError& error) {

@@ -4,8 +4,6 @@
 #include <utility>
 #include <vector>
 
-#include <CLI/CLI.hpp>
-
 #include "ContainerEdit.h"
 #include "ErrorLine.h"
 #include "FileKind.h"
@@ -59,12 +57,13 @@ struct EditArguments
     bool bForce = false;
 };
 
-void declareOptions(CLI::App& app, EditArguments& arguments)
+void declareOptions(CCommandLine& commandLine, EditArguments& arguments)
 {
-    app.add_option("IN", arguments.in, "The stream to read; - is standard input")->type_name("");
-    app.add_option("SET", arguments.settings, "What to change; without a setting OUT is a copy")->type_name("");
-    app.add_option("-o,--output", arguments.out, "The file to write")->type_name("OUT")->required();
-    app.add_flag("--force", arguments.bForce, "Write what would be refused all the same");
+    commandLine.addWord("IN", "The stream to read; - is standard input", arguments.in);
+    commandLine.addWords("SET", "What to change; without a setting OUT is a copy", arguments.settings);
+    commandLine.addRequiredValue({"-o,--output", "OUT", "The file to write"},
+                                 [&arguments](const std::string& file) { arguments.out = file; });
+    commandLine.addFlag("--force", "Write what would be refused all the same", arguments.bForce);
 }
 
 void tell(const EditArguments& arguments, const h265_inspect::EditMessage& message, std::string_view kind,
@@ -133,11 +132,11 @@ int runEdit(std::span<char* const> arguments, COutputStream& output)
 {
     EditArguments wanted;
     CCommandLine commandLine(USAGE);
-    declareOptions(commandLine.app(), wanted);
+    declareOptions(commandLine, wanted);
     if (const std::optional<EarlyEnd> end = commandLine.parse(arguments))
         return endEarly(*end, output);
     if (wanted.in.empty())
-        return endEarly({EXIT_FILE_ERROR, "", "no file is given (h265ps edit --help shows the usage)"}, output);
+        return endEarly(commandLine.missing("no file is given"), output);
     try {
         h265_inspect::EditOptions options;
         for (const std::string& setting : wanted.settings)

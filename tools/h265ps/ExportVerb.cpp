@@ -7,8 +7,6 @@
 
 #include <unistd.h>
 
-#include <CLI/CLI.hpp>
-
 #include "ErrorLine.h"
 #include "FileTracks.h"
 #include "InputStream.h"
@@ -59,23 +57,24 @@ struct ExportArguments
     std::optional<std::uint64_t> ulTrack;
 };
 
-void declareOptions(CLI::App& app, ExportArguments& arguments)
+EExportForm formOf(const std::string& name)
 {
-    app.add_option("FILE", arguments.in, "The file to read; - is standard input")->type_name("");
-    app.add_option_function<std::string>(
-           "--as",
-           [&arguments](const std::string& form) {
-               arguments.eForm = form == "hvcc"     ? EExportForm::HvcC
-                                 : form == "sprop"  ? EExportForm::Sprop
-                                 : form == "annexb" ? EExportForm::AnnexB
-                                                    : EExportForm::Hex;
-           },
-           "What to write: hvcc, sprop, annexb or hex")
-        ->check(CLI::IsMember({"hvcc", "sprop", "annexb", "hex"}).description(""))
-        ->type_name("FORM")
-        ->required();
-    app.add_option("-o,--output", arguments.out, "The file to write; - is standard output")->type_name("OUT");
-    app.add_option("--track", arguments.ulTrack, "The track of a file with several")->type_name("N");
+    return name == "hvcc"     ? EExportForm::HvcC
+           : name == "sprop"  ? EExportForm::Sprop
+           : name == "annexb" ? EExportForm::AnnexB
+                              : EExportForm::Hex;
+}
+
+void declareOptions(CCommandLine& commandLine, ExportArguments& arguments)
+{
+    commandLine.addWord("FILE", "The file to read; - is standard input", arguments.in);
+    commandLine.addRequiredChoice({"--as", "FORM", "What to write: hvcc, sprop, annexb or hex"},
+                                  {"hvcc", "sprop", "annexb", "hex"},
+                                  [&arguments](const std::string& form) { arguments.eForm = formOf(form); });
+    commandLine.addValue({"-o,--output", "OUT", "The file to write; - is standard output"},
+                         [&arguments](const std::string& file) { arguments.out = file; });
+    commandLine.addNumber({"--track", "N", "The track of a file with several"},
+                          [&arguments](std::uint64_t ulTrack) { arguments.ulTrack = ulTrack; });
 }
 
 KeptSets readSets(const std::string& file)
@@ -171,11 +170,11 @@ int runExport(std::span<char* const> arguments, COutputStream& output)
 {
     ExportArguments wanted;
     CCommandLine commandLine(USAGE);
-    declareOptions(commandLine.app(), wanted);
+    declareOptions(commandLine, wanted);
     if (const std::optional<EarlyEnd> end = commandLine.parse(arguments))
         return endEarly(*end, output);
     if (wanted.in.empty())
-        return endEarly({EXIT_FILE_ERROR, "", "no file is given (h265ps export --help shows the usage)"}, output);
+        return endEarly(commandLine.missing("no file is given"), output);
     try {
         return exportFile(wanted, output);
     } catch (const CSourceError& error) {

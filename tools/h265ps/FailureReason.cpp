@@ -2,9 +2,8 @@
 
 #include <string_view>
 
-#include <fmt/format.h>
-
 #include "DecParameterSetReader.h"
+#include "FormattedText.h"
 #include "Gist.h"
 
 namespace h265ps {
@@ -38,15 +37,15 @@ std::string notSupported(const ParameterSetEvent& event)
     if (event.sps != nullptr)
         return unsupportedSamples(*event.sps);
     if (event.vps != nullptr)
-        return fmt::format("{} layers, this decoder takes 1", unsigned{event.vps->vps_max_layers_minus1} + 1);
+        return formatted("{} layers, this decoder takes 1", unsigned{event.vps->vps_max_layers_minus1} + 1);
     return "the decoder does not take it";
 }
 
 std::string refused(const ParameterSetEvent& event)
 {
     if (event.eRefusal == ERefusal::PictureTooLarge)
-        return fmt::format("it has tiles, and the picture of SPS {} has more coding tree blocks than any level allows",
-                           event.spsOfPps->sps_seq_parameter_set_id);
+        return formatted("it has tiles, and the picture of SPS {} has more coding tree blocks than any level allows",
+                         event.spsOfPps->sps_seq_parameter_set_id);
     return "too much work: the parameter sets up to here cost more than a stream of so many bytes may";
 }
 
@@ -63,8 +62,8 @@ std::string notRead(const ParameterSetEvent& event)
     if (event.iRead == E_NO_MEMORY)
         return "its records need more memory than the reader grants";
     if (event.missingSps)
-        return fmt::format("it needs SPS {}, which was not read: missing, damaged, or the stream is cut at its start",
-                           event.missingSps->pps_seq_parameter_set_id);
+        return formatted("it needs SPS {}, which was not read: missing, damaged, or the stream is cut at its start",
+                         event.missingSps->pps_seq_parameter_set_id);
     if (contains(message, "sps not found"))
         return "the SPS that it needs was not read: missing, damaged, or the stream is cut at its start";
     if (contains(message, "not enough bits"))

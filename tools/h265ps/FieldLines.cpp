@@ -3,7 +3,7 @@
 #include <iterator>
 #include <utility>
 
-#include <fmt/format.h>
+#include "FormattedText.h"
 
 namespace h265ps {
 
@@ -16,7 +16,7 @@ std::string beyondRecord(const FieldNote& note, std::size_t uiEntries)
     if (note.uiCoded <= uiEntries)
         return "";
     const std::size_t uiMore = note.uiCoded - uiEntries;
-    return fmt::format(
+    return formatted(
         "of {} {}, {} {} more than the record keeps", note.uiCoded, note.pOf, uiMore, uiMore == 1 ? "is" : "are");
 }
 
@@ -29,33 +29,31 @@ void CFieldLines::field(const char* pName, const std::string& value, const Field
         return;
     }
     endRun();
-    auto out = std::back_inserter(m_text);
-    fmt::format_to(out, "{:{}}{:<{}}{}", "", m_uiIndent, pName, VALUE_COLUMN - m_uiIndent, value);
+    appendFormatted(m_text, "{:{}}{:<{}}{}", "", m_uiIndent, pName, VALUE_COLUMN - m_uiIndent, value);
     if (note.ePresence == EPresence::Derived)
-        fmt::format_to(out, "{}  (derived){}", m_style.pFaint, m_style.pEnd);
+        appendFormatted(m_text, "{}  (derived){}", m_style.pFaint, m_style.pEnd);
     if (note.pRemark != nullptr)
-        fmt::format_to(out, "{}  ! {}{}", m_style.pBad, note.pRemark, m_style.pEnd);
+        appendFormatted(m_text, "{}  ! {}{}", m_style.pBad, note.pRemark, m_style.pEnd);
     if (const std::string beyond = beyondRecord(note, uiEntries); !beyond.empty())
-        fmt::format_to(out, "{}  ! {}{}", m_style.pBad, beyond, m_style.pEnd);
+        appendFormatted(m_text, "{}  ! {}{}", m_style.pBad, beyond, m_style.pEnd);
     m_text += '\n';
 }
 
 void CFieldLines::heading(const char* pName, std::string_view explanation)
 {
     endRun();
-    auto out = std::back_inserter(m_text);
     if (explanation.empty())
-        fmt::format_to(out, "{:{}}{}\n", "", m_uiIndent, pName);
+        appendFormatted(m_text, "{:{}}{}\n", "", m_uiIndent, pName);
     else
-        fmt::format_to(out,
-                       "{:{}}{:<{}}{}{}{}\n",
-                       "",
-                       m_uiIndent,
-                       pName,
-                       VALUE_COLUMN - m_uiIndent,
-                       m_style.pFaint,
-                       explanation,
-                       m_style.pEnd);
+        appendFormatted(m_text,
+                        "{:{}}{:<{}}{}{}{}\n",
+                        "",
+                        m_uiIndent,
+                        pName,
+                        VALUE_COLUMN - m_uiIndent,
+                        m_style.pFaint,
+                        explanation,
+                        m_style.pEnd);
 }
 
 void CFieldLines::text(std::string_view lines)
@@ -81,20 +79,19 @@ void CFieldLines::endRun()
     if (m_notCoded.empty())
         return;
     const std::string_view label = "not coded: ";
-    auto out = std::back_inserter(m_text);
-    fmt::format_to(out, "{:{}}{}{}", "", m_uiIndent, m_style.pFaint, label);
+    appendFormatted(m_text, "{:{}}{}{}", "", m_uiIndent, m_style.pFaint, label);
     std::size_t uiColumn = m_uiIndent + label.size();
     for (std::size_t i = 0; i < m_notCoded.size(); ++i) {
         const std::string_view name = m_notCoded[i];
         const bool bWrapped = i != 0 && uiColumn + 2 + name.size() > LINE_WIDTH;
         if (bWrapped)
-            fmt::format_to(out, ",\n{:{}}", "", m_uiIndent + label.size());
+            appendFormatted(m_text, ",\n{:{}}", "", m_uiIndent + label.size());
         else if (i != 0)
             m_text += ", ";
         m_text += name;
         uiColumn = (bWrapped ? m_uiIndent + label.size() : uiColumn + (i == 0 ? 0 : 2)) + name.size();
     }
-    fmt::format_to(out, "{}\n", m_style.pEnd);
+    appendFormatted(m_text, "{}\n", m_style.pEnd);
     m_notCoded.clear();
 }
 
@@ -110,7 +107,7 @@ std::string bitsText(std::span<const bool> values)
         if (values[i])
             set.push_back(i);
     }
-    return bLong && !set.empty() ? fmt::format("{} (j = {})", text, fmt::join(set, ", ")) : text;
+    return bLong && !set.empty() ? formatted("{} (j = {})", text, joined(set, ", ")) : text;
 }
 
 } // namespace h265ps

@@ -13,11 +13,10 @@
 
 #include <unistd.h>
 
-#include <fmt/format.h>
-
 #include "ByteSource.h"
 #include "ErrorLine.h"
 #include "FailureReason.h"
+#include "FormattedText.h"
 #include "InputStream.h"
 #include "MemoryRefusals.h"
 #include "SetNames.h"
@@ -46,7 +45,7 @@ std::string inSentence(std::string reason)
 
 std::string lineOf(std::string_view kind, std::string_view message)
 {
-    return fmt::format("h265ps: {}: {}\n", kind, printable(std::string(message)));
+    return formatted("h265ps: {}: {}\n", kind, printable(std::string(message)));
 }
 
 // Why a stream that was read to its end had no parameter set.
@@ -55,9 +54,9 @@ std::string emptyReason(const StreamSummary& summary, bool bText)
     if (summary.ulNalUnits == 0)
         return bText ? "no start code in it: it looks like a text file, not like an Annex B byte stream"
                      : "no start code (00 00 01) in it: not an Annex B byte stream";
-    return fmt::format("no parameter set in it: {} NAL unit{}, no VPS, SPS or PPS",
-                       summary.ulNalUnits,
-                       summary.ulNalUnits == 1 ? "" : "s");
+    return formatted("no parameter set in it: {} NAL unit{}, no VPS, SPS or PPS",
+                     summary.ulNalUnits,
+                     summary.ulNalUnits == 1 ? "" : "s");
 }
 
 } // namespace
@@ -203,7 +202,7 @@ EExitCode CFileRun::readAs(CByteSource& source, EPace ePace)
     else if (m_bHolding && m_bResemblesH264)
         m_foreign = RAW_H264;
     if (m_foreign)
-        return fail(0, fmt::format("not an Annex B byte stream of H.265: it looks like {}", *m_foreign));
+        return fail(0, formatted("not an Annex B byte stream of H.265: it looks like {}", *m_foreign));
     if (m_bHolding)
         (void)showHeld();
     if (m_bBegun)
@@ -357,15 +356,15 @@ bool CFileRun::showSet(const h265_inspect::FileSet& told, CVerdict& verdict, con
     if (verdict.isAlone() && event.missingSps)
         tell("warning",
              atPlace(told.place),
-             fmt::format("{}: {}; its syntax is shown alone",
-                         nameOf(event),
-                         failureReason(event, m_options.stream.eReader).text()));
+             formatted("{}: {}; its syntax is shown alone",
+                       nameOf(event),
+                       failureReason(event, m_options.stream.eReader).text()));
     else
         failAt(atPlace(told.place),
-               fmt::format("{} {}: {}",
-                           nameOf(event),
-                           isNotRead(event) ? "not read" : "not supported",
-                           failureReason(event, m_options.stream.eReader).text()));
+               formatted("{} {}: {}",
+                         nameOf(event),
+                         isNotRead(event) ? "not read" : "not supported",
+                         failureReason(event, m_options.stream.eReader).text()));
     return !m_output.failed();
 }
 
@@ -379,7 +378,7 @@ EExitCode CFileRun::failForMemory(std::string_view file) const noexcept
 
 EExitCode CFileRun::fail(std::optional<std::uint64_t> ulOffset, std::string_view reason)
 {
-    return failAt(ulOffset ? fmt::format("at byte {}", *ulOffset) : "", reason);
+    return failAt(ulOffset ? formatted("at byte {}", *ulOffset) : "", reason);
 }
 
 EExitCode CFileRun::failAt(const std::string& place, std::string_view reason)
@@ -390,7 +389,7 @@ EExitCode CFileRun::failAt(const std::string& place, std::string_view reason)
 
 void CFileRun::tell(std::string_view kind, const std::string& place, std::string_view reason)
 {
-    const std::string line = lineOf(kind, fmt::format("{}: {}{}{}", m_file, place, place.empty() ? "" : ": ", reason));
+    const std::string line = lineOf(kind, formatted("{}: {}{}{}", m_file, place, place.empty() ? "" : ": ", reason));
     if (m_bBegun)
         m_report.error(line);
     else

@@ -5,9 +5,8 @@
 
 #include <unistd.h>
 
-#include <fmt/format.h>
-
 #include "FileRun.h"
+#include "FormattedText.h"
 #include "SetNames.h"
 
 namespace h265ps {
@@ -82,7 +81,7 @@ public:
         verdict.count(track.counts);
         verdict.end(end);
         if (m_run.m_options.bDecoder)
-            m_run.tellEnd(verdict, fmt::format("{} {}", track.info.holder, track.info.ulTrack));
+            m_run.tellEnd(verdict, formatted("{} {}", track.info.holder, track.info.ulTrack));
     }
 
     /// An error line says that something was not read.
@@ -104,10 +103,10 @@ std::string tracksOf(const CFileVerdict& verdict)
     std::size_t uiTracks = 0;
     for (const TrackVerdict& track : verdict.tracks()) {
         if (++uiTracks <= MOST)
-            text += fmt::format("{}{} ({})", text.empty() ? "" : "; ", nameOf(track.info), kindOf(track.info));
+            text += formatted("{}{} ({})", text.empty() ? "" : "; ", nameOf(track.info), kindOf(track.info));
     }
     if (uiTracks > MOST)
-        text += fmt::format("; and {} more", uiTracks - MOST);
+        text += formatted("; and {} more", uiTracks - MOST);
     return text.empty() ? "it has no tracks" : "it has " + text;
 }
 

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include <fmt/format.h>
+#include "FormattedText.h"
 
 namespace h265ps {
 
@@ -25,7 +25,7 @@ std::string reasonOf(const h265_inspect::FileFinding& finding)
 
 std::string nameOf(const ContainerTrack& track)
 {
-    const std::string name = fmt::format("{} {}", track.holder, track.ulTrack);
+    const std::string name = formatted("{} {}", track.holder, track.ulTrack);
     return track.codec.empty() ? name : name + ", " + track.codec;
 }
 

@@ -1,7 +1,6 @@
 #include "FindingText.h"
 
-#include <fmt/format.h>
-
+#include "FormattedText.h"
 #include "SetNames.h"
 #include "TextOutput.h"
 
@@ -16,10 +15,10 @@ std::string sentenceOf(const Finding& finding, bool bWithElement)
 {
     std::string text;
     if (bWithElement && !finding.element.empty())
-        text += fmt::format("{}{}{}: ", finding.structure, finding.structure.empty() ? "" : ".", finding.element);
+        text += formatted("{}{}{}: ", finding.structure, finding.structure.empty() ? "" : ".", finding.element);
     text += finding.message;
     if (!finding.clause.empty())
-        text += fmt::format(" [{}]", finding.clause);
+        text += formatted(" [{}]", finding.clause);
     return text;
 }
 

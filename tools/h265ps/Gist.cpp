@@ -2,7 +2,7 @@
 
 #include <cstdint>
 
-#include <fmt/format.h>
+#include "FormattedText.h"
 
 namespace h265ps {
 
@@ -71,22 +71,22 @@ std::string profileName(const profile_tile_level& ptl)
     const unsigned uiProfile = ptl.general_profile_idc;
     if (ptl.general_profile_space == 0 && uiProfile != 0 && uiProfile < std::size(aNames))
         return aNames[uiProfile];
-    return fmt::format("profile {}", uiProfile);
+    return formatted("profile {}", uiProfile);
 }
 
 // A.4: general_level_idc is 30 times the level number.
 std::string levelName(unsigned uiLevel)
 {
     if (uiLevel % 3 != 0)
-        return fmt::format("level_idc {}", uiLevel);
+        return formatted("level_idc {}", uiLevel);
     if (uiLevel % 30 == 0)
-        return fmt::format("level {}", uiLevel / 30);
-    return fmt::format("level {}.{}", uiLevel / 30, uiLevel % 30 / 3);
+        return formatted("level {}", uiLevel / 30);
+    return formatted("level {}.{}", uiLevel / 30, uiLevel % 30 / 3);
 }
 
 std::string profileAndLevel(const profile_tile_level& ptl)
 {
-    return fmt::format(
+    return formatted(
         "{}, {}{}", profileName(ptl), levelName(ptl.general_level_idc), ptl.general_tier_flag ? " High tier" : "");
 }
 
@@ -99,34 +99,34 @@ std::string pictureSize(const SPS& sps)
     const int iWidth = sps.pic_width_in_luma_samples;
     const int iHeight = sps.pic_height_in_luma_samples;
     if (!sps.conformance_window_flag)
-        return fmt::format("{}x{}", iWidth, iHeight);
+        return formatted("{}x{}", iWidth, iHeight);
     const int iOutputWidth = iWidth - SubWidthC * (sps.conf_win_left_offset + sps.conf_win_right_offset);
     const int iOutputHeight = iHeight - SubHeightC * (sps.conf_win_top_offset + sps.conf_win_bottom_offset);
     if (iOutputWidth <= 0 || iOutputHeight <= 0)
-        return fmt::format("{}x{} (conformance window is empty)", iWidth, iHeight);
+        return formatted("{}x{} (conformance window is empty)", iWidth, iHeight);
     if (iOutputWidth == iWidth && iOutputHeight == iHeight)
-        return fmt::format("{}x{}", iWidth, iHeight);
-    return fmt::format("{}x{} (coded {}x{})", iOutputWidth, iOutputHeight, iWidth, iHeight);
+        return formatted("{}x{}", iWidth, iHeight);
+    return formatted("{}x{} (coded {}x{})", iOutputWidth, iOutputHeight, iWidth, iHeight);
 }
 
 std::string counted(std::uint64_t ulCount, const char* pNoun)
 {
-    return fmt::format("{} {}{}", ulCount, pNoun, ulCount == 1 ? "" : "s");
+    return formatted("{} {}{}", ulCount, pNoun, ulCount == 1 ? "" : "s");
 }
 
 std::string tiles(const PPS& pps)
 {
     if (!pps.tiles_enabled_flag)
         return "no tiles";
-    return fmt::format("{} x {}, {} spacing",
-                       counted(std::uint64_t{pps.num_tile_columns_minus1} + 1, "column"),
-                       counted(std::uint64_t{pps.num_tile_rows_minus1} + 1, "row"),
-                       pps.uniform_spacing_flag ? "uniform" : "explicit");
+    return formatted("{} x {}, {} spacing",
+                     counted(std::uint64_t{pps.num_tile_columns_minus1} + 1, "column"),
+                     counted(std::uint64_t{pps.num_tile_rows_minus1} + 1, "row"),
+                     pps.uniform_spacing_flag ? "uniform" : "explicit");
 }
 
 std::string side(unsigned uiLog2)
 {
-    return uiLog2 < 32 ? fmt::to_string(1U << uiLog2) : fmt::format("2^{}", uiLog2);
+    return uiLog2 < 32 ? std::to_string(1U << uiLog2) : formatted("2^{}", uiLog2);
 }
 
 } // namespace
@@ -134,15 +134,15 @@ std::string side(unsigned uiLog2)
 std::string bitDepthOf(const SPS& sps)
 {
     return sps.chroma_format_idc == 0 || sps.BitDepthY == sps.BitDepthC
-               ? fmt::format("{}-bit", sps.BitDepthY)
-               : fmt::format("{}-bit luma, {}-bit chroma", sps.BitDepthY, sps.BitDepthC);
+               ? formatted("{}-bit", sps.BitDepthY)
+               : formatted("{}-bit luma, {}-bit chroma", sps.BitDepthY, sps.BitDepthC);
 }
 
 std::string chromaFormatOf(const SPS& sps)
 {
     constexpr const char* aFormats[] = {"4:0:0", "4:2:0", "4:2:2", "4:4:4"};
     const unsigned uiFormat = sps.chroma_format_idc;
-    const std::string format = uiFormat < 4 ? aFormats[uiFormat] : fmt::format("chroma_format_idc {}", uiFormat);
+    const std::string format = uiFormat < 4 ? aFormats[uiFormat] : formatted("chroma_format_idc {}", uiFormat);
     return format + (sps.separate_colour_plane_flag ? " in three planes" : "");
 }
 
@@ -153,7 +153,7 @@ std::string samplesOf(const SPS& sps)
 
 std::string summaryOf(const SPS& sps)
 {
-    return fmt::format("{}, {}, {}", pictureSize(sps), samplesOf(sps), profileAndLevel(sps.ptl));
+    return formatted("{}, {}, {}", pictureSize(sps), samplesOf(sps), profileAndLevel(sps.ptl));
 }
 
 GroupGist CGist::of(EGroup eGroup) const
@@ -172,8 +172,8 @@ std::string CGist::profileTierLevel() const
     const profile_tile_level& ptl = m_pSps != nullptr ? m_pSps->ptl : m_pVps->ptl;
     const unsigned uiSubLayers =
         m_pSps != nullptr ? m_pSps->sps_max_sub_layers_minus1 : m_pVps->vps_max_sub_layers_minus1;
-    return fmt::format(
-        "{}{}", profileAndLevel(ptl), uiSubLayers != 0 ? fmt::format(", {} sub-layers", uiSubLayers + 1) : "");
+    return formatted(
+        "{}{}", profileAndLevel(ptl), uiSubLayers != 0 ? formatted(", {} sub-layers", uiSubLayers + 1) : "");
 }
 
 std::string CGist::ofSps(EGroup eGroup) const
@@ -181,24 +181,24 @@ std::string CGist::ofSps(EGroup eGroup) const
     const SPS& sps = *m_pSps;
     switch (eGroup) {
     case EGroup::Picture:
-        return fmt::format("{}, {}", pictureSize(sps), samplesOf(sps));
+        return formatted("{}, {}", pictureSize(sps), samplesOf(sps));
     case EGroup::CodingBlocks:
-        return fmt::format("CTB {}, coding blocks from {}, transform blocks {} to {}",
-                           side(sps.CtbLog2SizeY),
-                           side(sps.MinCbLog2SizeY),
-                           side(sps.MinTbLog2SizeY),
-                           side(sps.MaxTbLog2SizeY));
+        return formatted("CTB {}, coding blocks from {}, transform blocks {} to {}",
+                         side(sps.CtbLog2SizeY),
+                         side(sps.MinCbLog2SizeY),
+                         side(sps.MinTbLog2SizeY),
+                         side(sps.MaxTbLog2SizeY));
     case EGroup::ScalingLists:
         return !sps.scaling_list_enabled_flag           ? "off"
                : sps.sps_scaling_list_data_present_flag ? "coded here"
                                                         : "default";
     case EGroup::Pcm:
         return !sps.pcm_enabled_flag ? "off"
-                                     : fmt::format("{} to {} samples, {}-bit luma, {}-bit chroma",
-                                                   side(static_cast<unsigned>(sps.Log2MinIpcmCbSizeY)),
-                                                   side(static_cast<unsigned>(sps.Log2MaxIpcmCbSizeY)),
-                                                   sps.pcm_sample_bit_depth_luma_minus1 + 1,
-                                                   sps.pcm_sample_bit_depth_chroma_minus1 + 1);
+                                     : formatted("{} to {} samples, {}-bit luma, {}-bit chroma",
+                                                 side(static_cast<unsigned>(sps.Log2MinIpcmCbSizeY)),
+                                                 side(static_cast<unsigned>(sps.Log2MaxIpcmCbSizeY)),
+                                                 sps.pcm_sample_bit_depth_luma_minus1 + 1,
+                                                 sps.pcm_sample_bit_depth_chroma_minus1 + 1);
     case EGroup::Extensions:
         return sps.vui_parameters_present_flag  ? "VUI, not parsed"
                : sps.sps_extension_present_flag ? "no VUI; an extension, not parsed"
@@ -206,7 +206,7 @@ std::string CGist::ofSps(EGroup eGroup) const
     case EGroup::LongTermRefPics:
         return sps.long_term_ref_pics_present_flag ? "" : "off";
     case EGroup::DerivedSizes:
-        return fmt::format("{}x{}", sps.PicWidthInCtbsY, sps.PicHeightInCtbsY);
+        return formatted("{}x{}", sps.PicWidthInCtbsY, sps.PicHeightInCtbsY);
     default:
         return "";
     }
@@ -228,7 +228,7 @@ std::string CGist::ofPps(EGroup eGroup) const
     case EGroup::Tiles:
         return tiles(pps) + (pps.entropy_coding_sync_enabled_flag ? "; wavefronts on" : "");
     case EGroup::Quantisation:
-        return fmt::format("initial QP {}", 26 + pps.init_qp_minus26);
+        return formatted("initial QP {}", 26 + pps.init_qp_minus26);
     case EGroup::ScalingLists:
         return ofPpsScalingLists();
     case EGroup::Extensions:

@@ -2,9 +2,8 @@
 
 #include <cmath>
 
-#include <fmt/format.h>
-
 #include "FindingText.h"
+#include "FormattedText.h"
 #include "SetNames.h"
 
 namespace h265ps {
@@ -71,7 +70,7 @@ void writeSetHeader(const FileSet& told, CJsonWriter& json)
     writeText(json, "place", told.place.text());
     json.key("time");
     if (const std::optional<double>& time = told.place.time(); time && std::isfinite(*time))
-        json.raw(fmt::format("{}", *time));
+        json.raw(formatted("{}", *time));
     else
         json.null();
     writeNumber(json, "size", event.ulSize);

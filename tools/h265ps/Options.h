@@ -1,23 +1,16 @@
 #pragma once
 
-#include <memory>
 #include <optional>
 #include <span>
 #include <string>
 #include <vector>
 
+#include "CommandLine.h"
 #include "Inspector.h"
 #include "ParameterSetStream.h"
 #include "SetText.h"
-#include "Verdict.h"
-
-namespace CLI {
-class App;
-} // namespace CLI
 
 namespace h265ps {
-
-class COutputStream;
 
 /// Sets that are given as text, on the command line or ("-") on standard input.
 struct GivenSets
@@ -50,57 +43,16 @@ struct Options
     [[nodiscard]] bool shows(const h265_stream::ParameterSetEvent& event) const;
 };
 
-/// What to do instead of reading files: text for standard output, or an error.
-struct EarlyEnd
-{
-    EExitCode eExitCode;
-    std::string output;
-    std::string error;
-};
-
-/// What --help says of a verb around the list of its options.
-struct VerbUsage
-{
-    const char* pName; // "h265ps trace"
-    const char* pDescription;
-    const char* pFooter;
-};
-
-/// The command line of a verb, without the program and the verb. The table of its options feeds the parser and
-/// the help.
-class CCommandLine
-{
-public:
-    explicit CCommandLine(const VerbUsage& usage);
-    ~CCommandLine();
-    CCommandLine(const CCommandLine&) = delete;
-    CCommandLine& operator=(const CCommandLine&) = delete;
-
-    /// Where the options of the verb are declared.
-    [[nodiscard]] CLI::App& app() noexcept { return *m_pApp; }
-
-    /// Fills what the options were declared with; an EarlyEnd when the command line asks for help or is wrong.
-    std::optional<EarlyEnd> parse(std::span<char* const> arguments);
-    /// Likewise, and a file has to be among them.
-    std::optional<EarlyEnd> parseFiles(std::span<char* const> arguments, const Options& options);
-
-private:
-    [[nodiscard]] std::string usageHint() const;
-
-    std::string m_name;
-    std::unique_ptr<CLI::App> m_pApp;
-};
-
-/// Writes what is to be said instead; the exit code.
-int endEarly(const EarlyEnd& end, COutputStream& output);
+/// parse(), and a file or sets have to be among what is given.
+std::optional<EarlyEnd> parseFiles(CCommandLine& commandLine, std::span<char* const> arguments, const Options& options);
 
 /// Options that verbs share.
-void addFiles(CLI::App& app, Options& options);
-void addReading(CLI::App& app, Options& options);
-void addSets(CLI::App& app, Options& options);
-void addJson(CLI::App& app, Options& options);
-void addRepeats(CLI::App& app, Options& options);
-void addFilters(CLI::App& app, Options& options);
-void addDecoder(CLI::App& app, Options& options);
+void addFiles(CCommandLine& commandLine, Options& options);
+void addReading(CCommandLine& commandLine, Options& options);
+void addSets(CCommandLine& commandLine, Options& options);
+void addJson(CCommandLine& commandLine, Options& options);
+void addRepeats(CCommandLine& commandLine, Options& options);
+void addFilters(CCommandLine& commandLine, Options& options);
+void addDecoder(CCommandLine& commandLine, Options& options);
 
 } // namespace h265ps

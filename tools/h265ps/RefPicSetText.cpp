@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <iterator>
 
-#include <fmt/format.h>
+#include "FormattedText.h"
 
 namespace h265ps {
 
@@ -19,11 +19,11 @@ std::string deltasText(const ShortTermRefPicSet& set)
     const std::size_t uiKept = std::min<std::size_t>(set.NumDeltaPocs, MAX_REF_PICS);
     std::string deltas;
     for (std::size_t k = 0; k < uiKept; ++k)
-        deltas += fmt::format("{}{:+}{}", k == 0 ? "" : " ", set.DeltaPoc[k], set.UsedByCurrPic[k] ? "*" : "");
+        deltas += formatted("{}{:+}{}", k == 0 ? "" : " ", set.DeltaPoc[k], set.UsedByCurrPic[k] ? "*" : "");
     if (deltas.empty())
         deltas = "empty";
     if (set.NumDeltaPocs > uiKept)
-        deltas += fmt::format(" ({} of {} kept)", uiKept, set.NumDeltaPocs);
+        deltas += formatted(" ({} of {} kept)", uiKept, set.NumDeltaPocs);
     return deltas;
 }
 
@@ -37,11 +37,11 @@ std::string predictionText(const ShortTermRefPicSet& set, const ShortTermRefPicS
         used += set.used_by_curr_pic_flag[j] ? '1' : '0';
         kept += set.use_delta_flag[j] ? '1' : '0';
     }
-    return fmt::format("predicted: deltaRps {:+}, used_by_curr_pic_flag {}, use_delta_flag {}{}",
-                       set.deltaRps,
-                       used,
-                       kept,
-                       uiCoded > uiKept ? fmt::format(" ({} of {} kept)", uiKept, uiCoded) : "");
+    return formatted("predicted: deltaRps {:+}, used_by_curr_pic_flag {}, use_delta_flag {}{}",
+                     set.deltaRps,
+                     used,
+                     kept,
+                     uiCoded > uiKept ? formatted(" ({} of {} kept)", uiKept, uiCoded) : "");
 }
 
 } // namespace
@@ -50,15 +50,15 @@ std::string refPicSetText(std::size_t uiIndex, const ShortTermRefPicSet& set, co
                           const TextStyle& style)
 {
     const std::string deltas = deltasText(set);
-    std::string line = fmt::format("{:{}}[{:>2}] {}", "", INDENT, uiIndex, deltas);
+    std::string line = formatted("{:{}}[{:>2}] {}", "", INDENT, uiIndex, deltas);
     if (set.inter_ref_pic_set_prediction_flag)
-        fmt::format_to(std::back_inserter(line),
-                       "{:{}}{}  {}{}",
-                       "",
-                       deltas.size() < PREDICTION_COLUMN ? PREDICTION_COLUMN - deltas.size() : 0,
-                       style.pFaint,
-                       predictionText(set, pReference),
-                       style.pEnd);
+        appendFormatted(line,
+                        "{:{}}{}  {}{}",
+                        "",
+                        deltas.size() < PREDICTION_COLUMN ? PREDICTION_COLUMN - deltas.size() : 0,
+                        style.pFaint,
+                        predictionText(set, pReference),
+                        style.pEnd);
     return line + "\n";
 }
 

@@ -2,8 +2,7 @@
 
 #include <algorithm>
 
-#include <fmt/format.h>
-
+#include "FormattedText.h"
 #include "MatrixSource.h"
 
 namespace h265ps {
@@ -32,19 +31,19 @@ std::string ownValues(const unsigned char* pCoef, unsigned sizeId, unsigned uiIn
     bool bFlat = true;
     std::string rows;
     for (unsigned y = 0; y < uiCodedSide; ++y) {
-        rows += fmt::format("{:{}}", "", uiIndent);
+        rows += formatted("{:{}}", "", uiIndent);
         for (unsigned x = 0; x < uiCodedSide; ++x) {
             bFlat = bFlat && value(y, x) == value(0, 0);
-            rows += fmt::format("{:>4}", value(y, x));
+            rows += formatted("{:>4}", value(y, x));
         }
         rows += '\n';
     }
-    const std::string dc = sizeId > 1 ? fmt::format(", DC {}", pCoef[0]) : "";
+    const std::string dc = sizeId > 1 ? formatted(", DC {}", pCoef[0]) : "";
     if (bFlat)
-        return fmt::format("own: all {}{}\n", value(0, 0), dc);
+        return formatted("own: all {}{}\n", value(0, 0), dc);
     if (uiRatio == 1)
-        return fmt::format("own\n{}", rows);
-    return fmt::format("own{}, each value for {}x{}\n{}", dc, uiRatio, uiRatio, rows);
+        return formatted("own\n{}", rows);
+    return formatted("own{}, each value for {}x{}\n{}", dc, uiRatio, uiRatio, rows);
 }
 
 bool areAllDefault(const ScalingListData& lists, unsigned sizeId)
@@ -67,7 +66,7 @@ std::string matrixText(const ScalingListData& lists, unsigned sizeId, unsigned m
     case EMatrixSource::Default:
         return "default\n";
     case EMatrixSource::Ref:
-        return fmt::format("same as {} {}\n", matrixIdOfRef, matrixName(sizeId, matrixIdOfRef));
+        return formatted("same as {} {}\n", matrixIdOfRef, matrixName(sizeId, matrixIdOfRef));
     case EMatrixSource::Own:
         break;
     }
@@ -79,22 +78,21 @@ std::string matrixText(const ScalingListData& lists, unsigned sizeId, unsigned m
 std::string scalingListText(const ScalingListData& lists, unsigned uiIndent)
 {
     std::string text;
-    auto out = std::back_inserter(text);
     for (unsigned sizeId = 0; sizeId < 4; ++sizeId) {
-        const std::string size = fmt::format("{0}x{0}", 4U << sizeId);
+        const std::string size = formatted("{0}x{0}", 4U << sizeId);
         if (areAllDefault(lists, sizeId)) {
-            fmt::format_to(out, "{:{}}{:<6} all default\n", "", uiIndent, size);
+            appendFormatted(text, "{:{}}{:<6} all default\n", "", uiIndent, size);
             continue;
         }
         for (unsigned matrixId = 0; matrixId < static_cast<unsigned>(g_scalingListNum[sizeId]); ++matrixId)
-            fmt::format_to(out,
-                           "{:{}}{:<6} {} {:<9} {}",
-                           "",
-                           uiIndent,
-                           matrixId == 0 ? size : "",
-                           matrixId,
-                           matrixName(sizeId, matrixId),
-                           matrixText(lists, sizeId, matrixId, uiIndent + 8));
+            appendFormatted(text,
+                            "{:{}}{:<6} {} {:<9} {}",
+                            "",
+                            uiIndent,
+                            matrixId == 0 ? size : "",
+                            matrixId,
+                            matrixName(sizeId, matrixId),
+                            matrixText(lists, sizeId, matrixId, uiIndent + 8));
     }
     return text;
 }

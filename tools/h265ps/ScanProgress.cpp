@@ -6,7 +6,7 @@
 
 #include <unistd.h>
 
-#include <fmt/format.h>
+#include "FormattedText.h"
 
 namespace h265ps {
 
@@ -21,7 +21,7 @@ std::string barOf(std::uint64_t ulDone, std::uint64_t ulAll)
 {
     constexpr std::size_t WIDTH = 30;
     const std::size_t uiFilled = ulAll == 0 ? WIDTH : static_cast<std::size_t>(WIDTH * std::min(ulDone, ulAll) / ulAll);
-    return fmt::format("[{:<{}}] {} of {} files", std::string(uiFilled, '#'), WIDTH, ulDone, ulAll);
+    return formatted("[{:<{}}] {} of {} files", std::string(uiFilled, '#'), WIDTH, ulDone, ulAll);
 }
 
 void write(std::string_view text) noexcept
@@ -40,7 +40,7 @@ void CScanProgress::show(std::uint64_t ulDone, const std::optional<std::uint64_t
         return;
     m_bShown = true;
     m_shown = now;
-    write("\r\x1b[K" + (ulAll ? barOf(ulDone, *ulAll) : fmt::format("{} files", ulDone)));
+    write("\r\x1b[K" + (ulAll ? barOf(ulDone, *ulAll) : formatted("{} files", ulDone)));
 }
 
 void CScanProgress::hide() noexcept

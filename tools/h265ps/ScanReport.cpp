@@ -2,8 +2,7 @@
 
 #include <utility>
 
-#include <fmt/format.h>
-
+#include "FormattedText.h"
 #include "JsonSet.h"
 #include "JsonSyntax.h"
 #include "JsonWriter.h"
@@ -35,7 +34,7 @@ std::string orDash(std::string text)
 
 std::string sizeOf(const SequenceGist& gist)
 {
-    return fmt::format("{}x{}", gist.uiWidth, gist.uiHeight);
+    return formatted("{}x{}", gist.uiWidth, gist.uiHeight);
 }
 
 std::string rateOf(const SequenceGist& gist)
@@ -45,7 +44,7 @@ std::string rateOf(const SequenceGist& gist)
 
 std::string levelOf(const SequenceGist& gist)
 {
-    return (gist.level.empty() ? fmt::format("idc {}", gist.general_level_idc) : gist.level) +
+    return (gist.level.empty() ? formatted("idc {}", gist.general_level_idc) : gist.level) +
            (gist.general_tier_flag ? " High" : "");
 }
 
@@ -61,9 +60,9 @@ std::string findingsOf(const h265_inspect::StreamCounts& counts)
 {
     std::string text;
     if (counts.ulErrors != 0)
-        text = fmt::format("{} error{}", counts.ulErrors, counts.ulErrors == 1 ? "" : "s");
+        text = formatted("{} error{}", counts.ulErrors, counts.ulErrors == 1 ? "" : "s");
     if (counts.ulWarnings != 0)
-        text += fmt::format("{}{} warn.", text.empty() ? "" : ", ", counts.ulWarnings);
+        text += formatted("{}{} warn.", text.empty() ? "" : ", ", counts.ulWarnings);
     return text;
 }
 
@@ -71,7 +70,7 @@ std::string findingsOf(const h265_inspect::StreamCounts& counts)
 
 std::string scanHeading()
 {
-    return fmt::format(
+    return formatted(
         COLUMNS, "SIZE", "RATE", "PROFILE", "LEVEL", "CODECS", "DEPTH", "COLOUR", "TILES", "SETS", "FINDINGS", "FILE");
 }
 
@@ -114,7 +113,7 @@ void CScanReport::addLine(const std::optional<std::uint64_t>& ulTrack, const CVe
     if (m_bJson)
         addJson(ulTrack, verdict, tiles);
     else
-        addColumns(printable(m_file) + (bSeveral ? fmt::format(", track {}", *ulTrack) : ""), verdict, tiles);
+        addColumns(printable(m_file) + (bSeveral ? formatted(", track {}", *ulTrack) : ""), verdict, tiles);
 }
 
 void CScanReport::addJson(const std::optional<std::uint64_t>& ulTrack, const CVerdict& verdict,
@@ -149,18 +148,18 @@ void CScanReport::addColumns(const std::string& name, const CVerdict& verdict, c
     const SequenceGist* const pGist = verdict.gist() ? &*verdict.gist() : nullptr;
     const h265_inspect::StreamCounts& counts = verdict.counts();
     const auto of = [&](auto text) { return pGist != nullptr ? orDash(text(*pGist)) : std::string("-"); };
-    m_lines += fmt::format(COLUMNS,
-                           of(sizeOf),
-                           of(rateOf),
-                           of([](const SequenceGist& gist) { return gist.profile; }),
-                           of(levelOf),
-                           of([](const SequenceGist& gist) { return gist.codecs; }),
-                           of([](const SequenceGist& gist) { return h265_inspect::samplesOf(gist); }),
-                           of(colourOf),
-                           tiles ? fmt::format("{}x{}", tiles->uiColumns, tiles->uiRows) : "-",
-                           fmt::format("{}/{}/{}", counts.aulSets[0], counts.aulSets[1], counts.aulSets[2]),
-                           orDash(findingsOf(counts)),
-                           name);
+    m_lines += formatted(COLUMNS,
+                         of(sizeOf),
+                         of(rateOf),
+                         of([](const SequenceGist& gist) { return gist.profile; }),
+                         of(levelOf),
+                         of([](const SequenceGist& gist) { return gist.codecs; }),
+                         of([](const SequenceGist& gist) { return h265_inspect::samplesOf(gist); }),
+                         of(colourOf),
+                         tiles ? formatted("{}x{}", tiles->uiColumns, tiles->uiRows) : "-",
+                         formatted("{}/{}/{}", counts.aulSets[0], counts.aulSets[1], counts.aulSets[2]),
+                         orDash(findingsOf(counts)),
+                         name);
 }
 
 } // namespace h265ps

@@ -16,12 +16,10 @@
 #include <fcntl.h>
 #include <unistd.h>
 
-#include <CLI/CLI.hpp>
-#include <fmt/format.h>
-
 #include "ErrorLine.h"
 #include "FileRun.h"
 #include "FolderWalk.h"
+#include "FormattedText.h"
 #include "Options.h"
 #include "ScanProgress.h"
 #include "ScanReport.h"
@@ -55,7 +53,7 @@ Exit codes:
   2  a file or folder could not be read (to its end), wrong usage, or output that cannot
      be written)"};
 
-constexpr std::size_t MAX_JOBS = 1024;
+constexpr unsigned MAX_JOBS = 1024;
 constexpr std::size_t MAX_AHEAD = 100'000;                      // files that the walk is ahead of the workers
 constexpr std::uint64_t MAX_WAITING = 4096;                     // answers that wait for one in front of them
 constexpr std::size_t MAX_BATCH = 16;                           // files that a worker is given at once
@@ -76,14 +74,15 @@ struct ScanArguments
     std::size_t uiJobs = std::max(1U, std::thread::hardware_concurrency());
 };
 
-void declareOptions(CLI::App& app, ScanArguments& arguments)
+void declareOptions(CCommandLine& commandLine, ScanArguments& arguments)
 {
-    app.add_option("FILE", arguments.options.files, "Files and folders; - is standard input")->type_name("");
-    addJson(app, arguments.options);
-    addReading(app, arguments.options);
-    app.add_option("--jobs", arguments.uiJobs, "Processes that read files at a time (default: one for each core)")
-        ->check(CLI::Range(std::size_t{1}, MAX_JOBS).description(""))
-        ->type_name("N");
+    commandLine.addWords("FILE", "Files and folders; - is standard input", arguments.options.files);
+    addJson(commandLine, arguments.options);
+    addReading(commandLine, arguments.options);
+    commandLine.addNumber({"--jobs", "N", "Processes that read files at a time (default: one for each core)"},
+                          1,
+                          MAX_JOBS,
+                          [&arguments](unsigned uiJobs) { arguments.uiJobs = uiJobs; });
 }
 
 // The signals that end a program: the first one ends the scan between two lines, another of its kind the program.
@@ -207,7 +206,7 @@ private:
         while (!m_ahead.empty() && m_ulNext - m_ulTold < MAX_WAITING) {
             if (!m_ahead.front().error.empty()) {
                 const std::string line =
-                    fmt::format("h265ps: error: {}: {}\n", printable(m_ahead.front().path), m_ahead.front().error);
+                    formatted("h265ps: error: {}: {}\n", printable(m_ahead.front().path), m_ahead.front().error);
                 m_answers.emplace(m_ulNext++, std::string{ANSWER_FAILED, '\0'} + line);
                 m_ahead.pop_front();
                 continue;
@@ -293,9 +292,9 @@ private:
         m_output.flush();
         std::string text = std::move(m_others);
         if (m_ulOthers != m_ulOthersKept)
-            text += fmt::format("h265ps: no H.265: {} more files\n", m_ulOthers - m_ulOthersKept);
+            text += formatted("h265ps: no H.265: {} more files\n", m_ulOthers - m_ulOthersKept);
         if (const std::uint64_t ulPassed = m_walk.passedOver(); ulPassed != 0)
-            text += fmt::format(
+            text += formatted(
                 "h265ps: passed over: {} that {} neither file nor folder\n", ulPassed, ulPassed == 1 ? "is" : "are");
         writeLine(text, m_output);
     }
@@ -327,8 +326,8 @@ int runScan(std::span<char* const> arguments, COutputStream& output)
 {
     ScanArguments wanted;
     CCommandLine commandLine(USAGE);
-    declareOptions(commandLine.app(), wanted);
-    if (const std::optional<EarlyEnd> end = commandLine.parseFiles(arguments, wanted.options))
+    declareOptions(commandLine, wanted);
+    if (const std::optional<EarlyEnd> end = parseFiles(commandLine, arguments, wanted.options))
         return endEarly(*end, output);
     wanted.options.bDecoder = false;
     const int iExitCode = CScan(wanted, output).run();

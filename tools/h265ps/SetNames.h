@@ -3,10 +3,9 @@
 #include <optional>
 #include <string>
 
-#include <fmt/format.h>
-
 #include "DecParameterSetReader.h"
 #include "FilePlace.h"
+#include "FormattedText.h"
 #include "Inspector.h"
 #include "ParameterSetStream.h"
 
@@ -44,7 +43,7 @@ inline std::string nameOf(const h265_stream::ParameterSetEvent& event)
 {
     const std::optional<unsigned> uiId = idOf(event);
     const char* const pType = typeName(event.header.nal_unit_type);
-    return uiId ? fmt::format("{} {}", pType, *uiId) : pType;
+    return uiId ? formatted("{} {}", pType, *uiId) : pType;
 }
 
 /// The id in a set's syntax, or else in its record.
@@ -60,9 +59,9 @@ inline std::string nameOf(const h265_stream::ParameterSetEvent& event, const h26
 {
     std::string name = typeName(event.header.nal_unit_type);
     if (const std::optional<unsigned> uiId = idOf(event, set))
-        name += fmt::format(" {}", *uiId);
+        name += formatted(" {}", *uiId);
     if (event.header.nuh_layer_id != 0)
-        name += fmt::format(" of layer {}", event.header.nuh_layer_id);
+        name += formatted(" of layer {}", event.header.nuh_layer_id);
     return name;
 }
 

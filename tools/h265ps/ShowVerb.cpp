@@ -94,14 +94,14 @@ int runShow(std::span<char* const> arguments, COutputStream& output)
 {
     Options options;
     CCommandLine commandLine({"h265ps", DESCRIPTION, FOOTER});
-    addFiles(commandLine.app(), options);
-    addSets(commandLine.app(), options);
-    addReading(commandLine.app(), options);
-    addJson(commandLine.app(), options);
-    addRepeats(commandLine.app(), options);
-    addFilters(commandLine.app(), options);
-    addDecoder(commandLine.app(), options);
-    if (const std::optional<EarlyEnd> end = commandLine.parseFiles(arguments, options))
+    addFiles(commandLine, options);
+    addSets(commandLine, options);
+    addReading(commandLine, options);
+    addJson(commandLine, options);
+    addRepeats(commandLine, options);
+    addFilters(commandLine, options);
+    addDecoder(commandLine, options);
+    if (const std::optional<EarlyEnd> end = parseFiles(commandLine, arguments, options))
         return endEarly(*end, output);
     const std::unique_ptr<CReport> pReport = makeReport(options, output);
     options.inspect = {.bChecks = true, .bRepeats = options.bAll};

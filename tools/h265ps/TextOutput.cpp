@@ -4,10 +4,9 @@
 #include <numeric>
 #include <utility>
 
-#include <fmt/format.h>
-
 #include "FailureReason.h"
 #include "FindingText.h"
+#include "FormattedText.h"
 #include "SetNames.h"
 #include "TextRecord.h"
 #include "TextSyntax.h"
@@ -35,16 +34,16 @@ constexpr std::size_t FEW_TRACKS = 4;
 std::string resultOf(const ParameterSetEvent& event, h265_stream::EBitReader eReader, const TextStyle& style)
 {
     if (isNotRead(event))
-        return fmt::format("{}NOT READ: {}{}", style.pBad, failureReason(event, eReader).text(), style.pEnd);
+        return formatted("{}NOT READ: {}{}", style.pBad, failureReason(event, eReader).text(), style.pEnd);
     if (event.bPassedOver)
-        return fmt::format("passed over: of layer {}, only layer 0 is read", event.header.nuh_layer_id);
+        return formatted("passed over: of layer {}, only layer 0 is read", event.header.nuh_layer_id);
     if (event.iVerify != 0)
-        return fmt::format("read; {}NOT SUPPORTED: {}{}", style.pBad, failureReason(event, eReader).text(), style.pEnd);
+        return formatted("read; {}NOT SUPPORTED: {}{}", style.pBad, failureReason(event, eReader).text(), style.pEnd);
     if (!event.logLines.empty())
-        return fmt::format("read; the decoder's own checks pass, {}but with the messages below: values can be wrong{}",
-                           style.pBad,
-                           style.pEnd);
-    return fmt::format("{}read; the decoder's own checks pass{}", style.pGood, style.pEnd);
+        return formatted("read; the decoder's own checks pass, {}but with the messages below: values can be wrong{}",
+                         style.pBad,
+                         style.pEnd);
+    return formatted("{}read; the decoder's own checks pass{}", style.pGood, style.pEnd);
 }
 
 // The module's lines, equal neighbours once.
@@ -53,8 +52,8 @@ std::string logOf(const ParameterSetEvent& event)
     std::string text;
     for (auto line = event.logLines.begin(); line != event.logLines.end();) {
         const auto other = std::find_if(line, event.logLines.end(), [&](const auto& l) { return l != *line; });
-        text += other - line == 1 ? fmt::format("  log: {}\n", *line)
-                                  : fmt::format("  log: {} ({} times)\n", *line, other - line);
+        text += other - line == 1 ? formatted("  log: {}\n", *line)
+                                  : formatted("  log: {} ({} times)\n", *line, other - line);
         line = other;
     }
     return text;
@@ -74,8 +73,8 @@ std::string repeatName(const CTextReport::RepeatKey& key)
 {
     const auto& [nal_unit_type, eRepeats, uiNumber] = key;
     if (eRepeats == CTextReport::ERepeats::NotRead)
-        return fmt::format("{} not read", typeName(nal_unit_type));
-    return fmt::format(
+        return formatted("{} not read", typeName(nal_unit_type));
+    return formatted(
         "{} {}{}", typeName(nal_unit_type), eRepeats == CTextReport::ERepeats::OfLayer ? "of layer " : "", uiNumber);
 }
 
@@ -95,11 +94,11 @@ std::string printable(const std::string& name)
 void CTextReport::begin(const std::string& file, const CFileVerdict& verdict, EPace ePace)
 {
     if (ePace != EPace::Again) {
-        m_heading = m_options.bFileHeadings ? fmt::format("{}{}==> {} <=={}\n",
-                                                          m_bFirstFile ? "" : "\n",
-                                                          m_options.style.pHeading,
-                                                          printable(file),
-                                                          m_options.style.pEnd)
+        m_heading = m_options.bFileHeadings ? formatted("{}{}==> {} <=={}\n",
+                                                        m_bFirstFile ? "" : "\n",
+                                                        m_options.style.pHeading,
+                                                        printable(file),
+                                                        m_options.style.pEnd)
                                             : "";
         m_bFirstFile = false;
     }
@@ -157,15 +156,15 @@ void CTextReport::noteForHead(const ParameterSetEvent& event)
 std::string CTextReport::title(const FileSet& told) const
 {
     const ParameterSetEvent& event = told.event;
-    std::string text = fmt::format("{}{}{} {}, {} byte{}",
-                                   m_options.style.pHeading,
-                                   nameOf(event, told.set),
-                                   m_options.style.pEnd,
-                                   atPlace(told.place),
-                                   event.ulSize,
-                                   event.ulSize == 1 ? "" : "s");
+    std::string text = formatted("{}{}{} {}, {} byte{}",
+                                 m_options.style.pHeading,
+                                 nameOf(event, told.set),
+                                 m_options.style.pEnd,
+                                 atPlace(told.place),
+                                 event.ulSize,
+                                 event.ulSize == 1 ? "" : "s");
     if (told.readAt)
-        text += fmt::format(", read at the SPS {}", atPlace(*told.readAt));
+        text += formatted(", read at the SPS {}", atPlace(*told.readAt));
     text += ": " + resultOf(event, m_options.eReader, m_options.style);
     if (event.bRepeat || event.bSeenBefore)
         text += " (repeat)";
@@ -175,11 +174,11 @@ std::string CTextReport::title(const FileSet& told) const
 std::string CTextReport::block(const FileSet& told)
 {
     const ParameterSetEvent& event = told.event;
-    std::string text = fmt::format("\n{}\n", title(told));
+    std::string text = formatted("\n{}\n", title(told));
     if (!event.bCutOff && event.header.nuh_temporal_id_plus1 != 1)
-        text += fmt::format("  nuh_temporal_id_plus1 {}\n", event.header.nuh_temporal_id_plus1);
+        text += formatted("  nuh_temporal_id_plus1 {}\n", event.header.nuh_temporal_id_plus1);
     if (told.sameAs && !m_options.bShowRepeats)
-        return text + fmt::format("  the same as {} (--all shows it)\n", atPlace(*told.sameAs));
+        return text + formatted("  the same as {} (--all shows it)\n", atPlace(*told.sameAs));
     text += logOf(event);
     if (m_options.bRecord)
         return text + recordText(event, unreadPartsText(told.set), m_options.style);
@@ -194,11 +193,11 @@ void CTextReport::noteFindings(const FileSet& told)
     for (const h265_syntax::Finding& finding : told.set.findings) {
         if (m_findings.size() == MAX_LISTED_FINDINGS)
             return;
-        m_findings.push_back(fmt::format("  {} {}{}: {}\n",
-                                         nameOf(told.event, told.set),
-                                         atPlace(told.place),
-                                         finding.ulBit ? fmt::format(", bit {}", *finding.ulBit) : "",
-                                         findingText(finding, true)));
+        m_findings.push_back(formatted("  {} {}{}: {}\n",
+                                       nameOf(told.event, told.set),
+                                       atPlace(told.place),
+                                       finding.ulBit ? formatted(", bit {}", *finding.ulBit) : "",
+                                       findingText(finding, true)));
     }
 }
 
@@ -209,9 +208,9 @@ void CTextReport::addFinding(const h265_inspect::FileFinding& finding)
     if (!finding.place.empty())
         place += (finding.ulTrack ? " in " : " at ") + finding.place;
     else if (finding.ulOffset)
-        place += fmt::format("{}at byte {}", place.empty() ? "" : " ", *finding.ulOffset);
+        place += formatted("{}at byte {}", place.empty() ? "" : " ", *finding.ulOffset);
     else if (finding.ulTrack)
-        place += fmt::format("{}track {}", place.empty() ? "" : " ", *finding.ulTrack);
+        place += formatted("{}track {}", place.empty() ? "" : " ", *finding.ulTrack);
     const std::string line = (place.empty() ? place : place + ": ") + findingText(finding) + "\n";
     if (finding.set.empty() && !m_options.bRecord && !m_output.hasLost() && !isForHead(finding, line))
         m_output.append("\n" + line);
@@ -242,7 +241,7 @@ void CTextReport::showFindings(const CFileVerdict& verdict)
         text += line;
     const std::uint64_t ulAll = verdict.findings();
     if (ulAll > m_findings.size())
-        text += fmt::format("  and {} more (h265ps check lists them)\n", ulAll - m_findings.size());
+        text += formatted("  and {} more (h265ps check lists them)\n", ulAll - m_findings.size());
     m_output.append(text);
 }
 
@@ -250,10 +249,10 @@ std::string CTextReport::streamHead(const CVerdict& verdict, const std::string& 
 {
     std::string text;
     for (const std::string& line : verdict.sequences())
-        text += fmt::format("{}{}{}{}\n", prefix, m_options.style.pHeading, line, m_options.style.pEnd);
-    text += fmt::format("{}{}\n", prefix, verdict.inspection());
+        text += formatted("{}{}{}{}\n", prefix, m_options.style.pHeading, line, m_options.style.pEnd);
+    text += formatted("{}{}\n", prefix, verdict.inspection());
     const char* const pColour = verdict.exitCode() == EXIT_ALL_READ ? m_options.style.pGood : m_options.style.pBad;
-    return text + fmt::format("{}{}{}{}\n", prefix, pColour, verdict.text(), m_options.style.pEnd);
+    return text + formatted("{}{}{}{}\n", prefix, pColour, verdict.text(), m_options.style.pEnd);
 }
 
 // Streams of which the same is to be said, as those of the pieces of an image, once.
@@ -273,10 +272,10 @@ std::string CTextReport::tracksHead(const CFileVerdict& verdict, const std::stri
         if (said == more.end())
             continue;
         const bool bMany = said->second > FEW_TRACKS;
-        text += fmt::format("{}{}{}:\n",
-                            prefix,
-                            printable(nameOf(track.info)),
-                            bMany ? fmt::format(", and {} more like it", said->second - 1) : "");
+        text += formatted("{}{}{}:\n",
+                          prefix,
+                          printable(nameOf(track.info)),
+                          bMany ? formatted(", and {} more like it", said->second - 1) : "");
         text += streamHead(*track.verdict, prefix + "  ");
         if (bMany)
             more.erase(said);
@@ -297,14 +296,14 @@ std::string CTextReport::head(const CFileVerdict& verdict, const std::string& pr
     std::size_t uiOthers = 0;
     for (const TrackVerdict& track : verdict.tracks()) {
         if (!track.verdict && ++uiOthers <= MAX_LISTED_TRACKS)
-            others += fmt::format("{}{} ({}: {})",
-                                  others.empty() ? "" : "; ",
-                                  printable(nameOf(track.info)),
-                                  kindOf(track.info),
-                                  printable(track.info.reason));
+            others += formatted("{}{} ({}: {})",
+                                others.empty() ? "" : "; ",
+                                printable(nameOf(track.info)),
+                                kindOf(track.info),
+                                printable(track.info.reason));
     }
     if (uiOthers > MAX_LISTED_TRACKS)
-        others += fmt::format("; and {} more", uiOthers - MAX_LISTED_TRACKS);
+        others += formatted("; and {} more", uiOthers - MAX_LISTED_TRACKS);
     return others.empty() ? text : text + prefix + "passed over: " + others + "\n";
 }
 
@@ -338,9 +337,9 @@ bool CTextReport::end(const CFileVerdict& verdict, std::uint64_t /* ulBytes */)
         m_output.append("\nno parameter set of the wanted type and id\n");
     std::string repeats;
     for (const auto& [set, ulCount] : m_repeats)
-        repeats += fmt::format("{}{} {}x", repeats.empty() ? "" : ", ", repeatName(set), ulCount);
+        repeats += formatted("{}{} {}x", repeats.empty() ? "" : ", ", repeatName(set), ulCount);
     if (!repeats.empty())
-        m_output.append(fmt::format("\nrepeats not shown: {} (--all shows them)\n", repeats));
+        m_output.append(formatted("\nrepeats not shown: {} (--all shows them)\n", repeats));
     showFindings(verdict);
     m_output.append("\n" + head(verdict, ""));
     return true;

@@ -2,9 +2,8 @@
 
 #include <utility>
 
-#include <fmt/format.h>
-
 #include "FieldLines.h"
+#include "FormattedText.h"
 #include "Gist.h"
 #include "RefPicSetText.h"
 #include "ScalingListText.h"
@@ -34,7 +33,7 @@ public:
         GroupGist gist = m_gist.of(eGroup);
         if (holdsUnreadParts(eGroup) && !m_unreadParts.empty())
             gist.gist = m_unreadParts;
-        m_lines.text(fmt::format(
+        m_lines.text(formatted(
             "  {}{}{}{}{}\n", m_style.pHeading, gist.pTitle, m_style.pEnd, gist.gist.empty() ? "" : ": ", gist.gist));
     }
     void flag(const char* pName, bool bValue, FieldNote note) override
@@ -43,11 +42,11 @@ public:
     }
     void number(const char* pName, std::int64_t iValue, FieldNote note) override
     {
-        m_lines.field(pName, fmt::to_string(iValue), note);
+        m_lines.field(pName, std::to_string(iValue), note);
     }
     void numbers(const char* pName, std::span<const std::int64_t> values, FieldNote note) override
     {
-        m_lines.field(pName, values.empty() ? "none" : fmt::format("{}", fmt::join(values, " ")), note, values.size());
+        m_lines.field(pName, values.empty() ? "none" : joined(values, " "), note, values.size());
     }
     void flags(const char* pName, std::span<const bool> values, FieldNote note) override
     {
@@ -57,7 +56,7 @@ public:
     {
         std::string value;
         for (const auto& row : rows)
-            value += (value.empty() ? "" : fmt::format("\n{:{}}", "", CFieldLines::VALUE_COLUMN)) + bitsText(row);
+            value += (value.empty() ? "" : formatted("\n{:{}}", "", CFieldLines::VALUE_COLUMN)) + bitsText(row);
         m_lines.field(pName, value.empty() ? "none" : value, note, rows.size());
     }
     void table(const char* pName, std::span<const unsigned> values, FieldNote note) override;
@@ -97,12 +96,12 @@ void CTextRecord::table(const char* pName, std::span<const unsigned> values, Fie
 {
     std::string value;
     if (values.size() <= MAX_TABLE_ENTRIES)
-        value = fmt::format("{}", fmt::join(values, " "));
+        value = joined(values, " ");
     else
-        value = fmt::format("{} ... {} [{} entries]",
-                            fmt::join(values.first(MAX_TABLE_ENTRIES - 4), " "),
-                            fmt::join(values.last(2), " "),
-                            values.size());
+        value = formatted("{} ... {} [{} entries]",
+                          joined(values.first(MAX_TABLE_ENTRIES - 4), " "),
+                          joined(values.last(2), " "),
+                          values.size());
     m_lines.field(pName, value, note);
     // The rows come last: the grid is known then.
     const std::string_view name = pName;

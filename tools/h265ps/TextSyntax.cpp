@@ -6,11 +6,10 @@
 #include <string_view>
 #include <vector>
 
-#include <fmt/format.h>
-
 #include "ElementMeanings.h"
 #include "FieldLines.h"
 #include "FindingText.h"
+#include "FormattedText.h"
 #include "Gist.h"
 #include "SyntaxGroups.h"
 #include "TextRecord.h"
@@ -37,7 +36,7 @@ bool isDrawn(std::string_view structure)
 std::string valueText(std::string_view name, std::int64_t iValue)
 {
     const std::string_view meaning = h265_syntax::meaningOf(name, iValue);
-    return meaning.empty() ? fmt::to_string(iValue) : fmt::format("{} ({})", iValue, meaning);
+    return meaning.empty() ? std::to_string(iValue) : formatted("{} ({})", iValue, meaning);
 }
 
 class CTextSyntax
@@ -74,7 +73,7 @@ public:
                 tell(m_set.findings[i], true);
         }
         if (m_set.uiMoreFindings != 0)
-            m_lines.text(fmt::format("  ! {} more of the kind are not listed\n", m_set.uiMoreFindings));
+            m_lines.text(formatted("  ! {} more of the kind are not listed\n", m_set.uiMoreFindings));
         return m_lines.take();
     }
 
@@ -92,7 +91,7 @@ private:
     void heading(const char* pTitle, const std::string& gist)
     {
         m_lines.text(
-            fmt::format("  {}{}{}{}{}\n", m_style.pHeading, pTitle, m_style.pEnd, gist.empty() ? "" : ": ", gist));
+            formatted("  {}{}{}{}{}\n", m_style.pHeading, pTitle, m_style.pEnd, gist.empty() ? "" : ": ", gist));
     }
 
     // With what the record derives from the group.
@@ -112,7 +111,7 @@ private:
         case EKind::None:
             return;
         case EKind::Value:
-            line(name, node.name.empty() ? fmt::to_string(node.iValue) : valueText(node.name, node.iValue));
+            line(name, node.name.empty() ? std::to_string(node.iValue) : valueText(node.name, node.iValue));
             break;
         case EKind::Flags:
             line(name, flagsText(node));
@@ -153,7 +152,7 @@ private:
             return tellOf(name, structure);
         }
         for (std::size_t i = 0; i < entries.size(); ++i)
-            add(*entries[i], fmt::format("{}[{}]", name, i), structure);
+            add(*entries[i], formatted("{}[{}]", name, i), structure);
     }
 
     static std::string entriesText(std::string_view name, const std::vector<const Node*>& entries)
@@ -170,9 +169,9 @@ private:
         std::string text;
         for (std::size_t i = 0; i < std::min(entries.size(), MAX_ENTRIES); ++i) {
             text += i != 0 ? " " : "";
-            text += entries[i]->eKind == EKind::Value ? fmt::to_string(entries[i]->iValue) : "-";
+            text += entries[i]->eKind == EKind::Value ? std::to_string(entries[i]->iValue) : "-";
         }
-        return entries.size() > MAX_ENTRIES ? fmt::format("{} ... [{} entries]", text, entries.size()) : text;
+        return entries.size() > MAX_ENTRIES ? formatted("{} ... [{} entries]", text, entries.size()) : text;
     }
 
     std::string flagsText(const Node& node) const
@@ -182,7 +181,7 @@ private:
         std::string text;
         for (const unsigned char ucFlag : flags.first(std::min(flags.size(), MAX_FLAGS)))
             text += ucFlag != 0 ? '1' : '0';
-        return flags.size() > MAX_FLAGS ? fmt::format("{}... [{} bits]", text, flags.size()) : text;
+        return flags.size() > MAX_FLAGS ? formatted("{}... [{} bits]", text, flags.size()) : text;
     }
 
     void line(const std::string& name, const std::string& value) { m_lines.field(kept(name), value, {}); }
@@ -211,7 +210,7 @@ private:
 
     void tell(const Finding& finding, bool bWithElement)
     {
-        m_lines.text(fmt::format("    {}! {}{}\n", m_style.pBad, findingText(finding, bWithElement), m_style.pEnd));
+        m_lines.text(formatted("    {}! {}{}\n", m_style.pBad, findingText(finding, bWithElement), m_style.pEnd));
     }
 
     const ParameterSetEvent& m_event;

@@ -5,7 +5,7 @@
 #include <iterator>
 #include <vector>
 
-#include <fmt/format.h>
+#include "FormattedText.h"
 
 namespace h265ps {
 
@@ -27,7 +27,7 @@ std::vector<std::size_t> cellWidths(std::span<const unsigned> colWidth, std::siz
     std::vector<std::size_t> widths;
     for (const unsigned uiWidth : colWidth) {
         const std::uint64_t ulShare = ulCtbs != 0 ? (uiWidth * ulCanvas + ulCtbs / 2) / ulCtbs : 0;
-        const std::size_t uiLeast = std::max(uiNumberWidth, fmt::formatted_size("{}", uiWidth)) + uiRoom;
+        const std::size_t uiLeast = std::max(uiNumberWidth, formatted("{}", uiWidth).size()) + uiRoom;
         widths.push_back(std::max(static_cast<std::size_t>(ulShare), uiLeast));
     }
     return widths;
@@ -40,35 +40,34 @@ std::string drawTiles(std::span<const unsigned> colWidth, std::span<const unsign
     const std::span<const unsigned> columns = colWidth.first(std::min(colWidth.size(), MAX_COLUMNS));
     const std::span<const unsigned> rows = rowHeight.first(std::min(rowHeight.size(), MAX_ROWS));
     const std::size_t uiLastTile = rows.empty() ? 0 : (rows.size() - 1) * colWidth.size() + columns.size();
-    const std::vector<std::size_t> widths = cellWidths(columns, fmt::formatted_size("{}", uiLastTile));
+    const std::vector<std::size_t> widths = cellWidths(columns, formatted("{}", uiLastTile).size());
     std::size_t uiMargin = 1;
     for (const unsigned uiHeight : rows)
-        uiMargin = std::max(uiMargin, fmt::formatted_size("{}", uiHeight));
+        uiMargin = std::max(uiMargin, formatted("{}", uiHeight).size());
 
     std::string drawing;
-    auto out = std::back_inserter(drawing);
-    std::string border = fmt::format("{:{}}{:{}} +", "", uiIndent, "", uiMargin);
-    fmt::format_to(out, "{:{}}{:{}}  ", "", uiIndent, "", uiMargin);
+    std::string border = formatted("{:{}}{:{}} +", "", uiIndent, "", uiMargin);
+    appendFormatted(drawing, "{:{}}{:{}}  ", "", uiIndent, "", uiMargin);
     for (std::size_t i = 0; i < columns.size(); ++i) {
-        fmt::format_to(out, "{:^{}} ", columns[i], widths[i]);
+        appendFormatted(drawing, "{:^{}} ", columns[i], widths[i]);
         border += std::string(widths[i], '-') + '+';
     }
-    fmt::format_to(out, "{}\n{}\n", colWidth.size() > columns.size() ? "..." : " CTBs", border);
+    appendFormatted(drawing, "{}\n{}\n", colWidth.size() > columns.size() ? "..." : " CTBs", border);
     for (std::size_t j = 0; j < rows.size(); ++j) {
-        fmt::format_to(out, "{:{}}{:>{}} |", "", uiIndent, rows[j], uiMargin);
+        appendFormatted(drawing, "{:{}}{:>{}} |", "", uiIndent, rows[j], uiMargin);
         for (std::size_t i = 0; i < columns.size(); ++i)
-            fmt::format_to(out, "{:^{}}|", j * colWidth.size() + i, widths[i]);
-        fmt::format_to(out, "\n{}\n", border);
+            appendFormatted(drawing, "{:^{}}|", j * colWidth.size() + i, widths[i]);
+        appendFormatted(drawing, "\n{}\n", border);
     }
     if (columns.size() < colWidth.size() || rows.size() < rowHeight.size())
-        fmt::format_to(out,
-                       "{:{}}drawn: {} of {} columns, {} of {} rows\n",
-                       "",
-                       uiIndent,
-                       columns.size(),
-                       colWidth.size(),
-                       rows.size(),
-                       rowHeight.size());
+        appendFormatted(drawing,
+                        "{:{}}drawn: {} of {} columns, {} of {} rows\n",
+                        "",
+                        uiIndent,
+                        columns.size(),
+                        colWidth.size(),
+                        rows.size(),
+                        rowHeight.size());
     return drawing;
 }
 

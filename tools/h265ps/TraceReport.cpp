@@ -1,10 +1,9 @@
 #include "TraceReport.h"
 
-#include <fmt/format.h>
-
 #include "ElementLine.h"
 #include "ElementMeanings.h"
 #include "ErrorLine.h"
+#include "FormattedText.h"
 #include "JsonSet.h"
 #include "SetNames.h"
 #include "TextOutput.h"
@@ -89,7 +88,7 @@ void CTraceReport::begin(const std::string& file, const CFileVerdict& /* verdict
         m_json.key("parameter_sets");
         m_json.openArray();
     } else if (m_options.bFileHeadings) {
-        m_output.append(fmt::format("{}==> {} <==\n", m_bAnything ? "\n" : "", printable(file)));
+        m_output.append(formatted("{}==> {} <==\n", m_bAnything ? "\n" : "", printable(file)));
         m_bAnything = true;
     }
 }
@@ -113,16 +112,16 @@ void CTraceReport::addText(const FileSet& told)
 {
     const ParameterSetEvent& event = told.event;
     const InspectedSet& set = told.set;
-    m_output.append(fmt::format("{}{} {}, {} byte{}\n",
-                                m_bAnything ? "\n" : "",
-                                nameOf(event, set),
-                                atPlace(told.place),
-                                event.ulSize,
-                                event.ulSize == 1 ? "" : "s"));
+    m_output.append(formatted("{}{} {}, {} byte{}\n",
+                              m_bAnything ? "\n" : "",
+                              nameOf(event, set),
+                              atPlace(told.place),
+                              event.ulSize,
+                              event.ulSize == 1 ? "" : "s"));
     m_bAnything = true;
     if (!set.hasSyntax()) {
         if (told.sameAs)
-            m_output.append(fmt::format("  the same as {} (--all shows it)\n", atPlace(*told.sameAs)));
+            m_output.append(formatted("  the same as {} (--all shows it)\n", atPlace(*told.sameAs)));
         return;
     }
     CElementLine head;
@@ -134,7 +133,7 @@ void CTraceReport::addText(const FileSet& told)
     CTextElements elements(m_output);
     set.trace(elements);
     if (set.stop())
-        m_output.append(fmt::format("  at bit {}: {}\n", set.stop().uiBit, set.stop().message()));
+        m_output.append(formatted("  at bit {}: {}\n", set.stop().uiBit, set.stop().message()));
 }
 
 void CTraceReport::addJson(const FileSet& told)
@@ -173,7 +172,7 @@ bool CTraceReport::end(const CFileVerdict& /* verdict */, std::uint64_t /* ulByt
         m_output.append("\n");
     } else if (m_ulRepeats != 0) {
         m_output.append(
-            fmt::format("\n{} repeat{} not shown (--all shows them)\n", m_ulRepeats, m_ulRepeats == 1 ? "" : "s"));
+            formatted("\n{} repeat{} not shown (--all shows them)\n", m_ulRepeats, m_ulRepeats == 1 ? "" : "s"));
     }
     return true;
 }

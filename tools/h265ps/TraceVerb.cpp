@@ -33,13 +33,13 @@ int runTrace(std::span<char* const> arguments, COutputStream& output)
 {
     Options options;
     CCommandLine commandLine(USAGE);
-    addFiles(commandLine.app(), options);
-    addSets(commandLine.app(), options);
-    addReading(commandLine.app(), options);
-    addJson(commandLine.app(), options);
-    addRepeats(commandLine.app(), options);
-    addFilters(commandLine.app(), options);
-    if (const std::optional<EarlyEnd> end = commandLine.parseFiles(arguments, options))
+    addFiles(commandLine, options);
+    addSets(commandLine, options);
+    addReading(commandLine, options);
+    addJson(commandLine, options);
+    addRepeats(commandLine, options);
+    addFilters(commandLine, options);
+    if (const std::optional<EarlyEnd> end = parseFiles(commandLine, arguments, options))
         return endEarly(*end, output);
     options.bDecoder = false;
     options.stream.iLogLevel = NO_LOG_LINES;

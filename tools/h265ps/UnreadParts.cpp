@@ -6,7 +6,7 @@
 #include <utility>
 #include <vector>
 
-#include <fmt/format.h>
+#include "FormattedText.h"
 
 namespace h265ps {
 
@@ -55,11 +55,11 @@ std::string unreadPartsText(const h265_inspect::InspectedSet& set)
     set.trace(sizes);
     std::string text;
     for (const auto& [part, ulBits] : sizes.m_parts)
-        text += fmt::format("{}{}, {} bit{}", text.empty() ? "" : "; ", part, ulBits, ulBits == 1 ? "" : "s");
+        text += formatted("{}{}, {} bit{}", text.empty() ? "" : "; ", part, ulBits, ulBits == 1 ? "" : "s");
     if (text.empty())
         return "";
     if (set.stop())
-        text += fmt::format(" ({})", set.stop().message());
+        text += formatted(" ({})", set.stop().message());
     return text + ": not in the record";
 }
 

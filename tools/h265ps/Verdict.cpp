@@ -1,9 +1,8 @@
 #include "Verdict.h"
 
-#include <fmt/format.h>
-
 #include "DecParameterSetReader.h"
 #include "FailureReason.h"
+#include "FormattedText.h"
 #include "SetNames.h"
 
 namespace h265ps {
@@ -42,7 +41,7 @@ void CVerdict::add(const h265_inspect::FileSet& told, const h265_inspect::Stream
     if (!m_gist)
         m_gist = *set.pGist;
     if (m_sequences.size() < MAX_SEQUENCES)
-        m_sequences.push_back(fmt::format("{} ({} {})", textOf(*set.pGist), nameOf(event, set), atPlace(told.place)));
+        m_sequences.push_back(formatted("{} ({} {})", textOf(*set.pGist), nameOf(event, set), atPlace(told.place)));
     else
         ++m_ulMoreSequences;
 }
@@ -57,9 +56,9 @@ void CVerdict::addFailure(const h265_inspect::FileSet& told)
         return;
     const FailureReason reason = failureReason(event, m_eReader);
     if (isNotRead(event))
-        failures.first = fmt::format("{} was not read: {}", placeOf(told), reason.text());
+        failures.first = formatted("{} was not read: {}", placeOf(told), reason.text());
     else
-        failures.first = fmt::format("{} ({}: {})", reason.words, placeOf(told), reason.message);
+        failures.first = formatted("{} ({}: {})", reason.words, placeOf(told), reason.message);
 }
 
 void CVerdict::end(const h265_inspect::FileTrackEnd& end)
@@ -80,7 +79,7 @@ std::vector<std::string> CVerdict::sequences() const
 {
     std::vector<std::string> lines = m_sequences;
     if (m_ulMoreSequences != 0)
-        lines.push_back(fmt::format("and {} more SPS{}", m_ulMoreSequences, m_ulMoreSequences == 1 ? "" : "s"));
+        lines.push_back(formatted("and {} more SPS{}", m_ulMoreSequences, m_ulMoreSequences == 1 ? "" : "s"));
     if (lines.empty())
         lines.emplace_back("no SPS was read");
     return lines;
@@ -91,7 +90,7 @@ std::string CVerdict::inspection() const
     constexpr const char* aTypes[] = {"VPS", "SPS", "PPS"};
     std::string text = m_gist ? m_gist->codecs + "; " : "";
     for (std::size_t i = 0; i < std::size(aTypes); ++i)
-        text += fmt::format("{} {}{}", m_counts.aulSets[i], aTypes[i], i + 1 < std::size(aTypes) ? ", " : "; ");
+        text += formatted("{} {}{}", m_counts.aulSets[i], aTypes[i], i + 1 < std::size(aTypes) ? ", " : "; ");
     return text + problems();
 }
 
@@ -113,7 +112,7 @@ std::string CVerdict::missing() const
     }
     if (names.size() == std::size(aNames))
         return "no VPS, SPS or PPS of layer 0";
-    return fmt::format("{}", fmt::join(names, " and "));
+    return joined(names, " and ");
 }
 
 // The worst comes first, without the number of the others.
@@ -138,11 +137,11 @@ std::string CVerdict::text() const
                                    (m_interruption.has_value() ? 1U : 0U);
     std::string verdict = answer();
     if (ulErrors > 1)
-        verdict += fmt::format("; {} more error{}", ulErrors - 1, ulErrors == 2 ? "" : "s");
+        verdict += formatted("; {} more error{}", ulErrors - 1, ulErrors == 2 ? "" : "s");
     if (!m_stale.empty())
         verdict += "; warning: " + textOf(m_stale.front());
     if (m_stale.size() > 1)
-        verdict += fmt::format("; {} more warning{}", m_stale.size() - 1, m_stale.size() == 2 ? "" : "s");
+        verdict += formatted("; {} more warning{}", m_stale.size() - 1, m_stale.size() == 2 ? "" : "s");
     return verdict;
 }
 
@@ -156,7 +155,7 @@ EExitCode CVerdict::exitCode() const
 std::string countedProblems(std::uint64_t ulErrors, std::uint64_t ulWarnings)
 {
     const auto counted = [](std::uint64_t ulCount, const char* pNoun) {
-        return ulCount == 0 ? std::string() : fmt::format("{} {}{}", ulCount, pNoun, ulCount == 1 ? "" : "s");
+        return ulCount == 0 ? std::string() : formatted("{} {}{}", ulCount, pNoun, ulCount == 1 ? "" : "s");
     };
     return counted(ulErrors, "error") + (ulErrors == 0 || ulWarnings == 0 ? "" : " and ") +
            counted(ulWarnings, "warning");
@@ -167,13 +166,12 @@ std::string textOf(const StaleSet& set)
     const h265_stream::StalePps& stale = set.stale;
     const std::size_t uiListed = std::min(stale.ppsIds.size(), MAX_LISTED_IDS);
     const std::size_t uiMore = stale.ppsIds.size() - uiListed;
-    return fmt::format(
-        "SPS {} {} took the place of another, and PPS {}{} {} not sent again behind it",
-        stale.uiSpsId,
-        atPlace(set.place),
-        fmt::join(stale.ppsIds.begin(), stale.ppsIds.begin() + static_cast<std::ptrdiff_t>(uiListed), ", "),
-        uiMore != 0 ? fmt::format(" and {} more", uiMore) : "",
-        stale.ppsIds.size() == 1 ? "was" : "were");
+    return formatted("SPS {} {} took the place of another, and PPS {}{} {} not sent again behind it",
+                     stale.uiSpsId,
+                     atPlace(set.place),
+                     joined(std::span(stale.ppsIds).first(uiListed), ", "),
+                     uiMore != 0 ? formatted(" and {} more", uiMore) : "",
+                     stale.ppsIds.size() == 1 ? "was" : "were");
 }
 
 } // namespace h265ps
