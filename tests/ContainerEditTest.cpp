@@ -90,7 +90,10 @@ TEST_P(FilesOfMuxers, TakeSetsOfTheSameSizeInPlace)
 
 INSTANTIATE_TEST_SUITE_P(, FilesOfMuxers,
                          testing::Values("hvc1.mp4", "faststart.mp4", "hev1.mov", "fragmented.mp4", "with_sound.mp4",
-                                         "ffmpeg.mkv", "live.mkv", "mkvmerge.mkv", "zlib.mkv"));
+                                         "ffmpeg.mkv", "live.mkv", "mkvmerge.mkv"));
+#ifdef H265PS_WITH_ZLIB
+INSTANTIATE_TEST_SUITE_P(Packed, FilesOfMuxers, testing::Values("zlib.mkv"));
+#endif
 
 // Sets of a real stream, for an hvcC.
 std::vector<Bytes> streamSets()

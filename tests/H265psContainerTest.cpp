@@ -137,6 +137,9 @@ TEST_F(H265psContainer, EveryKindOfFileIsReadAndItsSetsStandWhereTheySay)
 
 TEST_F(H265psContainer, ASetThatCannotBePointedAtHasNoOffsetAndTheSameSetIsNamedByItsPlace)
 {
+#ifndef H265PS_WITH_ZLIB
+    GTEST_SKIP() << "packed frames are read with zlib";
+#endif
     const Json json = document(h265ps({"--json", container("zlib.mkv")}));
     const Json& repeat = json["parameter_sets"][3]; // in the first frame, which is packed
     EXPECT_EQ(repeat["offset"], nullptr);

@@ -29,7 +29,7 @@ TEST_F(CreateSPS, TakesOneZeroedBlock)
     ASSERT_NE(sps, nullptr);
     const unsigned char* const pBytes = reinterpret_cast<const unsigned char*>(sps);
     EXPECT_EQ(std::count(pBytes, pBytes + sizeof(SPS), 0), std::ptrdiff_t{sizeof(SPS)});
-    EXPECT_EQ(m_pool.calls(), std::vector<PoolCall>{taken(528, 647)});
+    EXPECT_EQ(m_pool.calls(), std::vector<PoolCall>{taken(sizeof(SPS), 647)});
     EXPECT_TRUE(m_log.lines().empty());
     destroySPS(sps);
 }
@@ -57,7 +57,7 @@ TEST_F(DestroySPS, ReleasesAFreshRecordWithOneCall)
     SPS* const sps = createSPS(m_pool.pool());
     m_pool.forgetCalls();
     destroySPS(sps);
-    EXPECT_EQ(m_pool.calls(), std::vector<PoolCall>{released(528, 663)});
+    EXPECT_EQ(m_pool.calls(), std::vector<PoolCall>{released(sizeof(SPS), 663)});
 }
 
 TEST_F(DestroySPS, ReleasesScalingListsThenSetsThenTheRecord)
@@ -69,7 +69,8 @@ TEST_F(DestroySPS, ReleasesScalingListsThenSetsThenTheRecord)
     m_sps->refCount.counter = 5; // not consulted
     m_pool.forgetCalls();
     destroySPS(m_sps);
-    EXPECT_EQ(m_pool.calls(), (std::vector<PoolCall>{released(25344, 661), released(272, 662), released(528, 663)}));
+    EXPECT_EQ(m_pool.calls(),
+              (std::vector<PoolCall>{released(25344, 661), released(272, 662), released(sizeof(SPS), 663)}));
     m_sps = nullptr;
 }
 

@@ -65,7 +65,7 @@ struct ModelPps
     std::array<Value, 17> reserved{};
 };
 
-inline constexpr unsigned PPS_BYTES = 144;
+inline constexpr unsigned PPS_BYTES = sizeof(void*) == 8 ? 144 : 108;
 
 /// The host's table of SPS records: null where empty.
 using ModelSpsTable = std::array<const ModelSps*, 256>;

@@ -78,7 +78,7 @@ struct ModelSps
 };
 
 /// Bytes of the module's blocks.
-inline constexpr unsigned SPS_BYTES = 528;
+inline constexpr unsigned SPS_BYTES = sizeof(void*) == 8 ? 528 : 508;
 inline constexpr unsigned SCALING_LIST_BYTES = 25344;
 inline constexpr unsigned RPS_BYTES = 136;
 
