@@ -462,6 +462,66 @@ TEST(ClaimConfigurationChecks, HoldTheDescriptorAgainstTheSps)
     expectClaims(aRows, rightProgram);
 }
 
+ClaimedTrack rightSession()
+{
+    ClaimedTrack track;
+    SessionClaim c;
+    c.profile_space = 0;
+    c.profile_id = 4;
+    c.tier_flag = 0;
+    c.level_id = 186;
+    c.profile_compatibility_indicator = std::uint32_t{1} << (31 - 4);
+    c.interop_constraints = std::uint64_t{1} << (47 - 10);
+    track.claims.codec = "H265";
+    track.claims.session = {c, "media 1, a=fmtp", 100};
+    track.bInRecord = false;
+    return track;
+}
+
+TEST(ClaimConfigurationChecks, HoldWhatASessionSaysAgainstTheSps)
+{
+    const ClaimRow aRows[] = {
+        {"right", [](auto&) {}, "", ""},
+        {"nothing", [](auto& t) { t.claims.session->value = {}; }, "", ""},
+        {"space",
+         [](auto& t) { t.claims.session->value.profile_space = 1; },
+         "error profile_tier_level.general_profile_space [RFC 7798 7.1]",
+         "a=fmtp says profile-space 1, SPS 0 says 0"},
+        {"profile",
+         [](auto& t) { t.claims.session->value.profile_id = 1; },
+         "error profile_tier_level.general_profile_idc [RFC 7798 7.1]",
+         "a=fmtp says profile-id 1, SPS 0 says 4 (Main 4:4:4 16 Intra)"},
+        {"profile that it is compatible with",
+         [](auto& t) {
+             t.claims.session->value.profile_id = 5;
+             t.sps.profile_tier_level.general_profile_compatibility_flag[5] = true;
+         },
+         "",
+         ""},
+        {"compatibility",
+         [](auto& t) { t.claims.session->value.profile_compatibility_indicator = 0x48000000; },
+         "error profile_tier_level.general_profile_compatibility_flag[1] [RFC 7798 7.1]",
+         "a=fmtp says profile-compatibility-indicator 0x48000000, SPS 0 says 0x08000000"},
+        {"less compatibility", [](auto& t) { t.claims.session->value.profile_compatibility_indicator = 0; }, "", ""},
+        {"constraints",
+         [](auto& t) { *t.claims.session->value.interop_constraints |= std::uint64_t{1} << 47; },
+         "error profile_tier_level.general_progressive_source_flag [RFC 7798 7.1]",
+         "a=fmtp says interop-constraints 0x802000000000, SPS 0 says 0x002000000000"},
+        {"less constraints", [](auto& t) { t.claims.session->value.interop_constraints = 0; }, "", ""},
+        {"tier",
+         [](auto& t) { t.sps.profile_tier_level.general_tier_flag = true; },
+         "error profile_tier_level.general_tier_flag [RFC 7798 7.1]",
+         "a=fmtp says Main tier, SPS 0 says High tier"},
+        {"higher tier", [](auto& t) { t.claims.session->value.tier_flag = 1; }, "", ""},
+        {"level",
+         [](auto& t) { t.claims.session->value.level_id = 183; },
+         "error profile_tier_level.general_level_idc [RFC 7798 7.1]",
+         "a=fmtp says level 6.1 (general_level_idc 183), SPS 0 says level 6.2 (general_level_idc 186)"},
+        {"higher level", [](auto& t) { t.claims.session->value.level_id = 255; }, "", ""},
+    };
+    expectClaims(aRows, rightSession);
+}
+
 TEST(ClaimConfigurationChecks, AreMadeAgainWhenClaimsComeLater)
 {
     ClaimedTrack track = rightProgram();

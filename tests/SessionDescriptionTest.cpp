@@ -210,4 +210,59 @@ TEST(SessionDescription, ComesToAnEndOnEveryText)
     });
 }
 
+TEST(SessionDescription, ClaimsWhatItSaysOfTheStream)
+{
+    const CContainerRecord record = read(
+        HEAD + VIDEO + "a=fmtp:96 profile-space=0; Profile-ID=2;tier-flag=1; level-id=123;" +
+        "interop-constraints=9000000000F0; profile-compatibility-indicator=20000000; tx-mode=SRST; " + SETS + "\r\n");
+    EXPECT_EQ(record.findings(), "");
+    ASSERT_EQ(record.m_claims.size(), 1U);
+    EXPECT_EQ(record.m_claims[0].ulTrack, 1U);
+    EXPECT_EQ(record.m_claims[0].session->box, "media 1, a=fmtp");
+    EXPECT_EQ(record.m_claims[0].session->ulOffset, (HEAD + VIDEO + "a=fmtp:96 ").size());
+    const SessionClaim& claim = record.m_claims[0].session->value;
+    EXPECT_EQ(claim.profile_space, 0U);
+    EXPECT_EQ(claim.profile_id, 2U);
+    EXPECT_EQ(claim.tier_flag, 1U);
+    EXPECT_EQ(claim.level_id, 123U);
+    EXPECT_EQ(claim.interop_constraints, 0x9000000000f0U);
+    EXPECT_EQ(claim.profile_compatibility_indicator, 0x20000000U);
+}
+
+TEST(SessionDescription, ClaimsNothingWithoutParametersAndOfSeveralPayloadTypes)
+{
+    EXPECT_TRUE(read(HEAD + VIDEO + "a=fmtp:96 " + SETS + "\r\n").m_claims.empty());
+    EXPECT_TRUE(read(HEAD + "m=video 1 RTP/AVP 96 97\r\na=rtpmap:96 H265/90000\r\na=rtpmap:97 H265/90000\r\n" +
+                     "a=fmtp:96 level-id=93; " + SETS + "\r\na=fmtp:97 level-id=120; " + SETS + "\r\n")
+                    .m_claims.empty());
+}
+
+TEST(SessionDescription, ValuesThatCannotBeClaimsAreWarnings)
+{
+    const struct
+    {
+        const char* pParameter;
+        const char* pWrong;
+    } aCases[] = {
+        {"profile-space=4", "a number from 0 to 3"},
+        {"profile-id=32", "a number from 0 to 31"},
+        {"profile-id=main", "a number from 0 to 31"},
+        {"tier-flag=2", "0 or 1"},
+        {"level-id=256", "a number from 0 to 255"},
+        {"level-id=", "a number from 0 to 255"},
+        {"level-id=-1", "a number from 0 to 255"},
+        {"profile-compatibility-indicator=6000000", "8 hexadecimal digits"},
+        {"profile-compatibility-indicator=0x600000", "8 hexadecimal digits"},
+        {"interop-constraints=B0000000000", "12 hexadecimal digits"},
+    };
+    for (const auto& c : aCases) {
+        SCOPED_TRACE(c.pParameter);
+        const CContainerRecord record = read(HEAD + VIDEO + "a=fmtp:96 " + c.pParameter + ";" + SETS + "\r\n");
+        ASSERT_EQ(record.m_findings.size(), 1U);
+        EXPECT_EQ(record.m_findings[0].eSeverity, ESeverity::Warning);
+        EXPECT_EQ(record.m_findings[0].message, std::string("it is not ") + c.pWrong);
+        EXPECT_EQ(record.unitBytes().size(), 3U);
+    }
+}
+
 } // namespace

@@ -81,6 +81,14 @@ struct HevcDescriptorClaim
     unsigned char temporal_id_max;
 };
 
+/// RFC 7798 7.1, what an a=fmtp line says of the stream beside its sets.
+struct SessionClaim
+{
+    std::optional<std::uint64_t> profile_space, profile_id, tier_flag, level_id;
+    std::optional<std::uint64_t> profile_compatibility_indicator; // 32 bits
+    std::optional<std::uint64_t> interop_constraints;             // 48 bits
+};
+
 /// A frame rate that is stated as constant.
 struct FrameRateClaim
 {
@@ -105,6 +113,7 @@ struct ContainerClaims
     std::optional<Claim<std::vector<unsigned>>> pixelDepths; // pixi
     std::optional<Claim<MatroskaVideoClaim>> matroskaVideo;
     std::optional<Claim<HevcDescriptorClaim>> hevcDescriptor;
+    std::optional<Claim<SessionClaim>> session;
     std::optional<Claim<FrameRateClaim>> constantFrameRate;
 };
 

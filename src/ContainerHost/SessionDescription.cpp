@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <map>
+#include <optional>
 #include <set>
 #include <string>
 #include <string_view>
@@ -9,6 +10,7 @@
 #include <variant>
 #include <vector>
 
+#include "SessionParameters.h"
 #include "SetText.h"
 #include "UnitOutput.h"
 
@@ -17,8 +19,6 @@ namespace h265_container {
 namespace {
 
 using std::string_view;
-
-constexpr string_view SPACES = " \t\r\n";
 
 // RFC 7798 7.1: the parameters that hold sets, in the order that sets refer to each other.
 struct SetParameter
@@ -34,38 +34,6 @@ constexpr SetParameter SET_PARAMETERS[] = {
 };
 
 constexpr string_view NAMES[] = {"VPS", "SPS", "PPS"};
-
-char lowerCase(char c)
-{
-    return c >= 'A' && c <= 'Z' ? static_cast<char>(c | 0x20) : c;
-}
-
-bool isSameWord(string_view one, string_view other)
-{
-    return std::ranges::equal(one, other, {}, lowerCase, lowerCase);
-}
-
-string_view trimmed(string_view text)
-{
-    const std::size_t uiBegin = std::min(text.find_first_not_of(SPACES), text.size());
-    text.remove_prefix(uiBegin);
-    return text.substr(0, text.find_last_not_of(SPACES) + 1);
-}
-
-// The part in front of the separator, which is taken out of the text with it.
-string_view takeUpTo(string_view& text, string_view separators)
-{
-    const std::size_t uiEnd = std::min(text.find_first_of(separators), text.size());
-    const string_view part = text.substr(0, uiEnd);
-    text.remove_prefix(std::min(uiEnd + 1, text.size()));
-    return part;
-}
-
-string_view takeWord(string_view& text)
-{
-    text = trimmed(text);
-    return takeUpTo(text, SPACES);
-}
 
 // One line, with those that it is folded into: what stands behind its "=".
 struct Line
@@ -211,6 +179,8 @@ private:
             return;
         }
         track();
+        if (m_media.h265.size() == 1) // what several say of their streams is not told apart
+            claims();
         if (!m_media.h265.empty())
             sets();
     }
@@ -234,6 +204,34 @@ private:
                         true});
     }
 
+    void claims()
+    {
+        Claim<SessionClaim> claim{{}, box("a=fmtp"), std::nullopt};
+        for (const Format& format : m_media.formats) {
+            if (isH265(format))
+                claimsOf(format, claim);
+        }
+        if (!claim.ulOffset)
+            return;
+        ContainerClaims claims;
+        claims.ulTrack = m_media.ulNumber;
+        claims.codec = "H265";
+        claims.session = claim;
+        m_output.claims(claims);
+    }
+
+    void claimsOf(const Format& format, Claim<SessionClaim>& claim)
+    {
+        for (string_view rest = format.parameters; !rest.empty();) {
+            const SessionParameter parameter = takeParameter(rest);
+            const KeptClaim kept = keepClaim(parameter, claim.value);
+            if (kept.bClaim && !claim.ulOffset)
+                claim.ulOffset = offsetOf(format.parameters);
+            if (!kept.wrong.empty())
+                tell(ESeverity::Warning, parameter.name, parameter.value, kept.wrong);
+        }
+    }
+
     void sets()
     {
         bool bAny = false;
@@ -250,16 +248,14 @@ private:
                  "no sprop-vps, sprop-sps or sprop-pps: its parameter sets are in the stream alone");
     }
 
-    // RFC 7798 7.1: parameters stand between semicolons.
     bool parametersOf(const Format& format, const SetParameter& wanted)
     {
         bool bFound = false;
         for (string_view rest = format.parameters; !rest.empty();) {
-            string_view value = takeUpTo(rest, ";");
-            const string_view name = trimmed(takeUpTo(value, "="));
-            if (isSameWord(name, wanted.name)) {
+            const SessionParameter parameter = takeParameter(rest);
+            if (isSameWord(parameter.name, wanted.name)) {
                 bFound = true;
-                setsOf(value, format, wanted);
+                setsOf(parameter.value, format, wanted);
             }
         }
         return bFound;

@@ -14,6 +14,7 @@
 #include "ClaimDescriptorChecks.h"
 #include "ClaimFindings.h"
 #include "ClaimPictureChecks.h"
+#include "ClaimSessionChecks.h"
 #include "ClaimedSets.h"
 #include "ParameterSetSyntax.h"
 
@@ -125,6 +126,8 @@ void CClaimChecks::State::compare(const Described& described, const ReadSet& set
             checkConfiguration(*claims.hvcC, sps, m_findings);
         if (claims.hevcDescriptor)
             checkDescriptor(*claims.hevcDescriptor, sps, m_findings);
+        if (claims.session)
+            checkSession(*claims.session, sps, m_findings);
         checkPicture(claims, sps, m_findings);
     } else if (set.nal_unit_type == PPS_NUT && bRecord) {
         PictureParameterSet pps;

@@ -9,7 +9,7 @@
 
 namespace h265_inspect {
 
-/// "level 5.1 (153)", "level_idc 7" where there is no such level.
+/// "level 5.1 (general_level_idc 153)", "level_idc 7" where there is no such level.
 std::string levelText(unsigned general_level_idc);
 
 /// "0x60000000"
