@@ -160,6 +160,15 @@ TEST(TransportStream, TellsOfMissingPackets)
     twice.m_packets.insert(twice.m_packets.begin() + 3, twice.m_packets[3]);
     EXPECT_EQ(read(twice.bytes()).findings(), "");
     EXPECT_EQ(read(twice.bytes()).m_units[4].ulSize, IDR.size());
+    // Where files are joined, the counter is the same by chance: those are other bytes.
+    CTransportWriter joint = withTables().add(PID, FIRST);
+    CTransportWriter behind;
+    for (std::size_t i = 0; i < joint.m_packets.size() - 3; ++i)
+        behind.add(PID, pes({1}));
+    behind.m_packets.clear();
+    const CContainerRecord other = read(joined({joint.bytes(), behind.add(PID, FIRST).bytes()}));
+    EXPECT_TRUE(other.tells("packets are missing in front of packet"));
+    EXPECT_EQ(setsOf(other).size(), 6U);
     // A counter that may jump.
     CTransportWriter jump = withTables().add(PID, FIRST);
     Bytes packet = joined({{0x47, 0x41, 0, 0x39, 100, 0x80}, Bytes(99, 0xff), SECOND});
@@ -287,7 +296,9 @@ TEST(TransportStream, ReadsTheHevcDescriptor)
     EXPECT_EQ(record.m_claims[0].hevcDescriptor->box, "PMT of program 1, HEVC video descriptor");
     Bytes cut(descriptor.begin(), descriptor.begin() + 10);
     cut[1] = 8;
-    EXPECT_FALSE(read(withTables(cut).add(PID, SECOND).bytes()).m_claims.at(0).hevcDescriptor);
+    const CContainerRecord tooShort = read(withTables(cut).add(PID, SECOND).bytes());
+    EXPECT_FALSE(tooShort.m_claims.at(0).hevcDescriptor);
+    EXPECT_TRUE(tooShort.tells("has 10 bytes with its tag and length, which are too few"));
 }
 
 TEST(TransportStream, TellsWhatIsPassedOver)

@@ -79,6 +79,8 @@ void takeDescriptors(ProgramStream& stream)
             stream.bIsH265 = true;
         if (bytes[i] == HEVC_VIDEO && content.size() >= HEVC_VIDEO_BYTES)
             stream.hevcDescriptor = readHevcDescriptor(content);
+        else if (bytes[i] == HEVC_VIDEO)
+            stream.uiShortDescriptor = content.size() + 2;
     }
 }
 

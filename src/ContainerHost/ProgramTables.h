@@ -24,6 +24,7 @@ struct ProgramStream
     bool bIsH265;
     std::vector<unsigned char> descriptors;
     std::optional<HevcDescriptorClaim> hevcDescriptor;
+    std::size_t uiShortDescriptor = 0; // bytes of one that is too short to be read
 };
 
 /// Puts the sections of one PID together.

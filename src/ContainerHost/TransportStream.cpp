@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <cstdio>
+#include <cstring>
 #include <memory>
 #include <utility>
 #include <vector>
@@ -56,6 +57,27 @@ PacketHeader readPacketHeader(Bytes packet)
     return header;
 }
 
+// What two packets have in common when the one is a duplicate of the other: 2.4.3.3, every byte but those of a
+// clock reference. Of the payload both ends say enough.
+struct PacketMark
+{
+    bool payload_unit_start_indicator = false;
+    std::size_t uiPayload = 0;
+    std::uint64_t ulFirst = 0;
+    std::uint64_t ulLast = 0;
+
+    bool operator==(const PacketMark&) const = default;
+};
+
+PacketMark markOf(Bytes packet, const PacketHeader& header)
+{
+    PacketMark mark{header.payload_unit_start_indicator, header.uiPayload};
+    const std::size_t uiLast = packet.size() - sizeof mark.ulLast;
+    std::memcpy(&mark.ulFirst, packet.data() + std::min(header.uiPayload, uiLast), sizeof mark.ulFirst);
+    std::memcpy(&mark.ulLast, packet.data() + uiLast, sizeof mark.ulLast);
+    return mark;
+}
+
 // What is known of a PID that carries PES packets.
 struct PidStream
 {
@@ -66,6 +88,7 @@ struct PidStream
     unsigned stream_type = 0;
     std::vector<unsigned char> descriptors; // that claims were made of
     std::optional<unsigned> continuity;
+    PacketMark mark;         // of the packet with that counter
     bool bPesHeader = false; // one is being collected
     bool bPesBroken = false; // until the next one begins
     std::vector<unsigned char> pesHeader;
@@ -224,13 +247,16 @@ void CTransportReader::readPacket(const TransportPacket& packet)
         readPes(stream, header, packet);
 }
 
-// 2.4.3.3: false of a packet that is there twice. Behind missing packets everything begins anew.
+// 2.4.3.3: false of a packet that is there twice. Behind missing packets everything begins anew: where files were
+// joined, the counter can be the same as before by chance.
 bool CTransportReader::checkContinuity(PidStream& stream, const PacketHeader& header, const TransportPacket& packet)
 {
     const auto before = std::exchange(stream.continuity, header.continuity_counter);
+    const PacketMark mark = markOf(packet.bytes, header);
+    const bool bSame = std::exchange(stream.mark, mark) == mark;
     if (!before || header.discontinuity_indicator)
         return true;
-    if (*before == header.continuity_counter)
+    if (*before == header.continuity_counter && bSame)
         return false;
     if (((*before + 1) & 0xf) == header.continuity_counter)
         return true;
@@ -348,6 +374,13 @@ void CTransportReader::onTable(const ProgramStream& described)
                                  "PMT of program " + std::to_string(described.uiProgram) + ", HEVC video descriptor",
                                  std::nullopt};
     m_output.claims(claims);
+    if (described.uiShortDescriptor != 0)
+        m_output.finding({ESeverity::Error,
+                          "PMT of program " + std::to_string(described.uiProgram) + ", HEVC video descriptor",
+                          std::nullopt,
+                          described.uiPid,
+                          "has " + std::to_string(described.uiShortDescriptor) +
+                              " bytes with its tag and length, which are too few for its fields"});
 }
 
 // A PID that no table speaks of, yet.
