@@ -94,7 +94,8 @@ private:
     std::uint64_t m_ulTimestampScale = 1000000; // nanoseconds
     std::uint64_t m_ulClusterTime = 0;
     bool m_bTracks = false;
-    bool m_bTracksSought = false; // behind the first Cluster
+    bool m_bTracksSought = false;                  // behind the first Cluster
+    std::optional<std::uint64_t> m_ulTracksBehind; // Tracks that were found there, and have been read
     bool m_bSegment = false;
     std::vector<Frame> m_frames; // of the block being read
 };
@@ -169,7 +170,8 @@ std::uint64_t CMatroskaReader::readSegment(const EbmlElement& segment)
             readInfo(*element);
             break;
         case ID_TRACKS:
-            readTracks(*element);
+            if (element->ulOffset != m_ulTracksBehind)
+                readTracks(*element);
             break;
         case ID_CLUSTER:
             if (!m_bTracks && !std::exchange(m_bTracksSought, true))
@@ -238,6 +240,7 @@ void CMatroskaReader::findTracksBehind(std::uint64_t ulOffset, std::uint64_t ulE
     CEbmlWalk walk(m_source, m_output, "Segment", ulOffset, ulEnd);
     for (auto element = walk.next(); element && !element->bUnknownSize; element = walk.next()) {
         if (element->uiId == ID_TRACKS) {
+            m_ulTracksBehind = element->ulOffset;
             readTracks(*element);
             return;
         }
