@@ -124,6 +124,7 @@ TEST(DecoderConfiguration, TellsWhatIsWrong)
     missingUnit[25] = 2;
     Bytes cutUnit = hvcCContent({VPS});
     cutUnit.pop_back();
+    const Bytes otherArray = hvcCContent({{0x46, 1, 0x50}});
     Bytes emptyUnit = hvcCContent({});
     emptyUnit[22] = 1;
     emptyUnit = joined({emptyUnit, {0xa1, 0, 1, 0, 0}});
@@ -148,6 +149,7 @@ TEST(DecoderConfiguration, TellsWhatIsWrong)
         {"reserved bits", reserved, "reserved bits are 0", 13, 1},
         {"reserved bit of an array", reservedOfArray, "the reserved bit of an array", 23, 1},
         {"lengths of 3 bytes", hvcCContent({VPS}, 3), "lengthSizeMinusOne is 2", 21, 1},
+        {"an array of another type", otherArray, "has an array of NAL unit type 35, where only VPSs", 23, 1},
         {"an empty array", emptyArray, "the array of NAL unit type 33 is empty", 32, 1},
         {"a zero byte", hvcCContent({joined({PPS, {0}})}), "1 zero bytes behind a NAL unit", 31, 1},
         {"a unit of 0 bytes", emptyUnit, "1 NAL units of 0 bytes", 23, 0},

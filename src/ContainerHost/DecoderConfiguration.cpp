@@ -211,6 +211,12 @@ void readArrays(DecoderConfiguration& record, Bytes content)
         tell(record, ESeverity::Warning, i, std::to_string(content.size() - i) + " bytes behind the last array");
 }
 
+// ISO/IEC 14496-15 8.3.2.1.3: parameter sets, prefix and suffix SEI.
+bool mayStandInRecord(unsigned NAL_unit_type)
+{
+    return (NAL_unit_type >= 32 && NAL_unit_type <= 34) || NAL_unit_type == 39 || NAL_unit_type == 40;
+}
+
 // What holds of the arrays and their units one by one.
 void lookAtArrays(DecoderConfiguration& record)
 {
@@ -220,6 +226,12 @@ void lookAtArrays(DecoderConfiguration& record)
                  ESeverity::Warning,
                  array.uiOffset,
                  "the array of NAL unit type " + std::to_string(array.NAL_unit_type) + " is empty");
+        if (!mayStandInRecord(array.NAL_unit_type))
+            tell(record,
+                 ESeverity::Error,
+                 array.uiOffset,
+                 "has an array of NAL unit type " + std::to_string(array.NAL_unit_type) +
+                     ", where only VPSs, SPSs, PPSs and SEI messages may stand");
     }
     for (const ConfigurationUnit& unit : record.units) {
         const ConfigurationArray& array = record.arrays[unit.uiArray];
