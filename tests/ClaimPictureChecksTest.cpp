@@ -62,6 +62,31 @@ TEST(ClaimPictureChecks, HoldSizesAgainstTheCroppedPicture)
          },
          "warning pic_height_in_luma_samples [14496-12 8.3.2.3]",
          "tkhd says 416x120 for display, SPS 0's pictures are 416x240; players scale to the one or the other"},
+        {"tkhd with the shape only",
+         [](auto& t) {
+             t.claims.trackSize->value = {26, 15, true};
+         },
+         "",
+         ""},
+        {"tkhd with the shape that pixels draw out",
+         [](auto& t) {
+             applyChanges(t.sps, SAR_8_5);
+             t.claims.trackSize->value = {208, 75, true};
+         },
+         "",
+         ""},
+        {"tkhd with another shape",
+         [](auto& t) {
+             t.claims.trackSize->value = {4, 3, true};
+         },
+         "warning pic_width_in_luma_samples [14496-12 8.3.2.3]",
+         "tkhd says 4x3 as the shape for display, SPS 0's pictures are 416x240; players scale to the one or the other"},
+        {"tkhd with no shape",
+         [](auto& t) {
+             t.claims.trackSize->value = {0, 0, true};
+         },
+         "warning pic_width_in_luma_samples [14496-12 8.3.2.3]",
+         ""},
         {"tkhd of nothing",
          [](auto& t) {
              t.claims.trackSize->value = {0, 0};

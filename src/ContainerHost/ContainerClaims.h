@@ -23,6 +23,7 @@ struct SizeClaim
 {
     double width; // pixels; tkhd counts in 1/65536
     double height;
+    bool bShapeOnly = false; // of tkhd: the one to the other, in no unit
 };
 
 /// pasp, or the shape of a pixel.

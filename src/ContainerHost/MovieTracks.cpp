@@ -14,6 +14,7 @@ constexpr std::size_t MAX_REFERENCES = 1024;
 void readTrackHeader(MovieTrack& track, CRandomSource& source, CUnitOutput& output, const Box& tkhd,
                      const std::string& path)
 {
+    constexpr std::uint32_t SIZE_IS_ASPECT_RATIO = 8; // ISO/IEC 14496-12 8.3.2.3
     CFieldCursor cursor(source, tkhd.ulContent, tkhd.ulEnd);
     const FullBox full = readFullBox(cursor);
     const unsigned uiTimeBytes = full.uiVersion == 1 ? 8 : 4;
@@ -26,7 +27,7 @@ void readTrackHeader(MovieTrack& track, CRandomSource& source, CUnitOutput& outp
     if (!cursor.isComplete())
         output.finding({ESeverity::Error, path, tkhd.ulOffset, std::nullopt, "ends inside its fields"});
     else
-        track.trackSize = {{width, height}, path, tkhd.ulOffset};
+        track.trackSize = {{width, height, (full.uiFlags & SIZE_IS_ASPECT_RATIO) != 0}, path, tkhd.ulOffset};
 }
 
 void readMediaHeader(MovieTrack& track, CRandomSource& source, const Box& mdhd)

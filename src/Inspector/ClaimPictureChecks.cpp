@@ -55,6 +55,11 @@ double shapeOf(const ContainerClaims& claims, const ClaimedSps& sps)
 // tkhd has the size for display: the picture's, drawn out in one direction by the shape of its samples, or as it is.
 bool isDisplaySize(const SizeClaim& size, const Shown& shown, double shape)
 {
+    // Of a shape alone, to a pixel of the picture: 16:9 of 1366x768.
+    if (size.bShapeOnly)
+        return size.width > 0 && size.height > 0 &&
+               (isNear(size.width / size.height * shown.height, shown.width * shape) ||
+                isNear(size.height / size.width * shown.width * shape, shown.height));
     return (isNear(size.width, shown.width) && isNear(size.height, shown.height)) ||
            (isNear(size.width, shown.width * shape) && isNear(size.height, shown.height)) ||
            (isNear(size.width, shown.width) && isNear(size.height, shown.height / shape));
@@ -79,7 +84,7 @@ void checkTrackSize(const Claim<SizeClaim>& claim, const ContainerClaims& claims
            checks.box(),
            " says ",
            sizeText(size.width, size.height),
-           " for display, ",
+           size.bShapeOnly ? " as the shape for display, " : " for display, ",
            sps.name(),
            "'s pictures are ",
            pictureText(sps),
