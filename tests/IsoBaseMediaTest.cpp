@@ -424,6 +424,70 @@ TEST(IsoBaseMedia, TakesDefaultsOfFragmentsFromEveryPlace)
     }
 }
 
+// 8.8.7: without a base of its own, a traf's data begins behind that of the traf in front.
+TEST(IsoBaseMedia, FindsTheDataOfFragmentsBehindThatOfOtherTracks)
+{
+    const Bytes sound(40, 0x11);
+    const Bytes sample = prefixed({TRAIL});
+    const auto traf = [](unsigned uiTrack, const Bytes& data, unsigned uiFlags, unsigned uiOffset) {
+        const Bytes offset = (uiFlags & 1) != 0 ? be(4, uiOffset) : Bytes();
+        const Bytes size = (uiFlags & 0x200) != 0 ? be(4, data.size()) : Bytes();
+        return box("traf",
+                   {fullBox("tfhd", 0, 0x10, {be(4, uiTrack), be(4, size.empty() ? data.size() : 0)}),
+                    fullBox("trun", 0, uiFlags, {be(4, 1), offset, size})});
+    };
+    TrackSyntax video;
+    video.entries = {hvc1()};
+    video.stts = fullBox("stts", 0, 0, {be(4, 0)});
+    video.runs = {};
+    TrackSyntax audio = video;
+    audio.uiTrack = 2;
+    audio.handler = "soun";
+    audio.entries = {box("mp4a", {zeros(28)})};
+    TrackSyntax second = video;
+    second.uiTrack = 4;
+    const Bytes init = joined({FTYP, box("moov", {trak(video), trak(audio), trak(second), box("mvex", {})})});
+    for (const unsigned uiFlags : {0U, 0x200U}) {
+        for (const unsigned uiOther : {2U, 3U, 4U}) { // 3: of no moov
+            SCOPED_TRACE(std::to_string(uiFlags) + " " + std::to_string(uiOther));
+            const Bytes first = uiOther == 4 ? prefixed({IDR, TRAIL}) : sound;
+            const auto moof = [&](unsigned uiOffset) {
+                return box("moof", {traf(uiOther, first, uiFlags | 1, uiOffset), traf(1, sample, uiFlags, 0)});
+            };
+            const auto uiOffset = static_cast<unsigned>(moof(0).size() + 8);
+            const Bytes file = joined({init, moof(uiOffset), box("mdat", {first, sample})});
+            for (const CContainerRecord& record : {read(file), read(file, {.bHead = true})}) {
+                EXPECT_EQ(record.m_findings.size(), uiOther == 3 ? 1U : 0U) << record.findings();
+                ASSERT_FALSE(record.m_units.empty());
+                EXPECT_EQ(record.m_units.back().bytes, TRAIL);
+                EXPECT_EQ(record.m_units.back().place, "track 1, sample 1 at 0 s");
+            }
+        }
+    }
+}
+
+TEST(IsoBaseMedia, GoesOnInTimeFromTheSamplesOfTheMoovToFragments)
+{
+    TrackSyntax track;
+    track.entries = {hvc1()};
+    const Bytes samples = joined({prefixed({IDR}), prefixed({TRAIL})});
+    const Bytes front = joined({FTYP, box("mdat", {samples})});
+    track.sizes = {static_cast<std::uint32_t>(prefixed({IDR}).size()),
+                   static_cast<std::uint32_t>(prefixed({TRAIL}).size())};
+    track.chunks = {FTYP.size() + 8};
+    track.runs = {{1, 2, 1}};
+    const Bytes trex = fullBox("trex", 0, 0, {be(4, 1), be(4, 1), be(4, 4), be(4, 8), be(4, 0)});
+    const Bytes moof = box("moof",
+                           {box("traf",
+                                {fullBox("tfhd", 0, 0x20000, {be(4, 1)}),
+                                 fullBox("trun", 0, 1, {be(4, 1), be(4, 8 + 8 + 16 + 20 + 8)})})});
+    const CContainerRecord record =
+        read(joined({front, box("moov", {trak(track), box("mvex", {trex})}), moof, box("mdat", {prefixed({TRAIL})})}));
+    EXPECT_EQ(record.findings(), "");
+    EXPECT_EQ(record.m_units.back().bytes, TRAIL);
+    EXPECT_EQ(record.m_units.back().place, "track 1, sample 3 at 0.08 s");
+}
+
 // An image file: a grid of two items, one in idat, one in two pieces of the file.
 Bytes imageFile(unsigned uiVersion = 1, unsigned uiConstruction = 1, const Bytes& moreInfo = {})
 {
@@ -502,6 +566,101 @@ TEST(IsoBaseMedia, ReadsImageItemsWhereverTheyLie)
     }
 }
 
+// Two images of 64x48 and what a grid makes of them, in idat.
+Bytes gridFile(const Bytes& grid, std::uint32_t uiWidth, std::uint32_t uiHeight, unsigned uiImages = 2)
+{
+    const Bytes image = prefixed({IDR});
+    const auto infe = [](unsigned uiItem, std::string_view type) {
+        return fullBox("infe", 2, 0, {be(2, uiItem), be(2, 0), text(type), be(1, 0)});
+    };
+    const auto place = [](unsigned uiItem, std::size_t uiOffset, std::size_t uiSize) {
+        return joined({be(2, uiItem), be(2, 1), be(2, 0), be(2, 1), be(4, uiOffset), be(4, uiSize)});
+    };
+    const auto ispe = [](std::uint32_t uiW, std::uint32_t uiH) {
+        return fullBox("ispe", 0, 0, {be(4, uiW), be(4, uiH)});
+    };
+    Bytes images;
+    for (unsigned i = 0; i < uiImages; ++i)
+        images = joined({images, be(2, 1 + i % 2)});
+    const Bytes properties =
+        box("ipco", {box("hvcC", {hvcCContent({VPS, SPS, PPS})}), ispe(64, 48), ispe(uiWidth, uiHeight)});
+    const Bytes associations = fullBox("ipma", 0, 0, {be(4, 3), {0, 1, 2, 0x81, 2}, {0, 2, 2, 0x81, 2}, {0, 3, 1, 3}});
+    return joined({FTYP,
+                   box("meta",
+                       {zeros(4),
+                        fullBox("iloc",
+                                1,
+                                0,
+                                {be(2, 0x4400),
+                                 be(2, 3),
+                                 place(1, grid.size(), image.size()),
+                                 place(2, grid.size(), image.size()),
+                                 place(3, 0, grid.size())}),
+                        fullBox("iinf", 0, 0, {be(2, 3), infe(1, "hvc1"), infe(2, "hvc1"), infe(3, "grid")}),
+                        fullBox("iref", 0, 0, {box("dimg", {be(2, 3), be(2, uiImages), images})}),
+                        box("iprp", {properties, associations}),
+                        box("idat", {grid, image})})});
+}
+
+TEST(IsoBaseMedia, HoldsWhatAGridClaimsAgainstItsImages)
+{
+    const auto grid = [](unsigned uiRows, unsigned uiColumns, unsigned uiWidth, unsigned uiHeight) {
+        return joined({be(2, 0), be(1, uiRows - 1), be(1, uiColumns - 1), be(2, uiWidth), be(2, uiHeight)});
+    };
+    EXPECT_EQ(read(gridFile(grid(1, 2, 128, 48), 128, 48)).findings(), "");
+    EXPECT_EQ(read(gridFile(grid(2, 1, 60, 90), 60, 90)).findings(), "");
+    const Bytes large = joined({{0, 1, 0, 1}, be(4, 128), be(4, 48)});
+    EXPECT_EQ(read(gridFile(large, 128, 48)).findings(), "");
+    const CContainerRecord size = read(gridFile(grid(1, 2, 128, 48), 120, 48));
+    ASSERT_TRUE(size.tells("says 120x48, the grid makes a picture of 128x48"));
+    EXPECT_EQ(size.m_findings[0].box, "meta/iprp/ipco/ispe");
+    EXPECT_EQ(size.m_findings[0].ulTrack, 3U);
+    EXPECT_EQ(read(gridFile(grid(1, 2, 130, 48), 130, 48)).findings().substr(0, 8), "grid at ");
+    EXPECT_TRUE(read(gridFile(grid(1, 2, 130, 48), 130, 48))
+                    .tells("makes a picture of 130x48, which 2x1 images of 64x48 do not fill"));
+    EXPECT_TRUE(read(gridFile(grid(1, 2, 128, 49), 128, 49)).tells("do not fill"));
+    EXPECT_TRUE(read(gridFile(grid(2, 2, 128, 96), 128, 96)).tells("is a grid of 2x2 images, and iref names 2"));
+    EXPECT_TRUE(read(gridFile(grid(1, 2, 128, 48), 128, 48, 3)).tells("is a grid of 2x1 images, and iref names 3"));
+    EXPECT_TRUE(read(gridFile({0, 0, 0, 1, 0, 128, 0}, 128, 48)).tells("ends inside its fields"));
+}
+
+// 23008-12 9.3.1: one ipma for each version and flags.
+TEST(IsoBaseMedia, ReadsPropertiesFromSeveralAssociations)
+{
+    const Bytes file = imageFile();
+    const Bytes iprp = box("iprp", {});
+    const Bytes one = fullBox("ipma", 0, 0, {be(4, 1), be(2, 1), be(1, 2), be(1, 0x81), be(1, 2)});
+    const Bytes wide = fullBox("ipma", 1, 1, {be(4, 1), be(4, 2), be(1, 1), be(2, 0x8001)});
+    const Bytes old =
+        fullBox("ipma", 0, 0, {be(4, 2), be(2, 1), be(1, 2), be(1, 0x81), be(1, 2), be(2, 2), be(1, 1), be(1, 0x81)});
+    // In the place of the old one, and of free space in front of the data.
+    const auto replace = [](Bytes in, const Bytes& from, const Bytes& to) {
+        const auto at = std::search(in.begin(), in.end(), from.begin(), from.end());
+        const auto uiAt = at - in.begin();
+        in.erase(at, at + static_cast<std::ptrdiff_t>(from.size()));
+        in.insert(in.begin() + uiAt, to.begin(), to.end());
+        return in;
+    };
+    const auto uiMore = static_cast<std::uint32_t>(one.size() + wide.size() - old.size());
+    Bytes grown = replace(file, old, joined({one, wide}));
+    for (const char* pType : {"meta", "iprp"}) {
+        const Bytes type = text(pType);
+        const auto at = std::search(grown.begin(), grown.end(), type.begin(), type.end()) - 4;
+        *(at + 3) = static_cast<unsigned char>(*(at + 3) + uiMore);
+        if (*(at + 3) < uiMore)
+            ++*(at + 2);
+    }
+    const CContainerRecord record = read(grown);
+    ASSERT_EQ(record.m_claims.size(), 2U);
+    EXPECT_TRUE(record.m_claims[0].hvcC);
+    EXPECT_TRUE(record.m_claims[1].hvcC);
+    EXPECT_FALSE(record.tells("has neither hvcC nor lhvC"));
+    Bytes many = one;
+    for (unsigned i = 0; i < 16; ++i)
+        many = joined({many, one});
+    EXPECT_TRUE(read(box("meta", {zeros(4), box("iprp", {many})})).tells("more than 16 of them"));
+}
+
 TEST(IsoBaseMedia, TellsWhyAnItemCannotBeRead)
 {
     EXPECT_TRUE(read(imageFile(1, 2)).tells("item 1 is made from other items' bytes"));
@@ -575,6 +734,10 @@ TEST(IsoBaseMedia, TellsWhatIsWrongWithTheFile)
          changed("stco", 4, be(4, 0xffffffff)),
          "counts 4294967295 entries and has room for 1",
          "moov/trak/mdia/minf/stbl/stco"},
+        {"no sizes",
+         changed("stsz", -4, text("free")),
+         "has no stsz or stz2 that can be read: how many samples its 1 chunks hold",
+         "moov/trak/mdia/minf/stbl"},
         {"samples without a chunk",
          changed("stco", 4, be(4, 0)),
          "counts 1 samples; the chunks have 0",
@@ -646,6 +809,49 @@ TEST(IsoBaseMedia, TellsWhatIsWrongWithADescription)
     EXPECT_EQ(with(visualEntry("encv", {hvcC})).m_units.size(), 0U); // nobody says what it is
 }
 
+TEST(IsoBaseMedia, ReadsEntriesThatStandForOneOfH265)
+{
+    const Bytes hvcC = box("hvcC", {hvcCContent({SPS})});
+    const auto original = [](std::string_view info, std::string_view type) {
+        return box(info, {box("frma", {text(type)})});
+    };
+    const auto with = [](const Bytes& entry) {
+        TrackSyntax track;
+        track.entries = {entry};
+        return read(movie(track, {prefixed({IDR})}));
+    };
+    const CContainerRecord restricted = with(visualEntry("resv", {hvcC, original("rinf", "hvc1")}));
+    EXPECT_TRUE(restricted.tells("the samples are restricted"));
+    EXPECT_EQ(restricted.m_units.size(), 2U);
+    EXPECT_EQ(restricted.m_claims.at(0).codec, "hvc1");
+    const CContainerRecord both = with(visualEntry("encv", {hvcC, original("rinf", "hev1"), original("sinf", "resv")}));
+    EXPECT_TRUE(both.tells("the samples are protected"));
+    EXPECT_EQ(both.m_claims.at(0).codec, "hev1");
+    EXPECT_EQ(with(visualEntry("resv", {original("rinf", "avc1")})).m_units.size(), 0U);
+}
+
+TEST(IsoBaseMedia, ReadsTheLengthsOfHvcCWhereLhvCSaysOthers)
+{
+    const Bytes lhvC = joined({be(1, 1), be(2, 0xf000), be(1, 0xfc), be(1, 0xcd), be(1, 0)});
+    TrackSyntax track;
+    track.entries = {hvc1({box("hvcC", {hvcCContent({SPS})}), box("lhvC", {lhvC})})};
+    const CContainerRecord record = read(movie(track, {prefixed({IDR})}));
+    ASSERT_TRUE(record.tells("says lengths of 2 bytes, hvcC of 4"));
+    EXPECT_EQ(record.finding("says lengths of 2")->box, "moov/trak/mdia/minf/stbl/stsd/hvc1/lhvC");
+    EXPECT_EQ(record.m_units.back().bytes, IDR);
+}
+
+TEST(IsoBaseMedia, TakesNoHarmFromAMetaOfQuickTime)
+{
+    TrackSyntax track;
+    track.entries = {hvc1()};
+    const Bytes meta =
+        box("meta", {fullBox("hdlr", 0, 0, {zeros(4), text("mdta"), zeros(13)}), box("keys", {zeros(8)})});
+    const CContainerRecord record = read(joined({movie(track, {prefixed({IDR})}), meta}));
+    EXPECT_EQ(record.findings(), "");
+    EXPECT_EQ(record.m_units.size(), 4U);
+}
+
 TEST(IsoBaseMedia, EndsAHeadBehindTheFirstSlice)
 {
     TrackSyntax track;
@@ -656,6 +862,21 @@ TEST(IsoBaseMedia, EndsAHeadBehindTheFirstSlice)
     ASSERT_EQ(record.m_units.size(), 5U);
     EXPECT_EQ(record.m_units.back().bytes, IDR);
     EXPECT_EQ(read(joined({initSegment(), mediaSegment(), mediaSegment()}), {.bHead = true}).m_units.size(), 5U);
+}
+
+TEST(IsoBaseMedia, EndsAHeadOfATrackApartFromThatOfAnItemOfItsNumber)
+{
+    const Bytes images = imageFile();
+    TrackSyntax track;
+    track.entries = {hvc1({box("hvcC", {hvcCContent({SPS})})})};
+    const Bytes sample = prefixed({OTHER_SPS, IDR});
+    track.sizes = {static_cast<std::uint32_t>(sample.size())};
+    track.chunks = {images.size() + 8};
+    const CContainerRecord record =
+        read(joined({images, box("mdat", {sample}), box("moov", {trak(track)})}), {.bHead = true});
+    EXPECT_EQ(record.findings(), "");
+    ASSERT_EQ(record.m_units.size(), 8U + 3U);
+    EXPECT_EQ(record.m_units[9].bytes, OTHER_SPS);
 }
 
 TEST(IsoBaseMedia, EndsWhenTheSinkSaysSo)

@@ -6,6 +6,7 @@
 #include <utility>
 #include <vector>
 
+#include "ImageGrid.h"
 #include "SampleEntry.h"
 
 namespace h265_container {
@@ -15,6 +16,7 @@ namespace {
 // Items, properties and extents that are kept; an image has a few hundred.
 constexpr std::size_t MAX_ITEMS = std::size_t{1} << 16;
 constexpr std::size_t MAX_EXTENTS = 4096;
+constexpr std::size_t MAX_ASSOCIATIONS = 16; // ipma: one for each version and flags
 
 struct Extent
 {
@@ -28,7 +30,9 @@ struct Item
     bool bProtected = false;
     std::uint64_t ulLocation = 0;     // of its entry's fields behind the id in iloc, 0 for none
     std::uint64_t ulAssociations = 0; // of its entry's count in ipma, 0 for none
+    std::size_t uiAssociation = 0;    // which ipma that is
     unsigned uiDerivedFrom = 0;       // images that iref dimg names
+    std::uint32_t uiFirstImage = 0;   // the first of them
 };
 
 struct Meta
@@ -36,7 +40,7 @@ struct Meta
     std::map<std::uint32_t, Item> items;
     std::vector<Box> properties;
     std::optional<Box> iloc;
-    std::optional<Box> ipma;
+    std::vector<Box> associations; // ipma
     std::optional<Box> idat;
 };
 
@@ -112,11 +116,13 @@ private:
     void readReferences(const Box& iref);
     void indexLocations();
     void indexAssociations();
+    void indexAssociations(std::size_t uiAssociation);
     [[nodiscard]] std::optional<std::vector<Extent>> extentsOf(std::uint32_t uiItem, const Item& item);
     [[nodiscard]] bool addExtents(std::vector<Extent>& extents, CFieldCursor& cursor, const LocationLayout& layout,
                                   unsigned uiConstruction, std::uint64_t ulBase) const;
     [[nodiscard]] SampleDescription describe(const Item& item);
     void deliverItem(std::uint32_t uiItem, const Item& item);
+    void checkGrid(std::uint32_t uiItem, const Item& item);
     void tell(ESeverity eSeverity, const std::string& path, std::optional<std::uint64_t> ulOffset, std::string message,
               bool bUnread = false)
     {
@@ -131,7 +137,11 @@ private:
 
 bool CImageItems::read(const Box& meta)
 {
-    CBoxWalk walk(m_source, m_output, "meta", std::min(meta.ulContent + 4, meta.ulEnd), meta.ulEnd);
+    // QuickTime's meta has no version and flags: there the size of the first box stands, and its type behind it.
+    CFieldCursor cursor(m_source, std::min(meta.ulContent + 4, meta.ulEnd), meta.ulEnd);
+    const bool bQuickTime = cursor.u8() >= ' ' && cursor.u8() >= ' ' && cursor.u8() >= ' ' && cursor.u8() >= ' ';
+    const std::uint64_t ulFirst = meta.ulContent + (bQuickTime ? 0 : 4);
+    CBoxWalk walk(m_source, m_output, "meta", std::min(ulFirst, meta.ulEnd), meta.ulEnd);
     std::optional<Box> iref;
     while (const auto box = walk.next()) {
         switch (box->uiType) {
@@ -183,7 +193,7 @@ void CImageItems::readItemInfo(const Box& iinf)
                  "more than " + std::to_string(MAX_ITEMS) + " items; from here on they are not read");
             return;
         } else
-            m_meta.items[uiItem] = {uiType, bProtected, 0, 0, 0};
+            m_meta.items[uiItem] = {uiType, bProtected, 0, 0, 0, 0, 0};
     }
 }
 
@@ -191,8 +201,13 @@ void CImageItems::readProperties(const Box& iprp)
 {
     CBoxWalk walk(m_source, m_output, "meta/iprp", iprp.ulContent, iprp.ulEnd);
     while (const auto box = walk.next()) {
-        if (box->uiType == fourCC("ipma") && !m_meta.ipma)
-            m_meta.ipma = box;
+        if (box->uiType == fourCC("ipma") && m_meta.associations.size() == MAX_ASSOCIATIONS)
+            tell(ESeverity::Error,
+                 walk.pathOf(*box),
+                 box->ulOffset,
+                 "more than " + std::to_string(MAX_ASSOCIATIONS) + " of them; this one is not read");
+        else if (box->uiType == fourCC("ipma"))
+            m_meta.associations.push_back(*box);
         if (box->uiType != fourCC("ipco"))
             continue;
         CBoxWalk properties(m_source, m_output, "meta/iprp/ipco", box->ulContent, box->ulEnd);
@@ -212,8 +227,10 @@ void CImageItems::readReferences(const Box& iref)
         CFieldCursor fields(m_source, box->ulContent, box->ulEnd);
         const auto uiFrom = static_cast<std::uint32_t>(fields.bytes(uiIdBytes));
         const auto found = m_meta.items.find(uiFrom);
-        if (box->uiType == fourCC("dimg") && found != m_meta.items.end())
+        if (box->uiType == fourCC("dimg") && found != m_meta.items.end()) {
             found->second.uiDerivedFrom = fields.u16();
+            found->second.uiFirstImage = static_cast<std::uint32_t>(fields.bytes(uiIdBytes));
+        }
     }
 }
 
@@ -247,9 +264,14 @@ void CImageItems::indexLocations()
 
 void CImageItems::indexAssociations()
 {
-    if (!m_meta.ipma)
-        return;
-    CFieldCursor cursor(m_source, m_meta.ipma->ulContent, m_meta.ipma->ulEnd);
+    for (std::size_t i = 0; i < m_meta.associations.size(); ++i)
+        indexAssociations(i);
+}
+
+void CImageItems::indexAssociations(std::size_t uiAssociation)
+{
+    const Box& ipma = m_meta.associations[uiAssociation];
+    CFieldCursor cursor(m_source, ipma.ulContent, ipma.ulEnd);
     const FullBox full = readFullBox(cursor);
     const unsigned uiEntryBytes = (full.uiFlags & 1) != 0 ? 2 : 1;
     for (std::uint32_t uiLeft = cursor.u32(); uiLeft != 0; --uiLeft) {
@@ -259,12 +281,14 @@ void CImageItems::indexAssociations()
         if (!cursor.isComplete() || !m_output.spend(m_source, 1)) {
             tell(ESeverity::Error,
                  "meta/iprp/ipma",
-                 m_meta.ipma->ulOffset,
+                 ipma.ulOffset,
                  "ends early: " + std::to_string(uiLeft) + " items are missing");
             return;
         }
-        if (const auto found = m_meta.items.find(uiItem); found != m_meta.items.end())
+        if (const auto found = m_meta.items.find(uiItem); found != m_meta.items.end()) {
             found->second.ulAssociations = ulAssociations;
+            found->second.uiAssociation = uiAssociation;
+        }
     }
 }
 
@@ -277,14 +301,15 @@ SampleDescription CImageItems::describe(const Item& item)
     description.bIsH265 = isH265Entry(item.uiType);
     if (item.ulAssociations == 0)
         return description;
-    const bool bWide = (CFieldCursor(m_source, m_meta.ipma->ulContent, m_meta.ipma->ulEnd).u32() & 1) != 0;
-    CFieldCursor cursor(m_source, item.ulAssociations, m_meta.ipma->ulEnd);
+    const Box& ipma = m_meta.associations[item.uiAssociation];
+    const bool bWide = (CFieldCursor(m_source, ipma.ulContent, ipma.ulEnd).u32() & 1) != 0;
+    CFieldCursor cursor(m_source, item.ulAssociations, ipma.ulEnd);
     for (unsigned uiLeft = cursor.u8(); uiLeft != 0; --uiLeft) {
         const unsigned uiIndex = bWide ? cursor.u16() & 0x7fff : cursor.u8() & 0x7f;
         if (uiIndex > m_meta.properties.size())
             tell(ESeverity::Error,
                  "meta/iprp/ipma",
-                 m_meta.ipma->ulOffset,
+                 ipma.ulOffset,
                  "names property " + std::to_string(uiIndex) + " of " + std::to_string(m_meta.properties.size()));
         else if (uiIndex != 0) {
             const Box& property = m_meta.properties[uiIndex - 1];
@@ -384,6 +409,43 @@ void CImageItems::deliverItem(std::uint32_t uiItem, const Item& item)
     readLengthPrefixedUnits(m_output, place, joined, 0, ulSize, description.uiLengthBytes, std::nullopt);
 }
 
+// What a grid claims of its picture, held against its images. Their sizes are held against their sets.
+void CImageItems::checkGrid(std::uint32_t uiItem, const Item& item)
+{
+    const auto firstImage = m_meta.items.find(item.uiFirstImage);
+    if (item.ulLocation == 0 || item.bProtected || firstImage == m_meta.items.end() ||
+        !isH265Entry(firstImage->second.uiType) || !m_output.spend(m_source, 1))
+        return;
+    const auto extents = extentsOf(uiItem, item);
+    if (!extents || extents->empty())
+        return;
+    std::uint64_t ulSize = 0;
+    for (const Extent& extent : *extents)
+        ulSize += extent.ulSize;
+    CExtentSource joined(m_source, *extents);
+    const auto tellOfItem = [&](const std::string& path, std::optional<std::uint64_t> ulOffset, std::string message) {
+        m_output.finding({ESeverity::Error, path, ulOffset, uiItem, std::move(message)});
+    };
+    const auto grid = readImageGrid(joined, 0, ulSize);
+    if (!grid)
+        return tellOfItem("grid", extents->front().ulOffset, "ends inside its fields");
+    const auto sizeOf = [](const SampleDescription& description) {
+        const auto& size = description.claims.imageSize;
+        return size ? std::optional(size->value) : std::nullopt;
+    };
+    if (std::string reason = whatGridContradicts(*grid, item.uiDerivedFrom, sizeOf(describe(firstImage->second)));
+        !reason.empty())
+        tellOfItem("grid", extents->front().ulOffset, std::move(reason));
+    const auto claim = describe(item).claims.imageSize;
+    if (claim && (claim->value.width != grid->uiWidth || claim->value.height != grid->uiHeight))
+        tellOfItem(claim->box,
+                   claim->ulOffset,
+                   "says " + std::to_string(static_cast<std::uint32_t>(claim->value.width)) + "x" +
+                       std::to_string(static_cast<std::uint32_t>(claim->value.height)) +
+                       ", the grid makes a picture of " + std::to_string(grid->uiWidth) + "x" +
+                       std::to_string(grid->uiHeight));
+}
+
 void CImageItems::deliver()
 {
     for (const auto& [uiItem, item] : m_meta.items) {
@@ -398,6 +460,8 @@ void CImageItems::deliver()
         m_output.track(info);
         if (bH265 && !m_output.isStopped())
             deliverItem(uiItem, item);
+        else if (item.uiType == fourCC("grid") && !m_output.isStopped())
+            checkGrid(uiItem, item);
     }
 }
 

@@ -32,6 +32,7 @@ private:
     EGoOn readBox(const Box& box);
     void readMovie(CRandomSource& source, const Box& moov, bool bSamples);
     void addTrack(MovieTrack track);
+    void readImages(const Box& meta);
     [[nodiscard]] bool holdAhead(const Box& box, const char* pWhat);
     [[nodiscard]] bool allDone() const;
     void tellWhatIsMissing();
@@ -122,6 +123,13 @@ bool CIsoReader::holdAhead(const Box& box, const char* pWhat)
     return false;
 }
 
+void CIsoReader::readImages(const Box& meta)
+{
+    auto tracksDone = m_output.exchangeDone({});
+    m_bImages = deliverImageItems(m_output, m_source, meta) || m_bImages;
+    (void)m_output.exchangeDone(std::move(tracksDone)); // the items' list is not needed any more
+}
+
 CIsoReader::EGoOn CIsoReader::readBox(const Box& box)
 {
     switch (box.uiType) {
@@ -141,7 +149,7 @@ CIsoReader::EGoOn CIsoReader::readBox(const Box& box)
     case fourCC("meta"):
         if (!holdAhead(box, "meta"))
             return EGoOn::No;
-        m_bImages = deliverImageItems(m_output, m_source, box) || m_bImages;
+        readImages(box);
         return EGoOn::Yes;
     case fourCC("mdat"):
         m_bMediaData = true;

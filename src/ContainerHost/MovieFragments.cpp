@@ -1,6 +1,8 @@
 #include "MovieFragments.h"
 
 #include <algorithm>
+#include <optional>
+#include <utility>
 
 namespace h265_container {
 
@@ -28,9 +30,8 @@ void readFragmentHeader(TrackFragment& fragment, CRandomSource& source, const Bo
     CFieldCursor cursor(source, tfhd.ulContent, tfhd.ulEnd);
     const std::uint32_t uiFlags = readFullBox(cursor).uiFlags;
     fragment.pTrack = findTrack(tracks, cursor.u32());
-    if (fragment.pTrack == nullptr)
-        return;
-    fragment.defaults = fragment.pTrack->defaults;
+    if (fragment.pTrack != nullptr)
+        fragment.defaults = fragment.pTrack->defaults;
     if ((uiFlags & 0x1) != 0)
         fragment.ulBase = cursor.u64();
     else if ((uiFlags & 0x20000) != 0)
@@ -57,35 +58,43 @@ struct Run
     }
 };
 
+// Samples that nobody wants count too: the next traf's data can begin behind them.
 void deliverRunSamples(CUnitOutput& output, CRandomSource& source, TrackFragment& fragment, const Run& run,
                        CFieldCursor& cursor)
 {
-    MovieTrack& track = *fragment.pTrack;
+    MovieTrack* const pTrack = fragment.pTrack;
+    const auto isWanted = [&] { return pTrack != nullptr && pTrack->isH265() && !output.isTrackDone(pTrack->uiTrack); };
+    if (!isWanted() && !run.has(0x200)) {
+        fragment.ulNext += std::uint64_t{run.uiSamples} * fragment.defaults.uiSize;
+        return;
+    }
     for (std::uint32_t i = 0; i < run.uiSamples; ++i) {
-        if (output.isStopped() || output.isTrackDone(track.uiTrack) || !output.spend(source, 1))
+        if (output.isStopped() || !output.spend(source, 1))
             return;
         const std::uint32_t uiDuration = run.has(0x100) ? cursor.u32() : fragment.defaults.uiDuration;
         const std::uint32_t uiSize = run.has(0x200) ? cursor.u32() : fragment.defaults.uiSize;
         if (run.has(0x400))
             cursor.skip(4);
         const auto iShift = static_cast<std::int32_t>(run.has(0x800) ? cursor.u32() : 0);
-        const std::uint64_t ulTime = track.ulDecodeTime + static_cast<std::uint64_t>(std::int64_t{iShift});
-        const Sample sample{++track.ulSamples, uiSize, static_cast<std::int64_t>(ulTime)};
-        if (const auto ulEnd = source.size(); ulEnd && fragment.ulNext >= *ulEnd && uiSize != 0) {
+        const std::uint64_t ulBegin = std::exchange(fragment.ulNext, fragment.ulNext + uiSize);
+        if (!isWanted())
+            continue;
+        const std::uint64_t ulTime = pTrack->ulDecodeTime + static_cast<std::uint64_t>(std::int64_t{iShift});
+        pTrack->ulDecodeTime += uiDuration;
+        const Sample sample{++pTrack->ulSamples, uiSize, static_cast<std::int64_t>(ulTime)};
+        if (const auto ulEnd = source.size(); ulEnd && ulBegin >= *ulEnd && uiSize != 0) {
             output.findingOnce(ONCE_OUTSIDE,
                                {ESeverity::Error,
                                 "moof/traf/trun",
                                 std::nullopt,
-                                track.uiTrack,
+                                pTrack->uiTrack,
                                 "sample " + std::to_string(sample.ulNumber) + " begins at byte " +
-                                    std::to_string(fragment.ulNext) + ", behind the end of the file at " +
+                                    std::to_string(ulBegin) + ", behind the end of the file at " +
                                     std::to_string(*ulEnd) + "; it and all others there are lost",
                                 true});
             return;
         }
-        deliverSample(output, source, track, fragment.defaults.uiDescription, fragment.ulNext, sample);
-        track.ulDecodeTime += uiDuration;
-        fragment.ulNext += uiSize;
+        deliverSample(output, source, *pTrack, fragment.defaults.uiDescription, ulBegin, sample);
     }
 }
 
@@ -105,15 +114,14 @@ void deliverRun(CUnitOutput& output, CRandomSource& source, TrackFragment& fragm
             {ESeverity::Error,
              path,
              trun.ulOffset,
-             fragment.pTrack->uiTrack,
+             fragment.pTrack != nullptr ? std::optional<std::uint64_t>(fragment.pTrack->uiTrack) : std::nullopt,
              "counts " + std::to_string(run.uiSamples) + " samples and has room for " + std::to_string(ulRoom)});
         run.uiSamples = static_cast<std::uint32_t>(ulRoom);
     }
     // Samples without bytes and without entries are as many as somebody likes.
     if (run.entryBytes() == 0 && fragment.defaults.uiSize == 0)
         return;
-    if (fragment.pTrack->isH265())
-        deliverRunSamples(output, source, fragment, run, cursor);
+    deliverRunSamples(output, source, fragment, run, cursor);
 }
 
 // Delivers the samples of a traf; where the next one's data begins unless it says so.
@@ -133,10 +141,9 @@ std::uint64_t deliverTrackFragment(CUnitOutput& output, CRandomSource& source, c
                                     walk.pathOf(*box),
                                     box->ulOffset,
                                     std::nullopt,
-                                    "a fragment of a track that no moov describes; its samples are not read"});
-        } else if (fragment.pTrack == nullptr)
-            continue;
-        else if (box->uiType == fourCC("tfdt")) {
+                                    "a fragment of a track that no moov describes; its samples are not read",
+                                    true});
+        } else if (box->uiType == fourCC("tfdt") && fragment.pTrack != nullptr) {
             CFieldCursor cursor(source, box->ulContent, box->ulEnd);
             fragment.pTrack->ulDecodeTime = readFullBox(cursor).uiVersion == 1 ? cursor.u64() : cursor.u32();
         } else if (box->uiType == fourCC("trun"))

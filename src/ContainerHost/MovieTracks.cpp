@@ -130,13 +130,23 @@ void claimFrameRate(MovieTrack& track)
 // stsz's samples against those that the chunks hold.
 void tellLostSamples(CUnitOutput& output, const MovieTrack& track, std::uint64_t ulTaken)
 {
+    if (!track.tables.bHasSizes && track.tables.chunks.count() != 0)
+        output.finding({ESeverity::Error,
+                        track.path.substr(0, track.path.rfind('/')),
+                        std::nullopt,
+                        track.uiTrack,
+                        "has no stsz or stz2 that can be read: how many samples its " +
+                            std::to_string(track.tables.chunks.count()) +
+                            " chunks hold is not known, and none of them is read",
+                        true});
     if (ulTaken < track.tables.ulSamples)
         output.finding({ESeverity::Error,
                         track.path.substr(0, track.path.rfind('/')) + "/stsz",
                         std::nullopt,
                         track.uiTrack,
                         "counts " + std::to_string(track.tables.ulSamples) + " samples; the chunks have " +
-                            std::to_string(ulTaken) + ", the others cannot be found"});
+                            std::to_string(ulTaken) + ", the others cannot be found",
+                        true});
 }
 
 // A track on its way through its chunks.
@@ -260,7 +270,8 @@ void deliverSample(CUnitOutput& output, CRandomSource& source, MovieTrack& track
                             track.uiTrack,
                             "sample " + std::to_string(sample.ulNumber) + " has description " +
                                 std::to_string(uiDescription) + " of " + std::to_string(track.descriptions.size()) +
-                                "; such samples cannot be read"});
+                                "; such samples cannot be read",
+                            true});
         return;
     }
     SampleDescription& description = track.descriptions[uiDescription - 1];
@@ -325,6 +336,7 @@ void deliverSamples(CUnitOutput& output, CRandomSource& source, std::vector<Movi
         queue.pop();
         deliverChunk(output, source, *walks[i]);
         walks[i]->track.ulSamples = walks[i]->cursor.samplesTaken();
+        walks[i]->track.ulDecodeTime = walks[i]->cursor.decodeTime(); // fragments go on from there
         if (!output.isTrackDone(walks[i]->track.uiTrack) && output.spend(source, 1))
             advance(i);
     }

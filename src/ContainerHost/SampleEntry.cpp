@@ -71,15 +71,20 @@ void takeConfiguration(std::vector<unsigned char>& bytes, std::optional<Claim<De
     claim = {fieldsOnly(readDecoderConfiguration(bytes, eBox)), path, box.ulContent};
 }
 
-// ISO/IEC 14496-12 8.12: which entry a protected one stands for.
-std::uint32_t originalFormat(CRandomSource& source, CUnitOutput& output, const Box& sinf, const std::string& path)
+// ISO/IEC 14496-12 8.12 and 8.15: which entry a protected or restricted one stands for.
+std::uint32_t originalFormat(CRandomSource& source, CUnitOutput& output, const Box& info, const std::string& path)
 {
-    CBoxWalk walk(source, output, path, sinf.ulContent, sinf.ulEnd);
+    CBoxWalk walk(source, output, path, info.ulContent, info.ulEnd);
     while (const auto box = walk.next()) {
         if (box->uiType == fourCC("frma"))
             return CFieldCursor(source, box->ulContent, box->ulEnd).u32();
     }
     return 0;
+}
+
+bool standsForAnother(std::uint32_t uiType)
+{
+    return uiType == fourCC("encv") || uiType == fourCC("resv");
 }
 
 void readEntryBoxes(SampleDescription& description, CRandomSource& source, CUnitOutput& output, const Box& entry,
@@ -88,9 +93,12 @@ void readEntryBoxes(SampleDescription& description, CRandomSource& source, CUnit
     CBoxWalk walk(source, output, path, ulBegin, entry.ulEnd);
     while (const auto box = walk.next()) {
         const std::string boxPath = walk.pathOf(*box);
-        if (box->uiType == fourCC("sinf"))
-            description.uiOriginal = originalFormat(source, output, *box, boxPath);
-        else
+        if (box->uiType == fourCC("sinf") || box->uiType == fourCC("rinf")) {
+            // One can stand for the other: both are there then, in any order.
+            const std::uint32_t uiOriginal = originalFormat(source, output, *box, boxPath);
+            if (!standsForAnother(uiOriginal))
+                description.uiOriginal = uiOriginal;
+        } else
             (void)takeDescriptionBox(description, source, output, *box, boxPath);
     }
 }
@@ -161,7 +169,7 @@ SampleDescription readSampleEntry(CRandomSource& source, CUnitOutput& output, co
     description.uiType = entry.uiType;
     description.uiOriginal = entry.uiType;
     const bool bProtected = entry.uiType == fourCC("encv");
-    if (!isH265Entry(entry.uiType) && !bProtected)
+    if (!isH265Entry(entry.uiType) && !standsForAnother(entry.uiType))
         return description;
     CFieldCursor cursor(source, entry.ulContent, entry.ulEnd);
     cursor.skip(BEFORE_REFERENCE);
@@ -178,6 +186,12 @@ SampleDescription readSampleEntry(CRandomSource& source, CUnitOutput& output, co
     description.claims.entrySize = {{width, height}, path, entry.ulOffset};
     readEntryBoxes(description, source, output, entry, cursor.offset(), path);
     description.bIsH265 = isH265Entry(description.uiOriginal);
+    if (entry.uiType == fourCC("resv") && description.bIsH265)
+        output.finding({ESeverity::Note,
+                        path,
+                        entry.ulOffset,
+                        std::nullopt,
+                        "the samples are restricted: players that do not know the scheme of its rinf pass them over"});
     if (bProtected && description.bIsH265)
         output.finding({ESeverity::Note,
                         path,
@@ -186,6 +200,27 @@ SampleDescription readSampleEntry(CRandomSource& source, CUnitOutput& output, co
                         "the samples are protected; what is encrypted in them cannot be read"});
     return description;
 }
+
+namespace {
+
+// A sample has lengths of one size: hvcC's, where there is one.
+void takeLengthSize(CUnitOutput& output, SampleDescription& description, EConfigurationBox eBox, unsigned uiBytes)
+{
+    const ContainerClaims& claims = description.claims;
+    const bool bSecond = eBox == EConfigurationBox::LhvC && claims.hvcC && claims.hvcC->value.uiFieldBits != 0;
+    if (!bSecond)
+        description.uiLengthBytes = uiBytes;
+    else if (uiBytes != description.uiLengthBytes)
+        output.findingOnce(ONCE_LENGTH_SIZE,
+                           {ESeverity::Error,
+                            claims.lhvC->box,
+                            claims.lhvC->ulOffset,
+                            claims.ulTrack,
+                            "says lengths of " + std::to_string(uiBytes) + " bytes, hvcC of " +
+                                std::to_string(description.uiLengthBytes) + "; those of hvcC are read"});
+}
+
+} // namespace
 
 void deliverDescription(CUnitOutput& output, SampleDescription& description, UnitPlace place, bool bOffsetsInFile)
 {
@@ -210,7 +245,7 @@ void deliverDescription(CUnitOutput& output, SampleDescription& description, Uni
         const DecoderConfiguration configuration = readDecoderConfiguration(record.bytes, record.eBox);
         place.configuration = record.pName;
         if (configuration.uiFieldBits != 0)
-            description.uiLengthBytes = configuration.lengthSizeMinusOne + 1U;
+            takeLengthSize(output, description, record.eBox, configuration.lengthSizeMinusOne + 1U);
         deliverConfiguration(output,
                              place,
                              configuration,

@@ -82,6 +82,9 @@ public:
 
     [[nodiscard]] std::uint64_t samplesTaken() const { return m_ulSample; }
 
+    /// Of the next sample: the sum of the durations so far.
+    [[nodiscard]] std::uint64_t decodeTime() const { return m_ulDecodeTime; }
+
 private:
     struct Run
     {

@@ -35,6 +35,12 @@ public:
     /// A head run has seen the track's first slice segment.
     [[nodiscard]] bool isTrackDone(std::uint64_t ulTrack) const { return m_options.bHead && m_done.contains(ulTrack); }
 
+    /// The tracks that have ended. Image items have numbers of their own: they are read with a list of theirs.
+    [[nodiscard]] std::set<std::uint64_t> exchangeDone(std::set<std::uint64_t> done)
+    {
+        return std::exchange(m_done, std::move(done));
+    }
+
     void track(const ContainerTrack& track) { m_sink.onTrack(track); }
     void claims(const ContainerClaims& claims) { m_sink.onClaims(claims); }
     void finding(const ContainerFinding& finding);
