@@ -767,7 +767,27 @@ TEST(IsoBaseMedia, TellsWhatIsWrongWithTheFile)
         const ContainerFinding* const pFinding = c.record.finding(c.pMessage);
         ASSERT_NE(pFinding, nullptr) << c.record.findings();
         EXPECT_EQ(pFinding->box, c.pBox);
+        EXPECT_TRUE(pFinding->ulOffset);
     }
+}
+
+TEST(IsoBaseMedia, TellsWhichTrackADescriptionIsOf)
+{
+    TrackSyntax track;
+    track.uiTrack = 7;
+    track.entries = {hvc1({box("hvcC", {hvcCContent({SPS})}), box("pasp", {be(4, 1)})})};
+    const CContainerRecord movieRecord = read(movie(track, {prefixed({IDR})}));
+    EXPECT_EQ(movieRecord.finding("is too short for its fields")->ulTrack, 7U);
+    EXPECT_TRUE(movieRecord.m_claims.at(0).constantFrameRate->ulOffset);
+    // Of the file as a whole there is none.
+    EXPECT_FALSE(read(joined({movie(track, {}), {0, 0, 0, 9}})).finding("too few for a box")->ulTrack);
+    // Without the byte that has it, the range is not said.
+    track.entries = {hvc1({box("colr", {text("nclx"), be(2, 1), be(2, 1), be(2, 1)})})};
+    const CContainerRecord colour = read(movie(track, {prefixed({IDR})}));
+    EXPECT_EQ(colour.m_claims.at(0).colours.at(0).value.uiMatrix, 1U);
+    EXPECT_FALSE(colour.m_claims.at(0).colours.at(0).value.bFullRange);
+    const CContainerRecord none = read(movie(track, {prefixed({IDR})}));
+    EXPECT_TRUE(none.finding("has neither hvcC nor lhvC")->ulOffset);
 }
 
 TEST(IsoBaseMedia, TellsWhatIsWrongWithASample)

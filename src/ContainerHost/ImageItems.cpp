@@ -378,7 +378,9 @@ std::optional<std::vector<Extent>> CImageItems::extentsOf(std::uint32_t uiItem, 
 
 void CImageItems::deliverItem(std::uint32_t uiItem, const Item& item)
 {
+    m_output.speakOf(uiItem);
     SampleDescription description = describe(item);
+    m_output.speakOf(std::nullopt);
     UnitPlace place;
     place.ulTrack = uiItem;
     place.holder = "item";
@@ -386,7 +388,8 @@ void CImageItems::deliverItem(std::uint32_t uiItem, const Item& item)
     if (!description.claims.hvcC && !description.claims.lhvC)
         m_output.finding({ESeverity::Error,
                           "meta/iprp/ipma",
-                          std::nullopt,
+                          m_meta.associations.empty() ? std::nullopt
+                                                      : std::optional(m_meta.associations[item.uiAssociation].ulOffset),
                           uiItem,
                           "has neither hvcC nor lhvC; lengths of 4 bytes are assumed"});
     const auto extents = extentsOf(uiItem, item);

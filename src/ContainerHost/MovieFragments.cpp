@@ -86,7 +86,7 @@ void deliverRunSamples(CUnitOutput& output, CRandomSource& source, TrackFragment
             output.findingOnce(ONCE_OUTSIDE,
                                {ESeverity::Error,
                                 "moof/traf/trun",
-                                std::nullopt,
+                                *ulEnd,
                                 pTrack->uiTrack,
                                 "sample " + std::to_string(sample.ulNumber) + " begins at byte " +
                                     std::to_string(ulBegin) + ", behind the end of the file at " +

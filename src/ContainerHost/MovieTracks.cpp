@@ -20,6 +20,7 @@ void readTrackHeader(MovieTrack& track, CRandomSource& source, CUnitOutput& outp
     const unsigned uiTimeBytes = full.uiVersion == 1 ? 8 : 4;
     cursor.skip(uint64_t{2} * uiTimeBytes);
     track.uiTrack = cursor.u32();
+    output.speakOf(track.uiTrack);
     cursor.skip(4 + uiTimeBytes);
     cursor.skip(8 + 8 + 36); // layer, group, volume; the matrix
     const double width = cursor.u32() / 65536.0;
@@ -53,6 +54,7 @@ void readDescriptions(MovieTrack& track, CRandomSource& source, CUnitOutput& out
                       const std::string& path)
 {
     track.path = path;
+    track.ulOffset = stsd.ulOffset;
     CBoxWalk walk(source, output, path, std::min(stsd.ulContent + 8, stsd.ulEnd), stsd.ulEnd);
     while (const auto entry = walk.next()) {
         SampleDescription description = readSampleEntry(source, output, *entry, walk.pathOf(*entry));
@@ -124,7 +126,7 @@ void claimFrameRate(MovieTrack& track)
         return;
     const std::string path = track.path.substr(0, track.path.rfind('/')) + "/stts";
     for (SampleDescription& description : track.descriptions)
-        description.claims.constantFrameRate = {{track.uiTimescale, uiDuration}, path, std::nullopt};
+        description.claims.constantFrameRate = {{track.uiTimescale, uiDuration}, path, track.tables.ulTimesOffset};
 }
 
 // stsz's samples against those that the chunks hold.
@@ -133,7 +135,7 @@ void tellLostSamples(CUnitOutput& output, const MovieTrack& track, std::uint64_t
     if (!track.tables.bHasSizes && track.tables.chunks.count() != 0)
         output.finding({ESeverity::Error,
                         track.path.substr(0, track.path.rfind('/')),
-                        std::nullopt,
+                        track.ulOffset,
                         track.uiTrack,
                         "has no stsz or stz2 that can be read: how many samples its " +
                             std::to_string(track.tables.chunks.count()) +
@@ -142,7 +144,7 @@ void tellLostSamples(CUnitOutput& output, const MovieTrack& track, std::uint64_t
     if (ulTaken < track.tables.ulSamples)
         output.finding({ESeverity::Error,
                         track.path.substr(0, track.path.rfind('/')) + "/stsz",
-                        std::nullopt,
+                        track.tables.ulSizesOffset,
                         track.uiTrack,
                         "counts " + std::to_string(track.tables.ulSamples) + " samples; the chunks have " +
                             std::to_string(ulTaken) + ", the others cannot be found",
@@ -173,7 +175,7 @@ void deliverChunk(CUnitOutput& output, CRandomSource& source, TrackWalk& walk)
             output.findingOnce(ONCE_OUTSIDE,
                                {ESeverity::Error,
                                 track.path,
-                                std::nullopt,
+                                *ulSize,
                                 track.uiTrack,
                                 "sample " + std::to_string(walk.cursor.samplesTaken() + 1) + " begins at byte " +
                                     std::to_string(ulOffset) + ", behind the end of the file at " +
@@ -204,6 +206,7 @@ MovieTrack readTrack(CRandomSource& source, CUnitOutput& output, const Box& trak
 {
     MovieTrack track;
     readTrackBoxes(track, source, output, trak, path);
+    output.speakOf(std::nullopt);
     if (track.tables.stts)
         claimFrameRate(track);
     for (SampleDescription& description : track.descriptions)
@@ -253,7 +256,7 @@ void enterDescription(CUnitOutput& output, MovieTrack& track, std::uint32_t uiDe
         description.uiOriginal != fourCC("hvt1"))
         output.finding({ESeverity::Error,
                         description.claims.entrySize ? description.claims.entrySize->box : track.path,
-                        std::nullopt,
+                        description.claims.entrySize ? description.claims.entrySize->ulOffset : track.ulOffset,
                         track.uiTrack,
                         "has neither hvcC nor lhvC; lengths of 4 bytes are assumed"});
     deliverDescription(output, description, place, bOffsetsInFile);
@@ -266,7 +269,7 @@ void deliverSample(CUnitOutput& output, CRandomSource& source, MovieTrack& track
         output.findingOnce(ONCE_NO_DESCRIPTION,
                            {ESeverity::Error,
                             track.path,
-                            std::nullopt,
+                            track.ulOffset,
                             track.uiTrack,
                             "sample " + std::to_string(sample.ulNumber) + " has description " +
                                 std::to_string(uiDescription) + " of " + std::to_string(track.descriptions.size()) +
@@ -282,7 +285,7 @@ void deliverSample(CUnitOutput& output, CRandomSource& source, MovieTrack& track
         output.findingOnce(ONCE_EXTERNAL,
                            {ESeverity::Error,
                             track.path,
-                            std::nullopt,
+                            track.ulOffset,
                             track.uiTrack,
                             "the samples lie in another file, which is not read"});
         return;

@@ -28,6 +28,7 @@ struct MovieTrack
     std::vector<bool> external; // by data reference: the samples lie in another file
     std::vector<SampleDescription> descriptions;
     std::string path; // of its stsd
+    std::optional<std::uint64_t> ulOffset;
     SampleTables tables;
     FragmentDefaults defaults;
 

@@ -35,6 +35,8 @@ ColourClaim readColour(CFieldCursor& cursor)
     colour.uiMatrix = cursor.u16();
     if (uiType == fourCC("nclx"))
         colour.bFullRange = (cursor.u8() & 0x80) != 0;
+    if (!cursor.isComplete()) // QuickTime's, under the other name
+        colour.bFullRange.reset();
     return colour;
 }
 

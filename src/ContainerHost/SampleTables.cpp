@@ -67,6 +67,7 @@ bool takeSampleTable(SampleTables& tables, CRandomSource& source, CUnitOutput& o
     switch (box.uiType) {
     case fourCC("stts"):
         tables.stts = counted(8);
+        tables.ulTimesOffset = box.ulOffset;
         return true;
     case fourCC("ctts"):
         tables.ctts = counted(8);
@@ -81,6 +82,7 @@ bool takeSampleTable(SampleTables& tables, CRandomSource& source, CUnitOutput& o
         return true;
     case fourCC("stsz"):
     case fourCC("stz2"):
+        tables.ulSizesOffset = box.ulOffset;
         takeSizes(tables, at, cursor, box.uiType == fourCC("stz2"));
         return true;
     default:

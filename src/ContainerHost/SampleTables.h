@@ -46,6 +46,8 @@ struct SampleTables
     std::uint32_t uiConstantSize = 0; // of stsz, 0 when it has a table
     std::uint64_t ulSamples = 0;
     bool bHasSizes = false;
+    std::optional<std::uint64_t> ulTimesOffset; // of the boxes: stts
+    std::optional<std::uint64_t> ulSizesOffset; // stsz, stz2
 };
 
 /// Takes one of the tables' boxes in; false of any other box.

@@ -58,7 +58,12 @@ void CUnitOutput::finding(const ContainerFinding& finding)
         return;
     }
     ++m_uiFindings;
-    m_sink.onFinding(finding);
+    // What is not read is that of the file: the track may not be known yet.
+    if (!m_ulTrack || finding.ulTrack || finding.bUnread)
+        return m_sink.onFinding(finding);
+    ContainerFinding ofTrack = finding;
+    ofTrack.ulTrack = m_ulTrack;
+    m_sink.onFinding(ofTrack);
 }
 
 void CUnitOutput::findingOf(unsigned uiKind, unsigned uiMost, const ContainerFinding& finding)

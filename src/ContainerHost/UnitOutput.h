@@ -45,6 +45,9 @@ public:
     void claims(const ContainerClaims& claims) { m_sink.onClaims(claims); }
     void finding(const ContainerFinding& finding);
 
+    /// The track that findings are about which name none, while its description is read.
+    void speakOf(std::optional<std::uint64_t> ulTrack) { m_ulTrack = ulTrack; }
+
     /// A finding that is told once for each track and kind.
     void findingOnce(unsigned uiKind, const ContainerFinding& finding) { findingOf(uiKind, 1, finding); }
 
@@ -77,6 +80,7 @@ private:
     CContainerSink& m_sink;
     const ContainerOptions m_options;
     bool m_bStopped = false;
+    std::optional<std::uint64_t> m_ulTrack; // that findings are about
     std::uint64_t m_ulWork = 0;
     std::uint64_t m_ulKept = 0;
     std::uint64_t m_ulFurthest = 0; // byte that a unit was seen at
