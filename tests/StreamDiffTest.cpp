@@ -175,15 +175,18 @@ TEST(DiffStreams, TellsBytesThatAreNoElements)
     EXPECT_EQ(diff(extension, "#sps0", more, ""), Lines{"sps[0] bytes"});
 }
 
-TEST(DiffStreams, TellsTheTemporalIdOfASet)
+TEST(DiffStreams, TellsWhatTheHeadersOfSetsDifferIn)
 {
     const Bytes before = streamOf("deblock_off");
-    Bytes after = before;
     const std::vector<FoundUnit> units = unitsOf(before);
     const auto pps =
         std::ranges::find(units, h265_stream::PPS_NUT, [](const FoundUnit& unit) { return unit.header.nal_unit_type; });
+    Bytes after = before;
     after[static_cast<std::size_t>(pps->ulOffset) + 1] = 2;
     EXPECT_EQ(diff(before, "", after, ""), Lines{"pps[0]  nuh_temporal_id_plus1 1 2"});
+    Bytes damaged = before;
+    damaged[static_cast<std::size_t>(pps->ulOffset)] |= 0x80;
+    EXPECT_EQ(diff(before, "", damaged, ""), Lines{"pps[0]  forbidden_zero_bit 0 1"});
 }
 
 TEST(DiffStreams, PassesRepeatsOver)

@@ -112,9 +112,14 @@ private:
         (void)readIn(leftSet, leftUnit, left);    // as far as it goes: the bytes behind are compared as such
         (void)readIn(rightSet, rightUnit, right); // likewise
         std::vector<Difference> differences;
-        if (const unsigned a = leftUnit.header().nuh_temporal_id_plus1, b = rightUnit.header().nuh_temporal_id_plus1;
-            a != b)
-            differences.push_back({"", "nuh_temporal_id_plus1", a, b});
+        const auto compareHeader = [&differences](const char* pElement, unsigned a, unsigned b) {
+            if (a != b)
+                differences.push_back({"", pElement, a, b});
+        };
+        const NalUnitHeader& leftHeader = leftUnit.header();
+        const NalUnitHeader& rightHeader = rightUnit.header();
+        compareHeader("forbidden_zero_bit", leftHeader.forbidden_zero_bit, rightHeader.forbidden_zero_bit);
+        compareHeader("nuh_temporal_id_plus1", leftHeader.nuh_temporal_id_plus1, rightHeader.nuh_temporal_id_plus1);
         std::vector<unsigned char>& leftBits = SetKind<TSet>::extensionData(leftSet);
         std::vector<unsigned char>& rightBits = SetKind<TSet>::extensionData(rightSet);
         const bool bSameBits = leftBits == rightBits;
