@@ -84,6 +84,11 @@ void applyValue(TSet& set, const EditSetting& setting, const ElementValue& value
                             std::to_string(iMax));
 }
 
+bool isAlignmentBit(std::string_view path)
+{
+    return path.ends_with("_alignment_bit_equal_to_one");
+}
+
 // The bits that fill up to a byte in front of an extension are 1 (7.4.3.1, F.7.4.3.1.1), also where there are
 // more of them now.
 void fillAlignment(VideoParameterSet& set)
@@ -91,7 +96,7 @@ void fillAlignment(VideoParameterSet& set)
     if (!set.vps_extension_flag)
         return;
     for (const SetElement& element : elementsOf(set)) {
-        if (element.iValue == 0 && element.path.ends_with("_alignment_bit_equal_to_one"))
+        if (element.iValue == 0 && isAlignmentBit(element.path))
             (void)assign(set, element.path, 1); // it is there
     }
 }
@@ -109,8 +114,11 @@ void apply(TSet& set, const EditSetting& setting, const Context& context, std::s
 void applySetting(VideoParameterSet& set, const EditSetting& setting, const Context& context, std::string_view place,
                   CPresenceMemory& memory)
 {
-    const bool bAligned = std::ranges::none_of(elementsOf(set), [](const SetElement& element) {
-        return element.iValue == 0 && element.path.ends_with("_alignment_bit_equal_to_one");
+    // Who names one of them, means it.
+    const bool bNamed =
+        std::ranges::any_of(setting.values, [](const ElementValue& value) { return isAlignmentBit(value.path); });
+    const bool bAligned = !bNamed && std::ranges::none_of(elementsOf(set), [](const SetElement& element) {
+        return element.iValue == 0 && isAlignmentBit(element.path);
     });
     apply(set, setting, context, place, memory);
     if (bAligned)
