@@ -379,6 +379,29 @@ TEST(IsoBaseMedia, ReadsFragments)
     }
 }
 
+TEST(IsoBaseMedia, SaysOfAnInitSegmentThatItIsNotTheFile)
+{
+    const Bytes segment = mediaSegment();
+    Bytes init = initSegment();
+    init.resize(init.size() - 3); // in trex
+    const auto pInit = makeRandomSource(init);
+    const auto pSource = makeRandomSource(segment);
+    CContainerRecord record;
+    readIsoBaseMedia(*pSource, {}, record, pInit.get());
+    ASSERT_FALSE(record.m_findings.empty());
+    for (const ContainerFinding& finding : record.m_findings) {
+        EXPECT_EQ(finding.box.find("initialisation segment: moov"), 0U) << finding.box << ": " << finding.message;
+        EXPECT_FALSE(finding.ulOffset);
+    }
+    ASSERT_EQ(record.m_claims.size(), 1U);
+    const ContainerClaims& claims = record.m_claims.front();
+    ASSERT_TRUE(claims.hvcC && claims.entrySize && claims.trackSize);
+    EXPECT_EQ(claims.hvcC->box, "initialisation segment: moov/trak/mdia/minf/stbl/stsd/hvc1/hvcC");
+    EXPECT_EQ(claims.trackSize->box, "initialisation segment: moov/trak/tkhd");
+    EXPECT_FALSE(claims.hvcC->ulOffset || claims.entrySize->ulOffset || claims.trackSize->ulOffset);
+    EXPECT_TRUE(standWhereTheySay(record, segment));
+}
+
 TEST(IsoBaseMedia, ReadsMediaSegmentsWithTheirInitSegment)
 {
     const Bytes segment = mediaSegment();

@@ -12,6 +12,7 @@
 
 #include "ContainerFiles.h"
 #include "EbmlWriter.h"
+#include "UnitOutput.h"
 #include "VirtualSource.h"
 
 using namespace h265_container;
@@ -503,6 +504,24 @@ TEST(Matroska, StaysInsideDamagedFiles)
             EXPECT_TRUE(standWhereTheySay(readForward(damaged), damaged));
         });
     }
+}
+
+// Behind damage a search goes over bytes again that were read before.
+TEST(Matroska, TellsWhatIsFoundTwiceOnce)
+{
+    CContainerRecord record;
+    CUnitOutput output(record, {});
+    const ContainerFinding damage{ESeverity::Error, "Segment", 1558, std::nullopt, "element 0x84 of 105 bytes", true};
+    ContainerFinding elsewhere = damage;
+    elsewhere.ulOffset = 1559;
+    ContainerFinding ofTrack = damage;
+    ofTrack.ulTrack = 1;
+    for (const ContainerFinding& finding : {damage, elsewhere, damage, ofTrack, elsewhere})
+        output.finding(finding);
+    output.finish();
+    ASSERT_EQ(record.m_findings.size(), 3U);
+    EXPECT_EQ(record.m_findings[1].ulOffset, 1559U);
+    EXPECT_EQ(record.m_findings[2].ulTrack, 1U);
 }
 
 } // namespace

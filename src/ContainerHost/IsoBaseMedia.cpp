@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <set>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -13,6 +14,7 @@ namespace h265_container {
 namespace {
 
 constexpr std::size_t MAX_TRACKS = 4096;
+constexpr std::string_view INIT_FILE = "initialisation segment";
 
 class CIsoReader
 {
@@ -31,6 +33,7 @@ private:
 
     EGoOn readBox(const Box& box);
     void readMovie(CRandomSource& source, const Box& moov, bool bSamples);
+    void leaveInit();
     void addTrack(MovieTrack track);
     void readImages(const Box& meta);
     [[nodiscard]] bool holdAhead(const Box& box, const char* pWhat);
@@ -85,6 +88,8 @@ void CIsoReader::readMovie(CRandomSource& source, const Box& moov, bool bSamples
     m_bMovieFragments = mvex.has_value();
     if (mvex)
         readFragmentDefaults(m_output, source, *mvex, m_tracks);
+    if (!bSamples)
+        leaveInit();
     for (MovieTrack& track : m_tracks) {
         if (track.isH265() && track.descriptions.front().bIsH265)
             enterDescription(m_output, track, 1, bSamples);
@@ -100,8 +105,19 @@ void CIsoReader::readMovie(CRandomSource& source, const Box& moov, bool bSamples
     }
 }
 
+// What its tracks claim from here on, has its place there.
+void CIsoReader::leaveInit()
+{
+    m_output.standIn({});
+    for (MovieTrack& track : m_tracks) {
+        for (SampleDescription& description : track.descriptions)
+            standInOtherFile(description.claims, INIT_FILE);
+    }
+}
+
 void CIsoReader::readInit(CRandomSource& init)
 {
+    m_output.standIn(INIT_FILE);
     CBoxWalk walk(init, m_output);
     while (const auto box = walk.next()) {
         if (box->uiType == fourCC("moov")) {
@@ -109,6 +125,7 @@ void CIsoReader::readInit(CRandomSource& init)
             return;
         }
     }
+    m_output.standIn({});
     tell(ESeverity::Error, {}, std::nullopt, "the initialisation segment has no moov");
 }
 

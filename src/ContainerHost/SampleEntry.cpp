@@ -224,6 +224,26 @@ void takeLengthSize(CUnitOutput& output, SampleDescription& description, EConfig
 
 } // namespace
 
+void standInOtherFile(ContainerClaims& claims, std::string_view otherFile)
+{
+    const auto stand = [&](auto& claim) {
+        claim.box = pathInOtherFile(otherFile, claim.box);
+        claim.ulOffset.reset();
+    };
+    const auto standOptional = [&](auto&... claim) { ((claim ? stand(*claim) : void()), ...); };
+    standOptional(claims.hvcC,
+                  claims.lhvC,
+                  claims.entrySize,
+                  claims.trackSize,
+                  claims.imageSize,
+                  claims.pixelShape,
+                  claims.cleanAperture,
+                  claims.pixelDepths,
+                  claims.constantFrameRate);
+    for (Claim<ColourClaim>& colour : claims.colours)
+        stand(colour);
+}
+
 void deliverDescription(CUnitOutput& output, SampleDescription& description, UnitPlace place, bool bOffsetsInFile)
 {
     struct Record

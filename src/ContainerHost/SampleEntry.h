@@ -35,6 +35,9 @@ SampleDescription readSampleEntry(CRandomSource& source, CUnitOutput& output, co
 bool takeDescriptionBox(SampleDescription& description, CRandomSource& source, CUnitOutput& output, const Box& box,
                         const std::string& path);
 
+/// The claims stand in another file than the one that is read, which has no offsets for them.
+void standInOtherFile(ContainerClaims& claims, std::string_view otherFile);
+
 /// Claims and findings of a description, then the NAL units of its records. The first time only claims and
 /// findings are told.
 void deliverDescription(CUnitOutput& output, SampleDescription& description, UnitPlace place, bool bOffsetsInFile);

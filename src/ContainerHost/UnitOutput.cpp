@@ -51,19 +51,28 @@ std::string placeText(const UnitPlace& place)
     return text;
 }
 
+std::string pathInOtherFile(std::string_view otherFile, const std::string& path)
+{
+    return std::string(otherFile) + (path.empty() ? "" : ": ") + path;
+}
+
 void CUnitOutput::finding(const ContainerFinding& finding)
 {
-    if (m_uiFindings == MAX_FINDINGS) {
+    if (m_found.size() == MAX_FINDINGS) {
         ++m_ulUntold;
         return;
     }
-    ++m_uiFindings;
+    ContainerFinding told = finding;
     // What is not read is that of the file: the track may not be known yet.
-    if (!m_ulTrack || finding.ulTrack || finding.bUnread)
-        return m_sink.onFinding(finding);
-    ContainerFinding ofTrack = finding;
-    ofTrack.ulTrack = m_ulTrack;
-    m_sink.onFinding(ofTrack);
+    if (!told.ulTrack && !told.bUnread)
+        told.ulTrack = m_ulTrack;
+    if (!m_otherFile.empty()) {
+        told.box = pathInOtherFile(m_otherFile, finding.box);
+        told.ulOffset.reset();
+    }
+    // Where a search goes over the same bytes again, it finds the same.
+    if (m_found.emplace(told.box, told.ulOffset, told.ulTrack, told.message).second)
+        m_sink.onFinding(told);
 }
 
 void CUnitOutput::findingOf(unsigned uiKind, unsigned uiMost, const ContainerFinding& finding)

@@ -2,8 +2,11 @@
 
 #include <cstdint>
 #include <map>
+#include <optional>
 #include <set>
 #include <string>
+#include <string_view>
+#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -17,6 +20,9 @@ inline constexpr unsigned MAX_FINDINGS = 200;
 
 /// Bytes that are kept of one file: tracks and their sample descriptions.
 inline constexpr std::uint64_t MAX_KEPT_BYTES = std::uint64_t{16} << 20;
+
+/// "initialisation segment: moov/trak/tkhd", for what stands in another file than the one that is read.
+std::string pathInOtherFile(std::string_view otherFile, const std::string& path);
 
 /// Between the readers and the sink: counts findings and work, and knows which tracks have ended.
 class CUnitOutput
@@ -47,6 +53,10 @@ public:
 
     /// The track that findings are about which name none, while its description is read.
     void speakOf(std::optional<std::uint64_t> ulTrack) { m_ulTrack = ulTrack; }
+
+    /// What is found from here on stands in another file than the one that is read: its name goes in front of
+    /// the path, and there is no offset. An empty one is the file itself.
+    void standIn(std::string_view otherFile) { m_otherFile = otherFile; }
 
     /// A finding that is told once for each track and kind.
     void findingOnce(unsigned uiKind, const ContainerFinding& finding) { findingOf(uiKind, 1, finding); }
@@ -81,13 +91,14 @@ private:
     const ContainerOptions m_options;
     bool m_bStopped = false;
     std::optional<std::uint64_t> m_ulTrack; // that findings are about
+    std::string m_otherFile;
     std::uint64_t m_ulWork = 0;
     std::uint64_t m_ulKept = 0;
     std::uint64_t m_ulFurthest = 0; // byte that a unit was seen at
-    unsigned m_uiFindings = 0;      // told
     std::uint64_t m_ulUntold = 0;
     std::set<std::uint64_t> m_done;
     std::map<std::pair<std::uint64_t, unsigned>, unsigned> m_told;
+    std::set<std::tuple<std::string, std::optional<std::uint64_t>, std::optional<std::uint64_t>, std::string>> m_found;
     std::vector<unsigned char> m_bytes; // of the unit being delivered
 };
 
