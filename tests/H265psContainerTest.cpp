@@ -376,6 +376,22 @@ TEST_F(H265psContainer, MediaSegmentsAreReadWithTheirInitialisationSegment)
     const ChildResult missing = h265ps({"--init", "/nowhere", media});
     EXPECT_EQ(missing.iExitCode, 2);
     EXPECT_TRUE(contains(missing.error, media + ": --init /nowhere: ")) << missing.error;
+    const std::pair<std::string, std::string> noInits[] = {
+        {(CORPUS / "hm_ldb.hevc").string(), "is no initialisation segment (MP4): it looks like "},
+        {make("empty", ""), "the file is empty"},
+        {make("zeros", std::string(100, '\0')), "is no initialisation segment (MP4)\n"}};
+    for (const auto& [noInit, why] : noInits) {
+        const ChildResult wrong = h265ps({"--init", noInit, media});
+        EXPECT_EQ(wrong.iExitCode, 2);
+        EXPECT_EQ(wrong.output, "");
+        EXPECT_TRUE(contains(wrong.error, media + ": --init " + noInit + ": " + why)) << wrong.error;
+    }
+
+    // What is wrong there has no place in this file.
+    std::string level = whole.substr(0, uiMoof);
+    level[level.find("hvcC") + 16] = 30;
+    const ChildResult claimed = h265ps({"check", "--init", make("level.mp4", level), media});
+    EXPECT_TRUE(contains(claimed.output, media + ": error: initialisation segment: moov/")) << claimed.output;
     for (const std::string& other : {container("ffmpeg.mkv"), (CORPUS / "hm_ldb.hevc").string()}) {
         const ChildResult wrong = h265ps({"--init", init, other});
         EXPECT_EQ(wrong.iExitCode, 2);

@@ -202,6 +202,29 @@ TEST_F(H265psScan, NamesOnceInTheEndWhatIsNoH265)
     EXPECT_NE(errors[2].find("it looks like a PNG image"), std::string::npos) << errors[2];
 }
 
+TEST_F(H265psScan, TellsOfAFileThatEndsBeforeItSaysWhatItHolds)
+{
+    addStream("f/d.hevc");
+    const std::string whole = contentOf(CONTAINERS / "with_sound.mp4");
+    (void)make("f/a.mp4", whole.substr(0, whole.find("moov") - 4));
+    (void)make("f/b.mp4", whole.substr(0, whole.find("hvc1") - 4));
+    const std::string matroska = contentOf(CONTAINERS / "live.mkv");
+    (void)make("f/c.mkv", matroska.substr(0, matroska.find("\x16\x54\xae\x6b")));
+    const ChildResult result = scan({"f"});
+    EXPECT_EQ(result.iExitCode, 2);
+    EXPECT_EQ(linesOf(result.output).size(), 2U) << result.output;
+    EXPECT_NE(result.error.find("h265ps: error: f/a.mp4: "), std::string::npos) << result.error;
+    EXPECT_NE(result.error.find("h265ps: error: f/b.mp4: "), std::string::npos) << result.error;
+    EXPECT_NE(result.error.find("h265ps: error: f/c.mkv: "), std::string::npos) << result.error;
+    EXPECT_EQ(result.error.find("no H.265"), std::string::npos) << result.error;
+
+    // What is known to be something else, is that.
+    std::string other = whole.substr(0, whole.find("mp4a") + 100);
+    other.replace(other.find("hvc1"), 4, "avc1");
+    (void)make("other.mp4", other);
+    EXPECT_EQ(scan({"other.mp4"}).error.find("h265ps: error: "), std::string::npos) << scan({"other.mp4"}).error;
+}
+
 TEST_F(H265psScan, GoesOnBehindWhatCannotBeRead)
 {
     addStream("a.hevc");

@@ -119,6 +119,7 @@ EExitCode CFileRun::runGuarded(const std::string& file, const std::function<EExi
     m_ulTaken = 0;
     m_bOutOfMemory = false;
     m_bBegun = false;
+    m_bUnknown = false;
     m_bRead = false;
     m_interruption.reset();
     try {
@@ -126,7 +127,7 @@ EExitCode CFileRun::runGuarded(const std::string& file, const std::function<EExi
         const EExitCode eExitCode = read();
         if (m_bOutOfMemory || wasMemoryRefused())
             return failForMemory(file);
-        m_bRead = !m_interruption;
+        m_bRead = !m_interruption && !m_bUnknown;
         return eExitCode;
     } catch (const CSourceError& error) {
         return fail(error.offset(), inSentence(error.what()));

@@ -30,7 +30,7 @@ public:
     /// Reads sets that stand alone, as text. name: what stands for the file.
     EExitCode run(const GivenSets& sets);
 
-    /// Whether the last file could be opened and read, whatever it held.
+    /// Whether the last file could be opened and read as far as it says what it holds.
     [[nodiscard]] bool wasRead() const noexcept { return m_bRead; }
 
 private:
@@ -79,6 +79,7 @@ private:
     EPace m_ePace = EPace::Whole;
     std::optional<std::string> m_interruption; // why the stream was not read to its end
     bool m_bOutOfMemory = false;               // that is why
+    bool m_bUnknown = false;                   // it ends, or is damaged, in front of what would say what it holds
     bool m_bRead = false;                      // nothing else stopped the reading
     std::uint64_t m_ulTaken = 0;               // bytes read
     bool m_bBegun = false;                     // the report has the stream

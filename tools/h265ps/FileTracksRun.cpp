@@ -1,7 +1,9 @@
+#include <algorithm>
 #include <cerrno>
 #include <stdexcept>
 #include <system_error>
 #include <utility>
+#include <vector>
 
 #include <unistd.h>
 
@@ -110,6 +112,13 @@ std::string tracksOf(const CFileVerdict& verdict)
     return text.empty() ? "it has no tracks" : "it has " + text;
 }
 
+// A track that is cut short does not.
+bool saysWhatItHolds(const CFileVerdict& verdict)
+{
+    return !verdict.tracks().empty() &&
+           std::ranges::none_of(verdict.tracks(), [](const TrackVerdict& track) { return track.info.codec.empty(); });
+}
+
 // All of it, as far as it is read as text.
 std::string standardInput()
 {
@@ -138,10 +147,19 @@ std::unique_ptr<CRandomSource> CFileRun::openInit() const
         return nullptr;
     if (m_kind.eKind != EFileKind::IsoBaseMedia)
         throw std::runtime_error("--init is for media segments (MP4), and this looks like " + std::string(m_kind.name));
+    const std::string init = "--init " + m_options.init + ": ";
     try {
-        return openRandomSource(m_options.init);
+        std::unique_ptr<CRandomSource> pInit = openRandomSource(m_options.init);
+        std::vector<unsigned char> head(FILE_KIND_BYTES);
+        head.resize(pInit->read(0, head));
+        if (head.empty())
+            throw std::runtime_error(init + "the file is empty");
+        if (const FileKind kind = fileKind(head); kind.eKind != EFileKind::IsoBaseMedia)
+            throw std::runtime_error(init + "is no initialisation segment (MP4)" +
+                                     (kind.name.empty() ? "" : ": it looks like " + std::string(kind.name)));
+        return pInit;
     } catch (const CSourceError& error) {
-        throw std::runtime_error("--init " + m_options.init + ": " + error.what());
+        throw std::runtime_error(init + error.what());
     }
 }
 
@@ -176,6 +194,7 @@ EExitCode CFileRun::closeTracks(const CTracks& tracks, std::uint64_t ulBytes)
     } else if (!m_bBegun && !tracks.hasUnread()) {
         fail(std::nullopt, "no track of H.265 in it: " + tracksOf(m_verdict));
     }
+    m_bUnknown = !m_bBegun && tracks.hasUnread() && !saysWhatItHolds(m_verdict);
     if (!m_bBegun)
         return EXIT_FILE_ERROR;
     m_bAgain = !m_report.end(m_verdict, ulBytes);
