@@ -15,6 +15,9 @@ import jsonschema
 
 START_CODE = b"\x00\x00\x00\x01"
 
+# Of the first: in elements, structures, layers and contents.
+DIFFERENT_FROM_FIRST = ("hm_ldb", "hm_vui_everything", "joined_cif_then_qcif", "mv_2view", "malformed_vui_cut")
+
 
 def run(program, *arguments, verb="show"):
     """The documents that the program writes for the files."""
@@ -92,6 +95,19 @@ def broken_documents(good):
     }
 
 
+def errors_of(schema, verb, documents):
+    """What the schema of the verb, and the schema as a whole, have against its documents."""
+    of_verb = jsonschema.Draft202012Validator({"$ref": f"#/$defs/{verb}Document", "$defs": schema["$defs"]})
+    whole = jsonschema.Draft202012Validator(schema)
+    for number, document in enumerate(documents):
+        name = document.get("file", document.get("a"))
+        for error in of_verb.iter_errors(document):
+            place = "/".join(str(p) for p in error.absolute_path)
+            yield f"{verb} {name}: {place}: {error.message[:200]}"
+        if number < 30 and not whole.is_valid(document):  # of more it takes long
+            yield f"{verb} {name}: the schema as a whole refuses it"
+
+
 def main(program, schema_file, corpus_directory):
     corpus = pathlib.Path(corpus_directory)
     schema = json.loads(pathlib.Path(schema_file).read_text())
@@ -108,27 +124,23 @@ def main(program, schema_file, corpus_directory):
             made.write_bytes(b"".join(START_CODE + unit for unit in units))
             files.append(str(made))
         documents = run(program, *files)
+        nothing = run(program, "--hex", "")
         whole = run(program, "--tables", "--all", *files)
         others = {verb: run(program, *files, verb=verb) for verb in ("trace", "check")}
+        sides = files[:1] + [f for f in files if pathlib.Path(f).stem in DIFFERENT_FROM_FIRST]
+        others["diff"] = [document for side in sides for document in run(program, files[0], side, verb="diff")]
+        others["scan"] = run(program, *files, verb="scan")
     if [d["file"] for d in documents] != files:
         failures.append("not one document for each file, in their order")
     if [d["file"] for d in whole] != files:
         failures.append("not one document for each file with --tables --all")
-    for document in documents + whole:
-        for error in validator.iter_errors(document):
-            place = "/".join(str(p) for p in error.absolute_path)
-            failures.append(f"{document['file']}: {place}: {error.message[:200]}")
-
+    failures += errors_of(schema, "show", nothing + documents + whole)
     for verb, verb_documents in others.items():
-        verb_validator = jsonschema.Draft202012Validator(
-            {"$ref": f"#/$defs/{verb}Document", "$defs": schema["$defs"]}
-        )
-        if [d["file"] for d in verb_documents] != files:
+        failures += errors_of(schema, verb, verb_documents)
+        if verb in ("trace", "check") and [d["file"] for d in verb_documents] != files:
             failures.append(f"not one document for each file with {verb}")
-        for document in verb_documents:
-            for error in verb_validator.iter_errors(document):
-                place = "/".join(str(p) for p in error.absolute_path)
-                failures.append(f"{verb} {document['file']}: {place}: {error.message[:200]}")
+    if len(others["diff"]) != len(DIFFERENT_FROM_FIRST) + 1 or len(others["scan"]) != len(files):
+        failures.append("not one document for each comparison, and for each stream")
 
     good = run(program, str(corpus / "slist_explicit.hevc"))[0]
     for what, document in broken_documents(good).items():
