@@ -360,6 +360,16 @@ TEST(EditStream, RefusesWhatBringsANewError)
     }
 }
 
+// Others of these bits are filled up where an extension moves.
+TEST(EditStream, ChangesAnAlignmentBitThatIsNamed)
+{
+    const Bytes before = streamOf("syn_vps_external_base");
+    const Settings settings = {"vps[1].vps_extension.vps_vui_alignment_bit_equal_to_one=0"};
+    EXPECT_EQ(edited(before, settings).outcome.refusals.size(), 1U);
+    const EditedStream forced = edited(before, settings, true);
+    EXPECT_EQ(changesOf(before, forced.bytes), Settings{"vps_extension.vps_vui_alignment_bit_equal_to_one 1 0"});
+}
+
 TEST(EditStream, TakesAnErrorThatWasThereBefore)
 {
     // Its levels are reserved ones (0), and stay so.
