@@ -3,9 +3,11 @@
 #include "h265ps.h"
 
 #include <cstdio>
+#include <map>
 #include <memory>
 #include <mutex>
 #include <new>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -116,8 +118,14 @@ struct h265ps_set
     bool bRepeat = false;
     bool bAccepted = false;
     std::string json;
-    std::vector<KeptElement> elements;
+    std::vector<KeptElement> elements;  // of a repeat they are with the first one
+    const h265ps_set* pFirst = nullptr; // of a repeat
     std::vector<FileFinding> findings;
+
+    [[nodiscard]] const std::vector<KeptElement>& allElements() const
+    {
+        return pFirst != nullptr ? pFirst->elements : elements;
+    }
 };
 
 struct h265ps_file
@@ -152,6 +160,7 @@ public:
         pSet->json = m_output.m_text.substr(uiBegin);
         fill(*pSet, told);
         m_file.sets.push_back(std::move(pSet));
+        linkRepeat(*m_file.sets.back(), told);
     }
     void addFinding(const FileFinding& finding) override
     {
@@ -197,7 +206,29 @@ private:
         }
     }
 
+    // A place can have several sets: those of a packet.
+    static std::string keyOf(const h265_inspect::FilePlace& place, std::span<const unsigned char> bytes)
+    {
+        std::string key = place.text() + '\0';
+        key.append(bytes.begin(), bytes.end());
+        return key;
+    }
+
+    void linkRepeat(h265ps_set& set, const FileSet& told)
+    {
+        if (!told.sameAs) {
+            m_firsts.emplace(keyOf(told.place, told.event.bytes), &set);
+            return;
+        }
+        const auto first = m_firsts.find(keyOf(*told.sameAs, told.event.bytes));
+        if (first == m_firsts.end())
+            return;
+        set.pFirst = first->second;
+        set.iId = set.pFirst->iId;
+    }
+
     h265ps_file& m_file;
+    std::map<std::string, const h265ps_set*> m_firsts; // by place and bytes
     std::string m_name;
     CMemoryOutput m_output;
     CJsonReport m_json{m_output, CJsonReport::Options{}};
@@ -443,7 +474,7 @@ int h265ps_set_value(const h265ps_set* set, const char* path, int64_t* value)
     if (set == nullptr || path == nullptr || value == nullptr)
         return 0;
     const std::string_view wanted(path);
-    for (const KeptElement& element : set->elements) {
+    for (const KeptElement& element : set->allElements()) {
         const std::size_t uiInner = element.structure.empty() ? 0 : element.structure.size() + 1;
         if (wanted.size() != uiInner + element.name.size() || !wanted.ends_with(element.name) ||
             (uiInner != 0 && (!wanted.starts_with(element.structure) || wanted[uiInner - 1] != '.')))
@@ -456,14 +487,14 @@ int h265ps_set_value(const h265ps_set* set, const char* path, int64_t* value)
 
 size_t h265ps_element_count(const h265ps_set* set)
 {
-    return set != nullptr ? set->elements.size() : 0;
+    return set != nullptr ? set->allElements().size() : 0;
 }
 
 int h265ps_element_at(const h265ps_set* set, size_t index, h265ps_element* element)
 {
-    if (set == nullptr || element == nullptr || index >= set->elements.size())
+    if (set == nullptr || element == nullptr || index >= set->allElements().size())
         return 0;
-    const KeptElement& kept = set->elements[index];
+    const KeptElement& kept = set->allElements()[index];
     *element = {kept.name.c_str(),
                 kept.structure.c_str(),
                 kept.descriptor.c_str(),

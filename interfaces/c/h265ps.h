@@ -122,7 +122,8 @@ H265PS_API uint64_t h265ps_set_size(const h265ps_set* set);
 H265PS_API int64_t h265ps_set_track(const h265ps_set* set);
 /* 1 with the seconds in *time, or 0. */
 H265PS_API int h265ps_set_time(const h265ps_set* set, double* time);
-/* 1 of a repeat, which has no elements, findings or syntax of its own. */
+/* 1 of a repeat: it has the id and the elements of the first one, which has the findings, and in JSON record and
+ * syntax. */
 H265PS_API int h265ps_set_is_repeat(const h265ps_set* set);
 /* 1 when the decoder read it and its own checks pass. */
 H265PS_API int h265ps_set_is_accepted(const h265ps_set* set);

@@ -51,7 +51,37 @@ def test_movies_have_tracks_and_repeats():
     file = h265ps.open(CONTAINERS / "hvc1.mp4")
     assert file[0].place == "track 1, hvcC" and file[0].track == 1
     repeats = [s for s in file if s.is_repeat]
-    assert repeats and repeats[0].time is not None and repeats[0].syntax is None and repeats[0].elements == []
+    assert repeats and repeats[0].time is not None
+    for s in repeats:
+        assert not s.first.is_repeat and s.first.type == s.type and s.first.place == "track 1, hvcC"
+        assert s.document["syntax"] is None and s.syntax == s.first.syntax and s.record == s.first.record
+        assert s.elements == s.first.elements and len(s.elements) > 10 and s.findings == [] and s.id == 0
+    assert file[0].first is file[0]
+
+
+def test_every_sps_has_its_values_wherever_it_stands():
+    for path in sorted(CONTAINERS.iterdir()):
+        if path.suffix != ".md":
+            widths = [
+                (s.value("pic_width_in_luma_samples"), s.syntax["pic_width_in_luma_samples"])
+                for s in h265ps.open(path)
+                if s.type == "SPS"
+            ]
+            assert widths and all(value and value == coded for value, coded in widths)
+
+
+def test_a_file_is_read_in_a_with_statement():
+    with h265ps.open(CORPUS / "hm_ldb.hevc") as file:
+        assert [s.type for s in file] == ["VPS", "SPS", "PPS"]
+    assert file[0].type == "VPS"
+
+
+def test_a_name_with_a_null_byte_is_no_other_file():
+    with pytest.raises(ValueError):
+        h265ps.open(str(CORPUS / "hm_ldb.hevc") + "\0.mp4")
+    sps = h265ps.open(CORPUS / "hm_ldb.hevc")[1]
+    assert sps.value("chroma_format_idc") == 1
+    assert sps.value("chroma_format_idc\0") is None and sps.value("\udcff") is None
 
 
 def test_tiles_are_arrays_that_agree_with_each_other():

@@ -69,6 +69,8 @@ static void reads_a_movie(const char *path)
 {
     h265ps_file *file = NULL;
     const h265ps_set *set = NULL;
+    h265ps_element element;
+    int64_t level = 0;
     double time = -1;
     int repeats = 0;
     EXPECT(h265ps_open(path, &file) == H265PS_OK);
@@ -81,7 +83,10 @@ static void reads_a_movie(const char *path)
         if (!h265ps_set_is_repeat(set))
             continue;
         ++repeats;
-        EXPECT(h265ps_element_count(set) == 0);
+        EXPECT(h265ps_set_id(set) == 0 && h265ps_set_finding_count(set) == 0);
+        EXPECT(h265ps_element_count(set) > 10 && h265ps_element_at(set, 0, &element));
+        if (h265ps_set_type(set) != H265PS_PPS)
+            EXPECT(h265ps_set_value(set, "profile_tier_level.general_level_idc", &level) && level == 60);
         EXPECT(h265ps_set_time(set, &time) && time >= 0);
     }
     EXPECT(repeats > 0);

@@ -114,6 +114,7 @@ class ParameterSet:
         self._file = file  # which the pointer belongs to
         self._pointer = pointer
         self._document: Optional[dict[str, Any]] = None
+        self._first: Optional["ParameterSet"] = None
 
     @property
     def type(self) -> str:
@@ -122,7 +123,7 @@ class ParameterSet:
 
     @property
     def id(self) -> Optional[int]:
-        """Its id; None where that could not be read, and of some repeats."""
+        """Its id; None where that could not be read."""
         number = lib.h265ps_set_id(self._pointer)
         return None if number < 0 else int(number)
 
@@ -162,8 +163,15 @@ class ParameterSet:
 
     @property
     def is_repeat(self) -> bool:
-        """The same set stood in the file before: elements, syntax and findings are with the first one."""
+        """The same set stood in the file before: it holds what `first` does, which has the findings."""
         return bool(lib.h265ps_set_is_repeat(self._pointer))
+
+    @property
+    def first(self) -> "ParameterSet":
+        """Of a repeat the set that it repeats, else the set itself."""
+        if self._first is None:
+            self._first = self._file._first_of(self) if self.is_repeat else self  # pylint: disable=protected-access
+        return self._first
 
     @property
     def is_accepted(self) -> bool:
@@ -172,25 +180,26 @@ class ParameterSet:
 
     @property
     def document(self) -> Mapping[str, Any]:
-        """The set as `h265ps --json` writes it."""
+        """The set as `h265ps --json` writes it: syntax and record of a repeat are None there."""
         if self._document is None:
             self._document = json.loads(text_of(lib.h265ps_set_json(self._pointer)))
         return self._document
 
     @property
     def syntax(self) -> Optional[Mapping[str, Any]]:
-        """Every coded element under its name, structures as mappings, indices as lists; None of a repeat."""
-        return self.document["syntax"]
+        """Every coded element under its name, structures as mappings, indices as lists."""
+        return self.first.document["syntax"]
 
     @property
     def record(self) -> Optional[Mapping[str, Any]]:
-        """What the decoder's reader makes of it; None when it was not read, and of a repeat."""
-        return self.document["record"]
+        """What the decoder's reader makes of it; None when it was not read."""
+        return self.first.document["record"]
 
     def value(self, path: str) -> Optional[int]:
         """The value of a coded element: "vui_parameters.colour_primaries"; None when the set has none such."""
         number = ffi.new("int64_t *")
-        return int(number[0]) if lib.h265ps_set_value(self._pointer, path.encode(), number) else None
+        name = path.encode(errors="replace").replace(b"\0", b"?")  # C would end there
+        return int(number[0]) if lib.h265ps_set_value(self._pointer, name, number) else None
 
     @property
     def elements(self) -> list[Element]:
@@ -260,6 +269,24 @@ class File(Sequence[ParameterSet]):
     def __iter__(self) -> Iterator[ParameterSet]:
         return iter(self._sets)
 
+    def __enter__(self) -> "File":
+        return self
+
+    def __exit__(self, *_: object) -> None:
+        """Nothing is left to close: the file was read when it was opened."""
+
+    def _first_of(self, repeat: ParameterSet) -> ParameterSet:
+        place = repeat.document["same_as_place"]
+        for one in self._sets:
+            # A packet can have several sets of a type and size.
+            if (
+                (one.type, one.size, one.place) == (repeat.type, repeat.size, place)
+                and not one.is_repeat
+                and one.elements == repeat.elements
+            ):
+                return one
+        return repeat
+
     @property
     def verdict(self) -> str:
         """Whether a decoder (8-bit 4:2:0, one layer) takes the file, in words."""
@@ -308,8 +335,11 @@ def open(path: Union[str, bytes, "os.PathLike[str]"]) -> File:  # pylint: disabl
     """Reads a file of any kind: byte stream, MP4, MOV, HEIF, Matroska, MPEG-TS, SDP.
 
     Raises UnreadableError when it cannot be read (to its end)."""
+    name = os.fsencode(path)
+    if b"\0" in name:
+        raise ValueError("embedded null byte")  # as the built-in open does: C would read another file
     pointer = ffi.new("h265ps_file **")
-    return _opened(lib.h265ps_open(os.fsencode(path), pointer), pointer, os.fsdecode(path))
+    return _opened(lib.h265ps_open(name, pointer), pointer, os.fsdecode(path))
 
 
 def parse(data: bytes) -> File:
