@@ -216,6 +216,10 @@ const Case CASES[] = {
     {"a layer begins anew with the base layer",
      [](CStream& s) { s.begin().sps(1, 0, 0, 1).pps(1, 1, 0, 1).picture(IDR_W_RADL, 1, 1).picture(IDR_W_RADL, 0)
                        .sps(1, 0, 1, 1).picture(TRAIL_R, 1, 1); }, ""},
+    {"a picture of a PPS of a higher layer", [](CStream& s) { s.begin().pps(1, 0, 0, 1).picture(TRAIL_R, 1).picture(TRAIL_R, 1); }, "PPS 1 at 4"},
+    {"a picture of an SPS of a higher layer", [](CStream& s) { s.begin().sps(1, 0, 0, 1).pps(1, 1).picture(IDR_W_RADL, 1); }, "SPS 1 at 4"},
+    {"a PPS of two layers", [](CStream& s) { s.begin().pps(0, 0, 0, 1).picture(TRAIL_R, 0).pps(1, 0, 0, 1).pps(1, 0).picture(TRAIL_R, 1); }, ""},
+    {"another PPS of a higher layer", [](CStream& s) { s.begin().pps(0, 0, 1, 1).picture(TRAIL_R, 0); }, "PPS 0 at 4"},
     {"a PPS in use by another layer's picture",
      [](CStream& s) { s.begin().picture(IDR_W_RADL, 0, 1).pps(0, 0, 1).slice(IDR_W_RADL, 0, false, 1); }, "PPS 0 at 5"},
 };
@@ -301,7 +305,7 @@ TEST(ActiveSets, FindNothingInStreamsOfEncoders)
                 return sets.onSet(pps, nalUnit, ulOffset);
             default:
                 uiSlices += nalUnit.header().nal_unit_type < 32 ? 1 : 0;
-                return sets.onNalUnit(bytes, ulOffset);
+                sets.onNalUnit(bytes, ulOffset);
             }
         });
         sets.onEnd();

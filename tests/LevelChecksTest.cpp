@@ -53,6 +53,21 @@ const ChecksRow SUB_LAYER_ROWS[] = {
     {HRD"nal_hrd[0].bit_rate_value_minus1[0]=25781", "error " HRD"nal_hrd[0].bit_rate_value_minus1[0] [A.4.1]"},
 };
 
+// Level 4 with two sub-layers, the lower one of a level of its own. Level 3: 552960 samples, sides up to 2103.
+#define SUB PTL"sub_layer_level_present_flag[0]=1 " PTL"sub_layer_level_idc[0]=90 "
+const ChecksRow SUB_LAYER_SIZE_ROWS[] = {
+    {SUB SIZE(720, 768), ""},
+    {SUB SIZE(720, 776), "error " PTL"sub_layer_level_idc[0] [A.4.1]"},
+    {SUB SIZE(2096, 256), ""},
+    {SUB SIZE(2104, 256), "error " PTL"sub_layer_level_idc[0] [A.4.1]"},
+    {PTL"sub_layer_level_present_flag[0]=1 " PTL"sub_layer_level_idc[0]=123 " SIZE(1920, 1080), "warning " PTL"sub_layer_level_idc[0] [7.4.4]"},
+    // Six pictures of this size
+    {SUB SIZE(720, 768) "sps_max_dec_pic_buffering_minus1[0]=5 sps_max_dec_pic_buffering_minus1[1]=6", ""},
+    {SUB SIZE(720, 768) "sps_max_dec_pic_buffering_minus1[0]=6 sps_max_dec_pic_buffering_minus1[1]=6", "error " PTL"sub_layer_level_idc[0] [A.4.2]"},
+    // Too large for all
+    {SUB SIZE(4096, 2160), "error pic_width_in_luma_samples [A.4.1]"},
+};
+
 // Level 3.1: three rows and columns; 832x480 of CTBs of 16
 const ChecksRow TILE_ROWS[] = {
     {"tiles_enabled_flag=1 num_tile_columns_minus1=2 num_tile_rows_minus1=2", ""},
@@ -91,6 +106,16 @@ TEST(LevelChecks, HoldTheRatesOfSubLayers)
                            "vui_parameters.vui_num_units_in_tick=1 vui_parameters.vui_time_scale=25 "
                            "vui_parameters.vui_hrd_parameters_present_flag=1 " HRD "nal_hrd_parameters_present_flag=1"),
                   SUB_LAYER_ROWS);
+}
+
+// A.4.1: the pictures of a sub-layer are as large as those of the whole stream.
+TEST(LevelChecks, HoldTheLevelsOfSubLayers)
+{
+    expectSpsRows(with(legalSps(),
+                       PTL "general_level_idc=120 sps_max_sub_layers_minus1=1 "
+                           "sps_max_dec_pic_buffering_minus1[0]=4 sps_max_dec_pic_buffering_minus1[1]=4 "
+                           "sps_max_num_reorder_pics[1]=2"),
+                  SUB_LAYER_SIZE_ROWS);
 }
 
 TEST(LevelChecks, HoldTheTilesOfAPps)

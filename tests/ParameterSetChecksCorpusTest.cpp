@@ -51,6 +51,7 @@ const std::map<std::string, Names> BREAKS = {
       "hrd_parameters.vcl_hrd.bit_rate_value_minus1",
       "hrd_parameters.vcl_hrd.cpb_size_du_value_minus1",
       "hrd_parameters.vcl_hrd.cpb_size_value_minus1",
+      "layer_id_included_flag", // two layer sets of layer 0
       "profile_tier_level.sub_layer_level_idc",
       "vui_parameters.hrd_parameters.nal_hrd.bit_rate_value_minus1",
       "vui_parameters.hrd_parameters.nal_hrd.cpb_size_value_minus1",

@@ -72,6 +72,12 @@ const ChecksRow MULTI_VPS_ROWS[] = {
     {MULTI"num_ref_loc_offsets=2 " MULTI"ref_loc_offset_layer_id[1]=1", "error " MULTI"num_ref_loc_offsets [F.7.4.3.3.4]"},
 };
 
+// Of which layer 1 refers to layer 0
+const ChecksRow REFERENCE_ROWS[] = {
+    {MULTI"pps_infer_scaling_list_flag=1 " MULTI"pps_scaling_list_ref_layer_id=0", ""},
+    {MULTI"pps_infer_scaling_list_flag=1 " MULTI"pps_scaling_list_ref_layer_id=1", "error " MULTI"pps_scaling_list_ref_layer_id [F.7.4.3.3.4]"},
+};
+
 const ChecksRow MAP_ROWS[] = {
     {"", ""},
     {MAP"cm_ref_layer_id[0]=62", ""},
@@ -166,6 +172,11 @@ TEST(PpsExtensionsChecks, HoldTheMultilayerExtension)
                   MULTI_VPS_ROWS,
                   nullptr,
                   &twoLayers);
+    twoLayers.vps_extension_flag = true;
+    twoLayers.vps_extension->layer_id_in_nuh[1] = 1;
+    twoLayers.layers->MaxLayersMinus1 = 1;
+    twoLayers.layers->DependencyFlag[1] = 1;
+    expectPpsRows(extended("pps_multilayer_extension_flag=1"), REFERENCE_ROWS, nullptr, &twoLayers);
     expectPpsRows(extended("pps_multilayer_extension_flag=1 pps_multilayer_extension.colour_mapping_enabled_flag=1"),
                   MAP_ROWS,
                   nullptr);

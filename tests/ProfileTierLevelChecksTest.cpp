@@ -47,6 +47,9 @@ const ChecksRow ROWS[] = {
     // Main 4:4:4 16 Intra and Still Picture are listed; 8 bits of any chroma format, with intra pictures only, are not.
     {PTL"general_one_picture_only_constraint_flag=1 sps_max_dec_pic_buffering_minus1[0]=0 sps_max_num_reorder_pics[0]=0", ""},
     {PTL"general_max_8bit_constraint_flag=1", "warning " PTL"general_profile_idc [A.3.5]"},
+    // What a compatibility flag claims is told by the same flags.
+    {MAIN_10 PTL"general_profile_compatibility_flag[4]=1 " PTL"general_intra_constraint_flag=1", ""},
+    {MAIN_10 PTL"general_profile_compatibility_flag[4]=1 " PTL"general_intra_constraint_flag=0", "error " PTL"general_profile_compatibility_flag[4] [A.3.5]"},
     {PTL"general_level_idc=120", ""},
     {PTL"general_level_idc=0", "error " PTL"general_level_idc [A.4.1]"},
     {PTL"general_level_idc=31", "error " PTL"general_level_idc [A.4.1]"},
@@ -56,7 +59,7 @@ const ChecksRow ROWS[] = {
     {PTL"general_level_idc=93 " PTL"general_tier_flag=1", "error " PTL"general_tier_flag [A.4.1]"},
 };
 
-#define SUB PTL"sub_layer_profile_present_flag[0]=1 " PTL"sub_layer_profile_idc[0]=4 " PTL"sub_layer_profile_compatibility_flag[0][4]=1 "
+#define SUB PTL"sub_layer_profile_present_flag[0]=1 " PTL"sub_layer_profile_idc[0]=4 " PTL"sub_layer_profile_compatibility_flag[0][4]=1 " PTL"sub_layer_intra_constraint_flag[0]=1 "
 #define SUB_MAIN_10 PTL"sub_layer_profile_present_flag[0]=1 " PTL"sub_layer_profile_idc[0]=2 " PTL"sub_layer_profile_compatibility_flag[0][2]=1 "
 
 const ChecksRow SUB_LAYER_ROWS[] = {
@@ -69,11 +72,17 @@ const ChecksRow SUB_LAYER_ROWS[] = {
     {SUB PTL"sub_layer_profile_compatibility_flag[0][30]=1", "error " PTL"sub_layer_profile_compatibility_flag[0][30] [7.4.4]"},
     {SUB PTL"sub_layer_profile_compatibility_flag[0][0]=1", "error " PTL"sub_layer_profile_compatibility_flag[0][0] [7.4.4]"},
     {SUB PTL"sub_layer_reserved_zero_34bits=1", "error " PTL"sub_layer_reserved_zero_34bits [7.4.4]"},
+    {SUB PTL"sub_layer_intra_constraint_flag[0]=0", "error " PTL"sub_layer_profile_idc[0] [A.3.5]"},
     {SUB_MAIN_10, ""},
+    {SUB_MAIN_10 PTL"sub_layer_tier_flag[0]=1", ""},
+    {SUB_MAIN_10 PTL"sub_layer_tier_flag[0]=1 " PTL"sub_layer_level_present_flag[0]=1 " PTL"sub_layer_level_idc[0]=120", ""},
+    {SUB_MAIN_10 PTL"sub_layer_tier_flag[0]=1 " PTL"sub_layer_level_present_flag[0]=1 " PTL"sub_layer_level_idc[0]=93", "error " PTL"sub_layer_tier_flag[0] [A.4.1]"},
+    // The tier of the whole stream says nothing of a level that a sub-layer has without it.
+    {PTL"general_tier_flag=1 " PTL"sub_layer_level_present_flag[0]=1 " PTL"sub_layer_level_idc[0]=93", ""},
     {SUB_MAIN_10 PTL"sub_layer_reserved_zero_7bits=1", "error " PTL"sub_layer_reserved_zero_7bits [7.4.4]"},
     {SUB_MAIN_10 PTL"sub_layer_reserved_zero_35bits=1", "error " PTL"sub_layer_reserved_zero_35bits [7.4.4]"},
     {PTL"sub_layer_profile_present_flag[0]=1 " PTL"sub_layer_profile_idc[0]=1 " PTL"sub_layer_profile_compatibility_flag[0][1]=1 " PTL"sub_layer_reserved_zero_43bits=1", "error " PTL"sub_layer_reserved_zero_43bits [7.4.4]"},
-    {PTL"sub_layer_profile_present_flag[0]=1 " PTL"sub_layer_profile_idc[0]=5 " PTL"sub_layer_profile_compatibility_flag[0][5]=1 " PTL"sub_layer_reserved_zero_33bits=1", "error " PTL"sub_layer_reserved_zero_33bits [7.4.4]"},
+    {PTL"sub_layer_profile_present_flag[0]=1 " PTL"sub_layer_profile_idc[0]=5 " PTL"sub_layer_profile_compatibility_flag[0][5]=1 " PTL"sub_layer_intra_constraint_flag[0]=1 " PTL"sub_layer_reserved_zero_33bits=1", "error " PTL"sub_layer_reserved_zero_33bits [7.4.4]"},
     {PTL"sub_layer_profile_present_flag[0]=1 " PTL"sub_layer_profile_idc[0]=6 " PTL"sub_layer_profile_compatibility_flag[0][6]=1 " PTL"sub_layer_reserved_zero_bit=1", "error " PTL"sub_layer_reserved_zero_bit [7.4.4]"},
     {PTL"sub_layer_level_present_flag[0]=1 " PTL"sub_layer_level_idc[0]=186", ""},
     {PTL"sub_layer_level_present_flag[0]=1 " PTL"sub_layer_level_idc[0]=33", "error " PTL"sub_layer_level_idc[0] [A.4.1]"},

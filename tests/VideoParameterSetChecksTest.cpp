@@ -36,7 +36,12 @@ const ChecksRow ROWS[] = {
     {"vps_max_sub_layers_minus1=1 vps_max_dec_pic_buffering_minus1[1]=4 vps_max_num_reorder_pics[1]=1", "error vps_max_num_reorder_pics[1] [7.4.3.1]"},
     {"vps_max_layer_id=62", ""},
     {"vps_max_layer_id=63", "error vps_max_layer_id [7.4.3.1]"},
-    {"vps_num_layer_sets_minus1=1023", ""},
+    // Layer set 0 is layer 0; another one has a layer, no more than there are, and other ones than each other set.
+    {"vps_max_layer_id=1 vps_num_layer_sets_minus1=1 layer_id_included_flag[1][1]=1", ""},
+    {"vps_max_layer_id=1 vps_num_layer_sets_minus1=1", "error layer_id_included_flag[1][0] [7.4.3.1]"},
+    {"vps_max_layer_id=1 vps_num_layer_sets_minus1=1 layer_id_included_flag[1][0]=1 layer_id_included_flag[1][1]=1", "error layer_id_included_flag[1][0] [7.4.3.1]"},
+    {"vps_num_layer_sets_minus1=1 layer_id_included_flag[1][0]=1", "error layer_id_included_flag[1][0] [7.4.3.1]"},
+    {"vps_max_layer_id=2 vps_num_layer_sets_minus1=3 layer_id_included_flag[1][2]=1 layer_id_included_flag[2][1]=1 layer_id_included_flag[3][2]=1", "error layer_id_included_flag[3][0] [7.4.3.1]"},
     {"#vps_num_layer_sets_minus1=1024", "error vps_num_layer_sets_minus1 [7.4.3.1]"},
 };
 
@@ -48,15 +53,15 @@ const ChecksRow TIMING_ROWS[] = {
     {"vps_num_hrd_parameters=1", ""},
     {"vps_num_hrd_parameters=2", "error vps_num_hrd_parameters [7.4.3.1], error hrd_layer_set_idx[1] [7.4.3.1]"},
     {"vps_num_hrd_parameters=1 hrd_layer_set_idx[0]=1", "error hrd_layer_set_idx[0] [7.4.3.1]"},
-    {"vps_num_layer_sets_minus1=1 vps_num_hrd_parameters=2 hrd_layer_set_idx[1]=1", ""},
-    {"vps_num_layer_sets_minus1=1 vps_num_hrd_parameters=2 hrd_layer_set_idx[1]=0", "error hrd_layer_set_idx[1] [7.4.3.1]"},
+    {"vps_max_layer_id=1 vps_num_layer_sets_minus1=1 layer_id_included_flag[1][1]=1 vps_num_hrd_parameters=2 hrd_layer_set_idx[1]=1", ""},
+    {"vps_max_layer_id=1 vps_num_layer_sets_minus1=1 layer_id_included_flag[1][1]=1 vps_num_hrd_parameters=2 hrd_layer_set_idx[1]=0", "error hrd_layer_set_idx[1] [7.4.3.1]"},
     {"vps_base_layer_internal_flag=0 vps_num_hrd_parameters=1 hrd_layer_set_idx[0]=0", "error vps_base_layer_internal_flag [A.3.5], error hrd_layer_set_idx[0] [7.4.3.1]"},
     {"#vps_num_hrd_parameters=1025", "error vps_num_hrd_parameters [7.4.3.1]"},
     {"vps_num_hrd_parameters=1 hrd_parameters[0].fixed_pic_rate_general_flag[0]=1 hrd_parameters[0].elemental_duration_in_tc_minus1[0]=2048", "error hrd_parameters[0].elemental_duration_in_tc_minus1[0] [E.3.2]"},
     // The HRD of the base layer, against the level
     {MAIN_LEVEL_2 "vps_num_hrd_parameters=1 hrd_parameters[0].nal_hrd_parameters_present_flag=1 hrd_parameters[0].nal_hrd[0].bit_rate_value_minus1[0]=25780", ""},
     {MAIN_LEVEL_2 "vps_num_hrd_parameters=1 hrd_parameters[0].nal_hrd_parameters_present_flag=1 hrd_parameters[0].nal_hrd[0].bit_rate_value_minus1[0]=25781", "error hrd_parameters[0].nal_hrd[0].bit_rate_value_minus1[0] [A.4.1]"},
-    {MAIN_LEVEL_2 "vps_num_layer_sets_minus1=1 vps_num_hrd_parameters=1 hrd_layer_set_idx[0]=1 hrd_parameters[0].nal_hrd_parameters_present_flag=1 hrd_parameters[0].nal_hrd[0].bit_rate_value_minus1[0]=25781", ""},
+    {MAIN_LEVEL_2 "vps_max_layer_id=1 vps_num_layer_sets_minus1=1 layer_id_included_flag[1][1]=1 vps_num_hrd_parameters=1 hrd_layer_set_idx[0]=1 hrd_parameters[0].nal_hrd_parameters_present_flag=1 hrd_parameters[0].nal_hrd[0].bit_rate_value_minus1[0]=25781", ""},
 };
 // clang-format on
 
@@ -71,11 +76,25 @@ TEST(VideoParameterSetChecks, HoldTimingAndHrds)
                   TIMING_ROWS);
 }
 
-TEST(VideoParameterSetChecks, WarnOfAVpsInAnotherLayer)
+TEST(VideoParameterSetChecks, AllowAsManyLayerSetsAsThereCanBe)
+{
+    h265_syntax::VideoParameterSet vps = with(legalVps(), "vps_max_layers_minus1=1 vps_max_layer_id=62");
+    vps.vps_num_layer_sets_minus1 = 1023;
+    vps.layer_id_included_flag.resize(1024);
+    unsigned uiSet = 1;
+    for (unsigned i = 0; i < 62; ++i) {
+        for (unsigned j = i + 1; j < 63 && uiSet < 1024; ++j, ++uiSet)
+            vps.layer_id_included_flag[uiSet][i] = vps.layer_id_included_flag[uiSet][j] = true;
+    }
+    const ChecksRow aRows[] = {{"", "error vps_extension_flag [F.7.4.3.1]"}};
+    expectVpsRows(vps, aRows);
+}
+
+TEST(VideoParameterSetChecks, ForbidAVpsInAnotherLayer)
 {
     h265_syntax::VideoParameterSet vps = legalVps();
     vps.nal_unit_header.nuh_layer_id = 1;
-    const ChecksRow aRows[] = {{"", "warning - [7.4.2.2]"}};
+    const ChecksRow aRows[] = {{"", "error - [7.4.2.2]"}};
     expectVpsRows(vps, aRows);
 }
 

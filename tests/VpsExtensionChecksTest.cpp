@@ -44,6 +44,7 @@ const ChecksRow ROWS[] = {
     {X"layer_set_idx_for_ols_minus1[4]=2", ""},
     {X"layer_set_idx_for_ols_minus1[4]=3", "error " X"layer_set_idx_for_ols_minus1[4] [F.7.4.3.1.1]"},
     {X"profile_tier_level_idx[1][1]=3", "error " X"profile_tier_level_idx[1][1] [F.7.4.3.1.1]"},
+    {X"vps_num_profile_tier_level_minus1=0", "error " X"vps_num_profile_tier_level_minus1 [F.7.4.3.1.1]"},
     {"#" X"vps_num_profile_tier_level_minus1=64", "error " X"vps_num_profile_tier_level_minus1 [F.7.4.3.1.1]"},
     {"#" X"num_add_olss=1024", "error " X"num_add_olss [F.7.4.3.1.1]"},
     {"#" X"vps_num_rep_formats_minus1=256", "error " X"vps_num_rep_formats_minus1 [F.7.4.3.1.1]"},
@@ -163,6 +164,8 @@ const ChecksRow VUI_ROWS[] = {
      VUI"video_signal_info[1].colour_primaries_vps=1 " VUI"video_signal_info[1].transfer_characteristics_vps=1", ""},
     {VUI"avg_bit_rate[2][0]=0 " VUI"vps_num_video_signal_info_minus1=1 " VUI"vps_video_signal_info_idx[2]=2 "
      VUI"video_signal_info[1].colour_primaries_vps=1 " VUI"video_signal_info[1].transfer_characteristics_vps=1", "error " VUI"vps_video_signal_info_idx[2] [F.7.4.3.1.4]"},
+    {VUI"avg_bit_rate[2][0]=0 " VUI"single_layer_for_non_irap_flag=1 " VUI"higher_layer_irap_skip_flag=1", ""},
+    {VUI"avg_bit_rate[2][0]=0 " VUI"single_layer_for_non_irap_flag=0 " VUI"higher_layer_irap_skip_flag=1", "error " VUI"higher_layer_irap_skip_flag [F.7.4.3.1.4]"},
     {VUI"avg_bit_rate[2][0]=0 " X"vps_vui_alignment_bit_equal_to_one=0", "error " X"vps_vui_alignment_bit_equal_to_one [F.7.4.3.1.1]"},
 };
 
@@ -173,6 +176,8 @@ const ChecksRow BSP_ROWS[] = {
     {BSP"hrd_parameters[1].fixed_pic_rate_general_flag[0]=1 " BSP"hrd_parameters[1].elemental_duration_in_tc_minus1[0]=2048", "error " BSP"hrd_parameters[1].elemental_duration_in_tc_minus1[0] [E.3.2]"},
     {BSP"layer_included_in_partition_flag[1][1][1][0]=1", "error " BSP"layer_included_in_partition_flag[1][1][1][0] [F.7.4.3.1.6]"},
     {BSP"layer_included_in_partition_flag[1][1][0][0]=0", "error " BSP"layer_included_in_partition_flag[1][1][0][0] [F.7.4.3.1.6]"},
+    // Output layer set 1 has two layers.
+    {BSP"num_partitions_in_scheme_minus1[1][1]=2 " BSP"layer_included_in_partition_flag[1][1][2][0]=1", "error " BSP"num_partitions_in_scheme_minus1[1][1] [F.7.4.3.1.6], error " BSP"layer_included_in_partition_flag[1][1][2][0] [F.7.4.3.1.6]"},
     {BSP"bsp_hrd_idx[1][0][0][0][0]=2", ""},
     {BSP"bsp_hrd_idx[1][0][0][0][0]=3", "error " BSP"bsp_hrd_idx[1][0][0][0][0] [F.7.4.3.1.6]"},
     {BSP"bsp_sched_idx[1][1][0][0][1]=1", "error " BSP"bsp_sched_idx[1][1][0][0][1] [F.7.4.3.1.6]"},

@@ -103,6 +103,85 @@ TEST(VpsOfSpsChecks, HoldTheCtbOfALayer)
         context);
 }
 
+// A VPS of three views, and an SPS of layer 1 that leaves its format to it.
+class VpsOfSpsChecksOfLayers : public testing::Test
+{
+protected:
+    void SetUp() override
+    {
+        const SyntaxStream stream = syntaxStream("mv_3view_ols");
+        ASSERT_TRUE(read(m_vps, CNalUnit(stream.nalUnit(stream.sets.at(0)))));
+    }
+    template <std::size_t N>
+    void expectLayerRows(const ChecksRow (&aRows)[N])
+    {
+        Context context;
+        context.apVps[m_vps.vps_video_parameter_set_id] = &m_vps;
+        SequenceParameterSet layer = sps();
+        layer.nal_unit_header.nuh_layer_id = 1;
+        layer.sps_video_parameter_set_id = m_vps.vps_video_parameter_set_id;
+        expectRows(
+            with(layer, "sps_ext_or_max_sub_layers_minus1=7", context),
+            aRows,
+            [this](const auto& set, const auto& nalUnit, auto& findings) { check(set, nalUnit, &m_vps, findings); },
+            context);
+    }
+
+    VideoParameterSet m_vps;
+};
+
+// F.7.4.3.2.1: layer 2 refers to layers 0 and 1, no layer to layer 2.
+TEST_F(VpsOfSpsChecksOfLayers, HoldTheLayerOfTheScalingLists)
+{
+#define LISTS "scaling_list_enabled_flag=1 sps_infer_scaling_list_flag=1 "
+    m_vps.layers->DependencyFlag[2] = 0b11;
+    const ChecksRow aRows[] = {
+        {LISTS "sps_scaling_list_ref_layer_id=0", ""},
+        {LISTS "sps_scaling_list_ref_layer_id=1", ""},
+        {LISTS "sps_scaling_list_ref_layer_id=2", "error sps_scaling_list_ref_layer_id [F.7.4.3.2.1]"},
+        {LISTS "sps_scaling_list_ref_layer_id=62", "error sps_scaling_list_ref_layer_id [F.7.4.3.2.1]"},
+        {LISTS "sps_scaling_list_ref_layer_id=63", "error sps_scaling_list_ref_layer_id [F.7.4.3.2.1]"},
+    };
+    expectLayerRows(aRows);
+    m_vps.vps_base_layer_internal_flag = false;
+    const ChecksRow aExternalRows[] = {
+        {LISTS "sps_scaling_list_ref_layer_id=0", "error sps_scaling_list_ref_layer_id [F.7.4.3.2.1]"},
+        {LISTS "sps_scaling_list_ref_layer_id=1", ""},
+    };
+    expectLayerRows(aExternalRows);
+}
+
+// 7.4.3.2.1: the size is the VPS's, the smallest coding block the SPS's.
+TEST_F(VpsOfSpsChecksOfLayers, HoldTheSmallestBlockOfALayer)
+{
+    RepFormat& format = m_vps.vps_extension->rep_format.at(0);
+    format.pic_width_vps_in_luma_samples = 64;
+    format.pic_height_vps_in_luma_samples = 48;
+    const ChecksRow aRows[] = {
+        {"log2_min_luma_coding_block_size_minus3=1 log2_diff_max_min_luma_coding_block_size=2", ""},
+        {"log2_min_luma_coding_block_size_minus3=2 log2_diff_max_min_luma_coding_block_size=1",
+         "error log2_min_luma_coding_block_size_minus3 [7.4.3.2.1]"},
+    };
+    expectLayerRows(aRows);
+}
+
+// An SPS of another layer that has a profile of its own
+TEST(VpsOfSpsChecks, HoldTheSubLayersOfALayer)
+{
+    SequenceParameterSet layer = sps();
+    layer.nal_unit_header.nuh_layer_id = 1;
+    const ChecksRow aRows[] = {
+        {"sps_ext_or_max_sub_layers_minus1=1 sps_max_dec_pic_buffering_minus1[1]=4 sps_max_num_reorder_pics[1]=2", ""},
+        {"sps_ext_or_max_sub_layers_minus1=2 sps_sub_layer_ordering_info_present_flag=0 "
+         "sps_max_dec_pic_buffering_minus1[2]=4 sps_max_num_reorder_pics[2]=2",
+         "error sps_ext_or_max_sub_layers_minus1 [7.4.3.2.1]"},
+        {"sps_ext_or_max_sub_layers_minus1=1 sps_max_dec_pic_buffering_minus1[1]=4 sps_max_num_reorder_pics[1]=2 "
+         "sps_temporal_id_nesting_flag=0",
+         "error sps_temporal_id_nesting_flag [7.4.3.2.1]"},
+    };
+    expectRowsWithVps(layer, aRows, vps());
+}
+
 // F.7.4.3.2.1
 TEST(VpsOfSpsChecks, HoldTheFormatThatALayerNames)
 {
@@ -115,9 +194,6 @@ TEST(VpsOfSpsChecks, HoldTheFormatThatALayerNames)
     const ChecksRow aRows[] = {
         {"update_rep_format_flag=1 sps_rep_format_idx=1", ""},
         {"update_rep_format_flag=1 sps_rep_format_idx=2", "error sps_rep_format_idx [F.7.4.3.2.1]"},
-        {"scaling_list_enabled_flag=1 sps_infer_scaling_list_flag=1 sps_scaling_list_ref_layer_id=62", ""},
-        {"scaling_list_enabled_flag=1 sps_infer_scaling_list_flag=1 sps_scaling_list_ref_layer_id=63",
-         "error sps_scaling_list_ref_layer_id [F.7.4.3.2.1]"},
     };
     expectRowsWithVps(with(layer, "sps_ext_or_max_sub_layers_minus1=7"), aRows, formats);
 }

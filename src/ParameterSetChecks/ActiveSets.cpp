@@ -110,6 +110,9 @@ void CActiveSets::hold(Held& held, const CNalUnit& nalUnit, std::uint64_t ulOffs
         held.bChanged = true;
         held.ulChangedAt = ulOffset;
     }
+    // The same in several layers is as good as that of the lowest.
+    const unsigned uiLayer = nalUnit.header().nuh_layer_id;
+    held.uiLayer = held.bThere && !bOther ? std::min(held.uiLayer, uiLayer) : uiLayer;
     held.ulVersion += bOther ? 1 : 0;
     held.bThere = true;
     held.bTold = false;
@@ -166,10 +169,10 @@ void CActiveSets::onSet(const PictureParameterSet& set, const CNalUnit& nalUnit,
     want(m_aWantedSps[uiSps], m_aSps[uiSps].bThere, uiId, ulOffset);
 }
 
-void CActiveSets::onNalUnit(std::span<const unsigned char> nalUnit, std::uint64_t ulOffset)
+std::optional<unsigned> CActiveSets::onNalUnit(std::span<const unsigned char> nalUnit, std::uint64_t ulOffset)
 {
     if (nalUnit.size() < 2)
-        return;
+        return std::nullopt;
     m_slice.assign(nalUnit.first(std::min(nalUnit.size(), BYTES_OF_SLICE)));
     const NalUnitHeader& header = m_slice.header();
     if (isSlice(header.nal_unit_type))
@@ -179,20 +182,22 @@ void CActiveSets::onNalUnit(std::span<const unsigned char> nalUnit, std::uint64_
     else if (header.nal_unit_type == EOS_NUT || header.nal_unit_type == EOB_NUT)
         for (Layer& layer : m_aLayers)
             layer.bSequenceEnded = true;
+    return std::nullopt;
 }
 
-void CActiveSets::onSlice(const NalUnitHeader& header, std::span<const unsigned char> rbsp, std::uint64_t ulOffset)
+std::optional<unsigned> CActiveSets::onSlice(const NalUnitHeader& header, std::span<const unsigned char> rbsp,
+                                             std::uint64_t ulOffset)
 {
     const SliceStart start = readSliceStart(rbsp, header.nal_unit_type);
     if (!start.bWhole)
-        return; // damaged, or fewer bytes than asked for
+        return std::nullopt; // damaged, or fewer bytes than asked for
     if (start.slice_pic_parameter_set_id >= PPS_IDS) {
         error(PPS_NUT,
               0,
               ulOffset,
               say("a slice names PPS ", start.slice_pic_parameter_set_id, "; the ids end at 63"),
               "7.4.7.1");
-        return;
+        return std::nullopt;
     }
     const auto uiPps = static_cast<unsigned>(start.slice_pic_parameter_set_id);
     Layer& layer = m_aLayers[header.nuh_layer_id];
@@ -208,7 +213,8 @@ void CActiveSets::onSlice(const NalUnitHeader& header, std::span<const unsigned 
         }
     }
     if (start.first_slice_segment_in_pic_flag || !m_aPps[uiPps].bThere)
-        onPicture(header, uiPps, ulOffset);
+        return onPicture(header, uiPps, ulOffset);
+    return std::nullopt;
 }
 
 // IRAP pictures with NoRaslOutputFlag equal to 1, 8.1.3: what the picture itself does not say follows from what
@@ -220,7 +226,7 @@ bool CActiveSets::beginsSequence(const NalUnitHeader& header, const Layer& layer
 }
 
 // The first slice of a picture.
-void CActiveSets::onPicture(const NalUnitHeader& header, unsigned uiPps, std::uint64_t ulOffset)
+std::optional<unsigned> CActiveSets::onPicture(const NalUnitHeader& header, unsigned uiPps, std::uint64_t ulOffset)
 {
     Layer& layer = m_aLayers[header.nuh_layer_id];
     Held& pps = m_aPps[uiPps];
@@ -228,7 +234,7 @@ void CActiveSets::onPicture(const NalUnitHeader& header, unsigned uiPps, std::ui
     if (!pps.bThere) {
         if (!std::exchange(pps.bTold, true))
             error(PPS_NUT, uiPps, ulOffset, say("a slice names PPS ", uiPps, ", which has not come"));
-        return;
+        return std::nullopt;
     }
     activate(layer.pps, uiPps, pps);
     const unsigned uiSps = pps.uiRefersTo;
@@ -239,8 +245,10 @@ void CActiveSets::onPicture(const NalUnitHeader& header, unsigned uiPps, std::ui
                   uiSps,
                   ulOffset,
                   say("a slice needs SPS ", uiSps, " of its PPS ", uiPps, ", which has not come"));
-        return;
+        return std::nullopt;
     }
+    checkLayer(header, pps, PPS_NUT, uiPps);
+    checkLayer(header, sps, SPS_NUT, uiSps);
     const bool bBegins = beginsSequence(header, layer);
     if (bBegins && header.nuh_layer_id == 0) {
         ++m_ulSequence;
@@ -257,6 +265,28 @@ void CActiveSets::onPicture(const NalUnitHeader& header, unsigned uiPps, std::ui
         activate(layer.sps, uiSps, sps);
     else
         goOnWithSps(layer, uiSps, uiPps, ulOffset);
+    return uiSps;
+}
+
+// What is left when higher layers are taken out of the stream has to have its sets.
+void CActiveSets::checkLayer(const NalUnitHeader& header, Held& held, unsigned nal_unit_type, unsigned uiId)
+{
+    if (held.uiLayer <= header.nuh_layer_id)
+        return;
+    error(nal_unit_type,
+          uiId,
+          held.ulOffset,
+          say("a picture of layer ",
+              header.nuh_layer_id,
+              " uses ",
+              nameOf(nal_unit_type),
+              " ",
+              uiId,
+              " of layer ",
+              held.uiLayer,
+              ", which decoders of its layer do not have"),
+          "F.7.4.1.4.1");
+    held.uiLayer = 0; // told once
 }
 
 // Each PPS that is used in a coded video sequence, against the first one.

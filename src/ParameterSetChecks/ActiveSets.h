@@ -5,6 +5,7 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <span>
 #include <vector>
 
@@ -37,12 +38,16 @@ public:
     void onSet(const SequenceParameterSet& set, const CNalUnit& nalUnit, std::uint64_t ulOffset);
     void onSet(const PictureParameterSet& set, const CNalUnit& nalUnit, std::uint64_t ulOffset);
 
-    /// Any other NAL unit, or its first bytes: of slices BYTES_OF_SLICE tell enough.
-    void onNalUnit(std::span<const unsigned char> nalUnit, std::uint64_t ulOffset);
+    /// Any other NAL unit, or its first bytes: of slices BYTES_OF_SLICE tell enough. The SPS of the picture that
+    /// begins with it; none where none begins, or its sets are not there.
+    std::optional<unsigned> onNalUnit(std::span<const unsigned char> nalUnit, std::uint64_t ulOffset);
     static constexpr std::size_t BYTES_OF_SLICE = 16;
 
     /// The stream ends: tells which sets name others that never came.
     void onEnd();
+
+    /// What else is found about sets among each other.
+    void add(SetFinding finding);
 
     /// In the order in which they were found. What exceeds MAX_FINDINGS is counted only.
     [[nodiscard]] const std::vector<SetFinding>& findings() const noexcept { return m_findings; }
@@ -69,6 +74,7 @@ private:
         bool bTold = false;       // that it is missing
         bool bChanged = false;    // since it was activated last
         unsigned uiRefersTo = 0;  // the VPS of an SPS, the SPS of a PPS
+        unsigned uiLayer = 0;     // nuh_layer_id
         std::uint64_t ulHash = 0; // of its content
         std::size_t uiBytes = 0;  // of its content
         std::uint64_t ulOffset = 0;
@@ -108,9 +114,11 @@ private:
     static void hold(Held& held, const CNalUnit& nalUnit, std::uint64_t ulOffset);
     static void activate(Active& active, unsigned uiId, Held& held);
     static void want(Wanted& wanted, bool bThere, unsigned uiBy, std::uint64_t ulOffset);
-    void onSlice(const NalUnitHeader& header, std::span<const unsigned char> rbsp, std::uint64_t ulOffset);
-    void onPicture(const NalUnitHeader& header, unsigned uiPps, std::uint64_t ulOffset);
+    std::optional<unsigned> onSlice(const NalUnitHeader& header, std::span<const unsigned char> rbsp,
+                                    std::uint64_t ulOffset);
+    std::optional<unsigned> onPicture(const NalUnitHeader& header, unsigned uiPps, std::uint64_t ulOffset);
     bool beginsSequence(const NalUnitHeader& header, const Layer& layer) const;
+    void checkLayer(const NalUnitHeader& header, Held& held, unsigned nal_unit_type, unsigned uiId);
     void checkParallelism(Layer& layer, unsigned uiPps, Held& pps, const Held& sps);
     void goOn(Active& active, Held& held, unsigned nal_unit_type);
     void goOnWithSps(Layer& layer, unsigned uiSps, unsigned uiPps, std::uint64_t ulOffset);
@@ -118,7 +126,6 @@ private:
                const char* pClause = "7.4.2.4.2");
     void neverCame(unsigned nal_unit_type, const Wanted& wanted, const Blamed& blamed, std::uint64_t ulBit,
                    std::string message);
-    void add(SetFinding finding);
 
     std::array<Held, VPS_AND_SPS_IDS> m_aVps;
     std::array<Held, VPS_AND_SPS_IDS> m_aSps;

@@ -12,6 +12,8 @@ namespace h265_syntax {
 
 namespace {
 
+constexpr std::uint32_t LIMIT_OF_ALL = 16; // pictures in a buffer, of any level: 7.4.3.2.1
+
 // "level 5.1 would do", of the lowest level that fits holds of; empty where none does.
 template <class TFits>
 std::string lowestThatFits(TFits fits)
@@ -26,12 +28,17 @@ std::uint64_t PicSizeInSamplesY(const SequenceParameterSet& s)
     return std::uint64_t{s.pic_width_in_luma_samples} * s.pic_height_in_luma_samples;
 }
 
+bool fitsSize(const SequenceParameterSet& s, const Level& level)
+{
+    return PicSizeInSamplesY(s) <= level.MaxLumaPs &&
+           std::max(s.pic_width_in_luma_samples, s.pic_height_in_luma_samples) <= maxSideLength(level);
+}
+
 // A.4.1 a) to c)
 void checkSize(const SequenceParameterSet& s, const Level& level, CChecks& checks)
 {
     const std::uint64_t ulSize = PicSizeInSamplesY(s);
-    const std::uint32_t uiLongest = std::max(s.pic_width_in_luma_samples, s.pic_height_in_luma_samples);
-    const auto fits = [&](const Level& l) { return ulSize <= l.MaxLumaPs && uiLongest <= maxSideLength(l); };
+    const auto fits = [&](const Level& l) { return fitsSize(s, l); };
     SHALL(ulSize <= level.MaxLumaPs,
           BLAME(pic_width_in_luma_samples),
           "A.4.1",
@@ -87,7 +94,6 @@ unsigned maxDpbPicBufOf(const ProfileTierLevel& s)
 // A.4.2; 7.4.3.2.1 has it of every sub-layer.
 void checkDpb(const SequenceParameterSet& s, const Level& level, CChecks& checks)
 {
-    constexpr std::uint32_t LIMIT_OF_ALL = 16;
     const unsigned maxDpbPicBuf = maxDpbPicBufOf(s.profile_tier_level);
     const std::uint64_t ulSize = PicSizeInSamplesY(s);
     if (ulSize > level.MaxLumaPs)
@@ -113,6 +119,49 @@ void checkDpb(const SequenceParameterSet& s, const Level& level, CChecks& checks
                          " of this size",
                          lowestThatFits(fits)));
         return;
+    }
+}
+
+// A.4.1, A.4.2: the pictures of a sub-layer are as large as all others, and so is the room they take.
+void checkSubLayerLevels(const SequenceParameterSet& sps, CChecks checks)
+{
+    const ProfileTierLevel& s = sps.profile_tier_level;
+    const Level* const pGeneral = findLevel(s.general_level_idc);
+    if (sps.stop || (pGeneral != nullptr && !fitsSize(sps, *pGeneral)))
+        return; // not all there, or told already
+    const unsigned maxDpbPicBuf = maxDpbPicBufOf(s);
+    const auto fits = [&](const Level& l, unsigned i) {
+        const std::uint32_t uiNeeded = sps.sps_max_dec_pic_buffering_minus1[i];
+        return fitsSize(sps, l) &&
+               (uiNeeded < maxDpbSize(PicSizeInSamplesY(sps), l.MaxLumaPs, maxDpbPicBuf) || uiNeeded >= LIMIT_OF_ALL);
+    };
+    for (unsigned i = 0; i < sps.sps_max_sub_layers_minus1; ++i) {
+        const Level* const pLevel = s.sub_layer_level_present_flag[i] ? findLevel(s.sub_layer_level_idc[i]) : nullptr;
+        const bool bAsGeneral = pGeneral != nullptr && pLevel != nullptr && pLevel->MaxLumaPs >= pGeneral->MaxLumaPs;
+        if (pLevel == nullptr || bAsGeneral || fits(*pLevel, i))
+            continue;
+        const bool bSize = !fitsSize(sps, *pLevel);
+        const std::string lowest = lowestThatFits([&](const Level& l) { return fits(l, i); });
+        checks.error(BLAME_1(sub_layer_level_idc, i),
+                     bSize ? "A.4.1" : "A.4.2",
+                     bSize ? "a level for pictures of this size" : "a level with room for these pictures",
+                     bSize ? say("pictures of ",
+                                 sps.pic_width_in_luma_samples,
+                                 "x",
+                                 sps.pic_height_in_luma_samples,
+                                 " are too large for level ",
+                                 pLevel->pName,
+                                 " of sub-layer ",
+                                 i,
+                                 lowest)
+                           : say("the picture buffer of sub-layer ",
+                                 i,
+                                 " holds ",
+                                 sps.sps_max_dec_pic_buffering_minus1[i] + std::uint64_t{1},
+                                 " pictures, more than its level ",
+                                 pLevel->pName,
+                                 " allows",
+                                 lowest));
     }
 }
 
@@ -201,14 +250,10 @@ void checkHrds(const HrdParameters& hrd, const ProfileTierLevel& ptl, unsigned u
         return;
     for (unsigned i = 0; i <= uiHighest; ++i) {
         // 7.4.4: what a sub-layer does not say is that of the next higher one.
-        unsigned uiLevelOf = i;
-        while (uiLevelOf < uiHighest && !ptl.sub_layer_level_present_flag[uiLevelOf])
-            ++uiLevelOf;
         unsigned uiTierOf = i;
         while (uiTierOf < uiHighest && !ptl.sub_layer_profile_present_flag[uiTierOf])
             ++uiTierOf;
-        const Level* const pLevel =
-            findLevel(uiLevelOf < uiHighest ? ptl.sub_layer_level_idc[uiLevelOf] : ptl.general_level_idc);
+        const Level* const pLevel = findLevel(levelOfSubLayer(ptl, i, uiHighest));
         const bool bHighTier = uiTierOf < uiHighest ? ptl.sub_layer_tier_flag[uiTierOf] : ptl.general_tier_flag;
         if (pLevel != nullptr)
             checkHrd(hrd, i, *pLevel, bHighTier, *pProfile, ptl, checks);
@@ -243,10 +288,11 @@ void checkLevelOfSps(const SequenceParameterSet& s, CFindings& findings)
 {
     if (s.MultiLayerExtSpsFlag || s.profile_tier_level.general_profile_space != 0)
         return;
+    CChecks checks(findings, "");
+    checkSubLayerLevels(s, checks.inside("profile_tier_level"));
     const Level* const pLevel = findLevel(s.profile_tier_level.general_level_idc);
     if (pLevel == nullptr)
         return;
-    CChecks checks(findings, "");
     checkSize(s, *pLevel, checks);
     checkDpb(s, *pLevel, checks);
     const VuiParameters& vui = s.vui_parameters;

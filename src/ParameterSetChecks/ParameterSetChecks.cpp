@@ -59,13 +59,13 @@ void checkHeader(const NalUnitHeader& s, bool bPps, CFindings& findings)
           "7.4.2.2",
           "0 to 62",
           "nuh_layer_id is 63, which is reserved for later editions of H.265");
-    SHOULD(s.nuh_layer_id == 0 || s.nal_unit_type != VPS_NUT,
-           Blamed{},
-           "7.4.2.2",
-           "0",
-           "the VPS is of layer ",
-           s.nuh_layer_id,
-           "; decoders look for it in layer 0");
+    SHALL(s.nuh_layer_id == 0 || s.nal_unit_type != VPS_NUT,
+          Blamed{},
+          "7.4.2.2",
+          "0",
+          "the VPS is of layer ",
+          s.nuh_layer_id,
+          "; every VPS is of layer 0, and decoders ignore this one");
     SHALL(!s.forbidden_zero_bit, Blamed{}, "7.4.2.2", "0", "forbidden_zero_bit is set: the NAL unit is damaged");
     SHALL(s.nuh_temporal_id_plus1 != 0,
           Blamed{},
@@ -139,12 +139,12 @@ void tellStop(const Stop& stop, CFindings& findings)
 // Gives the findings their places. What is said of elements that are not there is no finding: of a set that was
 // not read to its end, or of values that a structure has from the set that it held before.
 template <class TSet>
-void finish(const TSet& set, const CNalUnit& nalUnit, CFindings& findings)
+void finish(const TSet& set, const CNalUnit* pNalUnit, CFindings& findings)
 {
     std::vector<Finding>& all = findings.all();
     if (!all.empty()) {
         CBitFinder finder(all);
-        trace(set, finder, &nalUnit);
+        trace(set, finder, pNalUnit);
         findings.dropIf([](const Finding& finding) { return !finding.ulBit && !finding.element.empty(); });
     }
     if (set.stop)
@@ -166,7 +166,7 @@ void check(const VideoParameterSet& set, const CNalUnit& nalUnit, CFindings& fin
         trace(set, alignment);
     }
     checkTrailing(set.rbsp_trailing, set.stop, own);
-    finish(set, nalUnit, own);
+    finish(set, &nalUnit, own);
     findings.append(std::move(own));
 }
 
@@ -182,7 +182,17 @@ void check(const SequenceParameterSet& set, const CNalUnit& nalUnit, const Video
     if (pVps != nullptr)
         checkProfilesOfLayerSps(set, *pVps, own);
     checkTrailing(set.rbsp_trailing, set.stop, own);
-    finish(set, nalUnit, own);
+    finish(set, &nalUnit, own);
+    findings.append(std::move(own));
+}
+
+void checkWithVps(const SequenceParameterSet& set, const VideoParameterSet& vps, CFindings& findings)
+{
+    if (set.stop || vps.stop || set.MultiLayerExtSpsFlag)
+        return;
+    CFindings own;
+    checkVpsOfSps(set, vps, own);
+    finish(set, nullptr, own);
     findings.append(std::move(own));
 }
 
@@ -203,7 +213,7 @@ void check(const PictureParameterSet& set, const CNalUnit& nalUnit, const Sequen
             checkProfilesOfLayerPps(set, *pWhole, *pVps, own);
     }
     checkTrailing(set.rbsp_trailing, set.stop, own);
-    finish(set, nalUnit, own);
+    finish(set, &nalUnit, own);
     findings.append(std::move(own));
 }
 

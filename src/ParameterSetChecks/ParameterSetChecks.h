@@ -17,6 +17,10 @@ void check(const VideoParameterSet& set, const CNalUnit& nalUnit, CFindings& fin
 void check(const SequenceParameterSet& set, const CNalUnit& nalUnit, const VideoParameterSet* pVps,
            CFindings& findings);
 
+/// Likewise of a whole SPS that was checked already what it and its VPS must agree on: of a VPS that came behind it.
+/// One that leaves its format to the VPS has none, and is passed over.
+void checkWithVps(const SequenceParameterSet& set, const VideoParameterSet& vps, CFindings& findings);
+
 /// Likewise of a PPS and its SPS, and in layers the VPS that this names.
 void check(const PictureParameterSet& set, const CNalUnit& nalUnit, const SequenceParameterSet* pSps,
            CFindings& findings, const VideoParameterSet* pVps = nullptr);

@@ -4,6 +4,7 @@
 
 #include "SequenceParameterSetChecks.h"
 #include "SpsExtensionsChecks.h"
+#include "VpsOfSpsChecks.h"
 
 namespace h265_syntax {
 
@@ -202,6 +203,14 @@ void checkVpsOfPps(const PictureParameterSet& pps, const VideoParameterSet& vps,
     const PpsMultilayerExtension& s = *pps.pps_multilayer_extension;
     if (s.num_ref_loc_offsets <= MAX_REF_LOC_OFFSETS) // else it is told already
         RANGE(num_ref_loc_offsets, 0, vps.vps_max_layers_minus1, "F.7.4.3.3.4");
+    SHALL(!s.pps_infer_scaling_list_flag || s.pps_scaling_list_ref_layer_id > 62 ||
+              isReferredTo(vps, s.pps_scaling_list_ref_layer_id, pps.nal_unit_header.nuh_layer_id),
+          BLAME(pps_scaling_list_ref_layer_id),
+          "F.7.4.3.3.4",
+          "a reference layer",
+          "the scaling lists are to be those of layer ",
+          s.pps_scaling_list_ref_layer_id,
+          ", which no layer that can have this PPS refers to");
 }
 
 void checkPpsExtensions(const PictureParameterSet& pps, const SequenceParameterSet* pSps, const CChecks& checks)

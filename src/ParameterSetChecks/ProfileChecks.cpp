@@ -157,25 +157,6 @@ void checkUnlimitedLevels(const SequenceParameterSet& sps, const Claim& claim, C
     }
 }
 
-// What a sub-layer says of itself, where the whole stream says it.
-ProfileTierLevel ofSubLayer(const ProfileTierLevel& s, unsigned i)
-{
-    ProfileTierLevel own;
-    own.general_profile_space = s.sub_layer_profile_space[i];
-    own.general_profile_idc = s.sub_layer_profile_idc[i];
-    std::copy(std::begin(s.sub_layer_profile_compatibility_flag[i]),
-              std::end(s.sub_layer_profile_compatibility_flag[i]),
-              own.general_profile_compatibility_flag);
-    own.general_max_14bit_constraint_flag = s.sub_layer_max_14bit_constraint_flag[i];
-    own.general_max_12bit_constraint_flag = s.sub_layer_max_12bit_constraint_flag[i];
-    own.general_max_10bit_constraint_flag = s.sub_layer_max_10bit_constraint_flag[i];
-    own.general_max_8bit_constraint_flag = s.sub_layer_max_8bit_constraint_flag[i];
-    own.general_max_422chroma_constraint_flag = s.sub_layer_max_422chroma_constraint_flag[i];
-    own.general_max_420chroma_constraint_flag = s.sub_layer_max_420chroma_constraint_flag[i];
-    own.general_max_monochrome_constraint_flag = s.sub_layer_max_monochrome_constraint_flag[i];
-    return own;
-}
-
 // The pictures of a sub-layer are the whole stream's: a narrower profile of its own must have room for them, too.
 void checkSubLayers(const SequenceParameterSet& s, CChecks& checks)
 {

@@ -1,5 +1,8 @@
 #include "ProfileTierLevelChecks.h"
 
+#include <algorithm>
+#include <iterator>
+
 #include "Levels.h"
 #include "ProfileClaims.h"
 
@@ -25,28 +28,30 @@ void checkAdvisedCompatibility(const ProfileTierLevel& s, CChecks& checks)
            "what conforms to Main Still Picture conforms to Main, which compatibility flag 1 should say");
 }
 
-// A.3.5 to A.3.8: which combinations of the flags name a profile. Some encoders add a flag to one that does.
+// A.3.5 to A.3.8: the flags of each claimed profile that flags tell apart name one of its kind. Some encoders add a
+// flag to one that does.
 void checkFlags(const ProfileTierLevel& s, CChecks& checks)
 {
-    const unsigned uiProfile = s.general_profile_idc;
-    if (!isByFlags(uiProfile) || !isOfOneLayer(uiProfile))
-        return;
-    const char* const pClause = PROFILE_CLAUSES[uiProfile];
-    const char* const pGroup = profileGroupName(uiProfile);
-    const Profile* const pProfile = profileOf(s);
-    SHALL(pProfile != nullptr,
-          BLAME(general_profile_idc),
-          pClause,
-          "flags of a profile",
-          "the constraint flags name none of the profiles of ",
-          pGroup);
-    SHOULD(pProfile == nullptr || isListed(uiProfile, constraintFlags(s)),
-           BLAME(general_profile_idc),
-           pClause,
-           "flags of a profile",
-           "the constraint flags ask for more than ",
-           pProfile->pName,
-           " does, a combination that is reserved for later editions of H.265");
+    for (unsigned uiProfile = PROFILE_RANGE_EXTENSIONS; uiProfile <= HIGHEST_PROFILE; ++uiProfile) {
+        if (!isByFlags(uiProfile) || !isOfOneLayer(uiProfile) || !claims(s, uiProfile))
+            continue;
+        const bool bOwn = s.general_profile_idc == uiProfile;
+        const char* const pClause = PROFILE_CLAUSES[uiProfile];
+        const Profile* const pProfile = findProfile(uiProfile, constraintFlags(s));
+        SHALL(pProfile != nullptr,
+              bOwn ? BLAME(general_profile_idc) : BLAME_1(general_profile_compatibility_flag, uiProfile),
+              pClause,
+              bOwn ? "flags of a profile" : "0 with these constraint flags",
+              "the constraint flags name none of the profiles of ",
+              profileGroupName(uiProfile));
+        SHOULD(!bOwn || pProfile == nullptr || isListed(uiProfile, constraintFlags(s)),
+               BLAME(general_profile_idc),
+               pClause,
+               "flags of a profile",
+               "the constraint flags ask for more than ",
+               pProfile->pName,
+               " does, a combination that is reserved for later editions of H.265");
+    }
 }
 
 bool isReserved(unsigned profile_idc)
@@ -105,6 +110,15 @@ void checkSubLayerProfile(const ProfileTierLevel& s, unsigned i, CChecks& checks
         if (isReserved(j) && s.sub_layer_profile_compatibility_flag[i][j] && j != uiProfile)
             checks.reserved(BLAME_2(sub_layer_profile_compatibility_flag, i, j), "7.4.4", "0");
     }
+    if (isByFlags(uiProfile) && isOfOneLayer(uiProfile))
+        SHALL(profileOf(ofSubLayer(s, i)) != nullptr,
+              BLAME_1(sub_layer_profile_idc, i),
+              PROFILE_CLAUSES[uiProfile],
+              "flags of a profile",
+              "the constraint flags of sub-layer ",
+              i,
+              " name none of the profiles of ",
+              profileGroupName(uiProfile));
     // Their names have no index in the table.
     const auto zero = [&](const Blamed& blamed) {
         if (blamed.iValue != 0)
@@ -136,6 +150,17 @@ void checkLevels(const ProfileTierLevel& s, unsigned uiMaxSubLayersMinus1, CChec
           pLevel->pName,
           " has no High tier, which begins with level 4");
     for (unsigned i = 0; i < uiMaxSubLayersMinus1; ++i) {
+        const Level* const pOwn = findLevel(levelOfSubLayer(s, i, uiMaxSubLayersMinus1));
+        SHALL(pOwn == nullptr || !s.sub_layer_profile_present_flag[i] || !s.sub_layer_tier_flag[i] ||
+                  pOwn->MaxBR.uiHigh != 0,
+              BLAME_1(sub_layer_tier_flag, i),
+              "A.4.1",
+              "0",
+              "level ",
+              pOwn->pName,
+              " of sub-layer ",
+              i,
+              " has no High tier, which begins with level 4");
         if (!s.sub_layer_level_present_flag[i])
             continue;
         const Blamed blamed = BLAME_1(sub_layer_level_idc, i);
@@ -196,6 +221,34 @@ ConstraintFlags constraintFlags(const ProfileTierLevel& s) noexcept
 const Profile* profileOf(const ProfileTierLevel& s) noexcept
 {
     return s.general_profile_space == 0 ? findProfile(s.general_profile_idc, constraintFlags(s)) : nullptr;
+}
+
+ProfileTierLevel ofSubLayer(const ProfileTierLevel& s, unsigned i) noexcept
+{
+    ProfileTierLevel own;
+    own.general_profile_space = s.sub_layer_profile_space[i];
+    own.general_profile_idc = s.sub_layer_profile_idc[i];
+    std::copy(std::begin(s.sub_layer_profile_compatibility_flag[i]),
+              std::end(s.sub_layer_profile_compatibility_flag[i]),
+              own.general_profile_compatibility_flag);
+    own.general_max_14bit_constraint_flag = s.sub_layer_max_14bit_constraint_flag[i];
+    own.general_max_12bit_constraint_flag = s.sub_layer_max_12bit_constraint_flag[i];
+    own.general_max_10bit_constraint_flag = s.sub_layer_max_10bit_constraint_flag[i];
+    own.general_max_8bit_constraint_flag = s.sub_layer_max_8bit_constraint_flag[i];
+    own.general_max_422chroma_constraint_flag = s.sub_layer_max_422chroma_constraint_flag[i];
+    own.general_max_420chroma_constraint_flag = s.sub_layer_max_420chroma_constraint_flag[i];
+    own.general_max_monochrome_constraint_flag = s.sub_layer_max_monochrome_constraint_flag[i];
+    own.general_intra_constraint_flag = s.sub_layer_intra_constraint_flag[i];
+    own.general_one_picture_only_constraint_flag = s.sub_layer_one_picture_only_constraint_flag[i];
+    own.general_lower_bit_rate_constraint_flag = s.sub_layer_lower_bit_rate_constraint_flag[i];
+    return own;
+}
+
+unsigned levelOfSubLayer(const ProfileTierLevel& s, unsigned i, unsigned uiMaxSubLayersMinus1) noexcept
+{
+    while (i < uiMaxSubLayersMinus1 && !s.sub_layer_level_present_flag[i])
+        ++i;
+    return i < uiMaxSubLayersMinus1 ? s.sub_layer_level_idc[i] : s.general_level_idc;
 }
 
 bool claims(const ProfileTierLevel& s, unsigned uiProfile) noexcept

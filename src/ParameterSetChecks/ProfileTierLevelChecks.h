@@ -20,6 +20,12 @@ void checkProfileTierLevel(const ProfileTierLevel& s, unsigned uiMaxSubLayersMin
 /// general_max_14bit_constraint_flag, where it is coded: the profiles that have it are few.
 [[nodiscard]] bool isMax14Bit(const ProfileTierLevel& s) noexcept;
 
+/// What sub-layer i says of itself, where the whole stream says it; without its level.
+[[nodiscard]] ProfileTierLevel ofSubLayer(const ProfileTierLevel& s, unsigned i) noexcept;
+
+/// 7.4.4: the level_idc of sub-layer i; one that has none of its own has that of the next higher one.
+[[nodiscard]] unsigned levelOfSubLayer(const ProfileTierLevel& s, unsigned i, unsigned uiMaxSubLayersMinus1) noexcept;
+
 /// Whether a set claims to conform to a profile: by its general_profile_idc or a compatibility flag.
 [[nodiscard]] bool claims(const ProfileTierLevel& s, unsigned uiProfile) noexcept;
 

@@ -34,6 +34,22 @@ void checkIds(const SequenceParameterSet& s, CChecks& checks)
           "a stream of one sub-layer has sps_temporal_id_nesting_flag 1");
 }
 
+// F.7.4.3.2.1: of a picture size that the VPS gives a layer, which the VPS itself cannot check.
+void checkBlocksOfLayer(const SequenceParameterSet& s, CChecks& checks)
+{
+    const std::uint64_t MinCbSizeY = blockSide(blockSizes(s).MinCbLog2SizeY);
+    SHALL(s.pic_width_in_luma_samples % MinCbSizeY == 0 && s.pic_height_in_luma_samples % MinCbSizeY == 0,
+          BLAME(log2_min_luma_coding_block_size_minus3),
+          "7.4.3.2.1",
+          "a block that divides the picture",
+          "the picture of the layer's representation format is ",
+          s.pic_width_in_luma_samples,
+          "x",
+          s.pic_height_in_luma_samples,
+          ", no multiple of its smallest coding block, ",
+          MinCbSizeY);
+}
+
 // 7.4.3.2.1
 void checkFormat(const SequenceParameterSet& s, CChecks& checks)
 {
@@ -217,9 +233,11 @@ void checkSequenceParameterSet(const SequenceParameterSet& s, CFindings& finding
     checkIds(s, checks);
     if (!s.MultiLayerExtSpsFlag)
         checkProfileTierLevel(s.profile_tier_level, s.sps_max_sub_layers_minus1, checks.inside("profile_tier_level"));
-    if (isFormatKnown(s)) {
+    if (!s.MultiLayerExtSpsFlag) {
         checkFormat(s, checks);
         checkConformanceWindow(s, checks);
+    } else if (isFormatKnown(s)) {
+        checkBlocksOfLayer(s, checks);
     }
     RANGE(log2_max_pic_order_cnt_lsb_minus4, 0, 12, "7.4.3.2.1");
     if (!s.MultiLayerExtSpsFlag)

@@ -1,7 +1,9 @@
 #include "VideoParameterSetChecks.h"
 
 #include <algorithm>
+#include <bit>
 #include <utility>
+#include <vector>
 
 #include "HrdChecks.h"
 #include "LevelChecks.h"
@@ -13,6 +15,41 @@
 namespace h265_syntax {
 
 namespace {
+
+// 7.4.3.1: each layer set has a layer, no more of them than there are, and not those of another. Set 0 is layer 0.
+void checkLayerSets(const VideoParameterSet& s, CChecks& checks)
+{
+    std::vector<std::pair<std::uint64_t, unsigned>> sets{{1, 0}}; // bit m: layer m; and the set's index
+    for (unsigned i = 1; i <= s.vps_num_layer_sets_minus1 && i < s.layer_id_included_flag.size(); ++i) {
+        std::uint64_t ulLayers = 0;
+        for (unsigned m = 0; m <= s.vps_max_layer_id; ++m)
+            ulLayers |= std::uint64_t{s.layer_id_included_flag[i][m]} << m;
+        const int iLayers = std::popcount(ulLayers);
+        SHALL(iLayers >= 1 && iLayers <= s.vps_max_layers_minus1 + 1,
+              BLAME_2(layer_id_included_flag, i, 0U),
+              "7.4.3.1",
+              say("1 to ", s.vps_max_layers_minus1 + 1, " layers in a set"),
+              "layer set ",
+              i,
+              " has ",
+              iLayers,
+              " layers");
+        if (iLayers != 0)
+            sets.emplace_back(ulLayers, i);
+    }
+    std::sort(sets.begin(), sets.end());
+    for (std::size_t k = 1; k < sets.size(); ++k) {
+        const unsigned i = sets[k].second;
+        SHALL(sets[k].first != sets[k - 1].first,
+              BLAME_2(layer_id_included_flag, i, 0U),
+              "7.4.3.1",
+              "layers that no other set has",
+              "layer set ",
+              i,
+              " has the layers of layer set ",
+              sets[k - 1].second);
+    }
+}
 
 // 7.4.3.1
 void checkTiming(const VideoParameterSet& s, CChecks& checks)
@@ -83,6 +120,7 @@ void checkVideoParameterSet(const VideoParameterSet& s, CFindings& findings)
         checks);
     RANGE(vps_max_layer_id, 0, 62, "7.4.3.1");
     RANGE(vps_num_layer_sets_minus1, 0, 1023, "7.4.3.1");
+    checkLayerSets(s, checks);
     checkTiming(s, checks);
     SHALL(s.vps_extension_flag || s.vps_max_layers_minus1 == 0 || s.vps_max_layers_minus1 > 62,
           BLAME(vps_extension_flag),

@@ -110,7 +110,8 @@ void checkOutputLayerSets(const VideoParameterSet& vps, CChecks& checks)
 {
     const VpsExtension& s = *vps.vps_extension;
     checkAddedLayerSets(vps, checks);
-    RANGE(vps_num_profile_tier_level_minus1, 0, 63, "F.7.4.3.1.1");
+    // The second one is there whenever there are layers.
+    RANGE(vps_num_profile_tier_level_minus1, vps.vps_max_layers_minus1 > 0 ? 1 : 0, 63, "F.7.4.3.1.1");
     const unsigned uiFirstCoded = vps.vps_base_layer_internal_flag ? 2 : 1;
     if (vps.vps_max_layers_minus1 > 0 && vps.vps_base_layer_internal_flag && s.profile_tier_level.size() > 1)
         checkProfileTierLevel(

@@ -6,11 +6,12 @@ namespace h265_syntax {
 
 namespace {
 
-// 7.4.3.2.1
-void checkSubLayers(const SequenceParameterSet& s, const VideoParameterSet& vps, CChecks& checks)
+// 7.4.3.2.1, F.7.4.3.2.1: also of an SPS of another layer that has a profile of its own.
+void checkSubLayerCount(const SequenceParameterSet& s, const VideoParameterSet& vps, CChecks& checks)
 {
     SHALL(s.sps_max_sub_layers_minus1 <= vps.vps_max_sub_layers_minus1,
-          BLAME(sps_max_sub_layers_minus1),
+          s.nal_unit_header.nuh_layer_id == 0 ? BLAME(sps_max_sub_layers_minus1)
+                                              : BLAME(sps_ext_or_max_sub_layers_minus1),
           "7.4.3.2.1",
           say("at most ", vps.vps_max_sub_layers_minus1),
           "the SPS has ",
@@ -22,6 +23,11 @@ void checkSubLayers(const SequenceParameterSet& s, const VideoParameterSet& vps,
           "7.4.3.2.1",
           "1",
           "the VPS has vps_temporal_id_nesting_flag 1, its SPS has it 0");
+}
+
+// 7.4.3.2.1
+void checkSubLayers(const SequenceParameterSet& s, const VideoParameterSet& vps, CChecks& checks)
+{
     const unsigned uiCommon = std::min(s.sps_max_sub_layers_minus1, vps.vps_max_sub_layers_minus1);
     for (unsigned i = 0; i <= uiCommon; ++i) {
         const unsigned uiCoded = s.sps_sub_layer_ordering_info_present_flag ? i : s.sps_max_sub_layers_minus1;
@@ -143,11 +149,45 @@ void checkTiming(const SequenceParameterSet& sps, const VideoParameterSet& vps, 
           "VUI and VPS differ in the ticks between two pictures");
 }
 
+// F.7.4.3.2.1: the lists of another layer are those of one that a layer which can have this SPS refers to.
+void checkScalingListLayer(const SequenceParameterSet& s, const VideoParameterSet& vps, CChecks& checks)
+{
+    if (!s.scaling_list_enabled_flag || !s.sps_infer_scaling_list_flag || s.sps_scaling_list_ref_layer_id > 62)
+        return;
+    SHALL(isReferredTo(vps, s.sps_scaling_list_ref_layer_id, s.nal_unit_header.nuh_layer_id),
+          BLAME(sps_scaling_list_ref_layer_id),
+          "F.7.4.3.2.1",
+          "a reference layer",
+          "the scaling lists are to be those of layer ",
+          s.sps_scaling_list_ref_layer_id,
+          ", which no layer that can have this SPS refers to");
+}
+
 } // namespace
+
+bool isReferredTo(const VideoParameterSet& vps, unsigned uiReferred, unsigned uiLowest) noexcept
+{
+    if (!vps.vps_extension_flag || vps.stop)
+        return true; // nobody knows
+    if (uiReferred == 0 && !vps.vps_base_layer_internal_flag)
+        return false;
+    const LayerVariables& layers = *vps.layers;
+    for (unsigned i = 0; i <= layers.MaxLayersMinus1; ++i) {
+        if (vps.vps_extension->layer_id_in_nuh[i] < uiLowest)
+            continue;
+        for (unsigned j = 0; j < i; ++j) {
+            if ((layers.DependencyFlag[i] >> j & 1) != 0 && vps.vps_extension->layer_id_in_nuh[j] == uiReferred)
+                return true;
+        }
+    }
+    return false;
+}
 
 void checkVpsOfSps(const SequenceParameterSet& s, const VideoParameterSet& vps, CFindings& findings)
 {
     CChecks checks(findings, "");
+    if (!s.MultiLayerExtSpsFlag)
+        checkSubLayerCount(s, vps, checks);
     if (!s.MultiLayerExtSpsFlag && s.nal_unit_header.nuh_layer_id == 0) {
         checkSubLayers(s, vps, checks);
         checkProfile(s, vps, checks.inside("profile_tier_level"));
@@ -155,6 +195,8 @@ void checkVpsOfSps(const SequenceParameterSet& s, const VideoParameterSet& vps, 
     checkTiming(s, vps, checks.inside("vui_parameters"));
     if (s.MultiLayerExtSpsFlag && s.update_rep_format_flag && vps.vps_extension_flag)
         RANGE(sps_rep_format_idx, 0, vps.vps_extension->vps_num_rep_formats_minus1, "F.7.4.3.2.1");
+    if (s.MultiLayerExtSpsFlag)
+        checkScalingListLayer(s, vps, checks);
 }
 
 } // namespace h265_syntax

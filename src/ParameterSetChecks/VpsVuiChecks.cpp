@@ -66,10 +66,13 @@ void checkPicRates(const VideoParameterSet& vps, CChecks& checks)
 
 // F.7.4.3.1.6: of a partitioning scheme j of output layer set h, each partition k has a layer, and no layer r
 // is in two of them.
-void checkPartitions(const VpsVuiBspHrdParams& s, unsigned h, CChecks& checks)
+void checkPartitions(const VpsVuiBspHrdParams& s, unsigned h, unsigned uiLayersInSet, CChecks& checks)
 {
     const auto& schemes = s.layer_included_in_partition_flag[h];
-    for (unsigned j = 1; j <= s.num_signalled_partitioning_schemes[h] && j < schemes.size(); ++j) {
+    for (unsigned j = 1; j <= s.num_signalled_partitioning_schemes[h] && j < schemes.size() &&
+                         j < s.num_partitions_in_scheme_minus1[h].size();
+         ++j) {
+        RANGE_2(num_partitions_in_scheme_minus1, h, j, 0, std::int64_t{uiLayersInSet} - 1, "F.7.4.3.1.6");
         std::uint64_t ulSeen = 0;
         for (unsigned k = 0; k <= s.num_partitions_in_scheme_minus1[h][j] && k < schemes[j].size(); ++k) {
             std::uint64_t ulLayers = 0;
@@ -143,7 +146,7 @@ void checkBspHrds(const VideoParameterSet& vps, const VpsVuiBspHrdParams& s, CCh
     if (uiFirst + std::uint64_t{s.vps_num_add_hrd_params} == 0)
         return;
     for (unsigned h = 1; h < uiSets; ++h) {
-        checkPartitions(s, h, checks);
+        checkPartitions(s, h, layers.LayerSetLayerIdList[layers.aOls[h].OlsIdxToLsIdx].uiCount, checks);
         const std::size_t uiSchemes = std::min<std::size_t>({s.num_signalled_partitioning_schemes[h] + std::size_t{1},
                                                              s.num_partitions_in_scheme_minus1[h].size(),
                                                              s.num_bsp_schedules_minus1[h].size(),
@@ -174,6 +177,11 @@ void checkVpsVui(const VideoParameterSet& vps, const CChecks& checksOfExtension)
          s.video_signal_info_idx_present_flag && s.vps_num_video_signal_info_minus1 > 0 && i <= MaxLayersMinus1;
          ++i)
         RANGE_1(vps_video_signal_info_idx, i, 0, s.vps_num_video_signal_info_minus1, "F.7.4.3.1.4");
+    SHALL(s.single_layer_for_non_irap_flag || !s.higher_layer_irap_skip_flag,
+          BLAME(higher_layer_irap_skip_flag),
+          "F.7.4.3.1.4",
+          "0",
+          "IRAP pictures of higher layers are only told of as left out with single_layer_for_non_irap_flag 1");
     if (s.vps_vui_bsp_hrd_present_flag)
         checkBspHrds(vps, s.vps_vui_bsp_hrd_params, checks.inside("vps_vui_bsp_hrd_params"));
 }
