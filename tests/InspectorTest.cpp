@@ -130,6 +130,58 @@ TEST(Inspector, KnowsWhichSetIsInForce)
     EXPECT_FALSE(tellsOfDepth(seen[5]));
 }
 
+// 7.4.3.2.1: an SPS is held against the VPS that it is used with, also when that comes behind it.
+TEST(Inspector, HoldsAnSpsAgainstAVpsThatComesLater)
+{
+    const auto vps = [](unsigned vps_max_dec_pic_buffering_minus1, unsigned uiId = 0) {
+        VpsSyntax syntax;
+        syntax.vps_video_parameter_set_id = uiId;
+        syntax.ordering[0].max_dec_pic_buffering_minus1 = vps_max_dec_pic_buffering_minus1;
+        return nalUnit(VPS_NUT, write(syntax));
+    };
+    const auto spsOf = [](unsigned sps_max_dec_pic_buffering_minus1, unsigned uiId = 0) {
+        SpsSyntax syntax;
+        syntax.sps_seq_parameter_set_id = uiId;
+        syntax.ordering[0].max_dec_pic_buffering_minus1 = sps_max_dec_pic_buffering_minus1;
+        return nalUnit(SPS_NUT, write(syntax));
+    };
+    const Bytes idr = {0x26, 0x01, 0xAF, 0x00, 0x10}; // PPS 0
+    const auto told = [&](const Bytes& stream) {
+        CParameterSetStream reader({});
+        CInspector inspector({});
+        reader.read(
+            *makeByteSource(stream),
+            [&](const ParameterSetEvent& event) {
+                inspector.onSet(event);
+                return true;
+            },
+            [&](const NalUnit& unit) { inspector.onOtherUnit(unit); });
+        inspector.onEnd();
+        std::string text;
+        for (const h265_syntax::SetFinding& found : inspector.newSetFindings()) {
+            if (found.finding.eSeverity == h265_syntax::ESeverity::Error)
+                text += std::to_string(found.uiId) + "." + found.finding.element + " ";
+            EXPECT_TRUE(found.finding.element.empty() || found.finding.ulBit);
+        }
+        return text;
+    };
+    const std::string finding = "0.sps_max_dec_pic_buffering_minus1[0] ";
+    // Read with it, which is told with the set
+    EXPECT_EQ(told(byteStream({vps(2), spsOf(3), PPS_UNIT, idr})), "");
+    // In front of it; in a stream, and in sets alone
+    EXPECT_EQ(told(byteStream({spsOf(3), vps(2), PPS_UNIT, idr, idr})), finding);
+    EXPECT_EQ(told(byteStream({spsOf(3), vps(3), PPS_UNIT, idr})), "");
+    EXPECT_EQ(told(byteStream({spsOf(3), vps(2)})), finding);
+    EXPECT_EQ(told(byteStream({spsOf(3), vps(3)})), "");
+    // Of the VPSs that come, the one that the picture has
+    EXPECT_EQ(told(byteStream({spsOf(3), vps(2), vps(3), PPS_UNIT, idr})), "");
+    EXPECT_EQ(told(byteStream({vps(3), spsOf(3), PPS_UNIT, idr, vps(2), idr})), finding);
+    // Not one that only comes between two sequences of other sets, or of another id
+    EXPECT_EQ(told(byteStream({vps(3), spsOf(3), PPS_UNIT, idr, vps(2), spsOf(2), idr})), "");
+    EXPECT_EQ(told(byteStream({vps(3), spsOf(3), PPS_UNIT, idr, vps(2, 1), idr})), "");
+    EXPECT_EQ(told(byteStream({vps(3), spsOf(3), spsOf(3, 1), PPS_UNIT, idr, vps(2), spsOf(2), idr})), "");
+}
+
 // Slices tell which sets are in use; a PPS that waits for its SPS is there all the same.
 TEST(Inspector, TellsOfSetsThatSlicesNeed)
 {

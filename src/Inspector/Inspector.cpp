@@ -50,6 +50,11 @@ struct CInspector::Tables
 
     CActiveSets active;
 
+    // SPSs that were not checked with the VPS that is in force now: a bit each. Whether the two meet, a picture tells.
+    unsigned uiUnheldSps = 0;
+    unsigned uiWaitingSps = 0; // of these, those that came in front of any VPS of theirs
+    std::array<std::uint64_t, SPS_IDS> aulSpsOffsets{};
+
     // By type and id, the reading whose content is in force here; 0: none, or one of another layer.
     std::array<std::array<std::uint64_t, IDS>, TYPES> aulReadings{};
 
@@ -119,7 +124,7 @@ InspectedSet CInspector::onSet(const ParameterSetEvent& event)
         readVps(set, bCheck, bEnter);
         break;
     case SPS_NUT:
-        readSps(set, bCheck, bEnter);
+        readSps(set, event.ulOffset, bCheck, bEnter);
         break;
     default:
         readPps(set, bCheck);
@@ -155,7 +160,26 @@ void CInspector::onOtherUnit(const h265_stream::NalUnit& unit)
     if (unit.header.nal_unit_type == PPS_NUT)
         return watchPps(unit);
     m_ulWatched = unit.ulOffset;
-    m_pTables->active.onNalUnit(unit.bytes, unit.ulOffset);
+    const std::optional<unsigned> uiSps = m_pTables->active.onNalUnit(unit.bytes, unit.ulOffset);
+    if (uiSps && (m_pTables->uiUnheldSps >> *uiSps & 1) != 0)
+        holdAgainstVps(*uiSps);
+}
+
+// A picture uses an SPS with a VPS that came behind it.
+void CInspector::holdAgainstVps(unsigned uiSps)
+{
+    Tables& tables = *m_pTables;
+    const SequenceParameterSet* const pSps = tables.apSps[uiSps].get();
+    const VideoParameterSet* const pVps =
+        pSps != nullptr ? tables.apVps[pSps->sps_video_parameter_set_id % VPS_IDS].get() : nullptr;
+    if (pVps == nullptr)
+        return;
+    tables.uiUnheldSps &= ~(1U << uiSps);
+    tables.uiWaitingSps &= ~(1U << uiSps);
+    CFindings findings;
+    checkWithVps(*pSps, *pVps, findings);
+    for (const Finding& finding : findings.all())
+        tables.active.add({SPS_NUT, uiSps, tables.aulSpsOffsets[uiSps], finding});
 }
 
 void CInspector::watchPps(const h265_stream::NalUnit& unit)
@@ -170,8 +194,13 @@ void CInspector::watchPps(const h265_stream::NalUnit& unit)
 
 void CInspector::onEnd()
 {
-    if (m_options.bChecks)
-        m_pTables->active.onEnd();
+    if (!m_options.bChecks)
+        return;
+    for (unsigned i = 0; i < SPS_IDS; ++i) {
+        if ((m_pTables->uiWaitingSps >> i & 1) != 0) // no picture has used it, as in sets without a stream
+            holdAgainstVps(i);
+    }
+    m_pTables->active.onEnd();
 }
 
 std::span<const SetFinding> CInspector::newSetFindings()
@@ -210,12 +239,18 @@ void CInspector::readVps(InspectedSet& set, bool bCheck, bool bEnter)
     set.vps = pVps.get();
     if (!bWhole || !bEnter)
         return;
-    std::swap(pVps, m_pTables->apVps[pVps->vps_video_parameter_set_id % VPS_IDS]);
+    const std::size_t uiId = pVps->vps_video_parameter_set_id % VPS_IDS;
+    std::swap(pVps, m_pTables->apVps[uiId]);
+    for (unsigned i = 0; bCheck && i < SPS_IDS; ++i) {
+        const SequenceParameterSet* const pSps = m_pTables->apSps[i].get();
+        if (pSps != nullptr && pSps->sps_video_parameter_set_id == uiId)
+            m_pTables->uiUnheldSps |= 1U << i;
+    }
     if (pVps == nullptr)
         pVps = std::make_unique<VideoParameterSet>();
 }
 
-void CInspector::readSps(InspectedSet& set, bool bCheck, bool bEnter)
+void CInspector::readSps(InspectedSet& set, std::uint64_t ulOffset, bool bCheck, bool bEnter)
 {
     std::unique_ptr<SequenceParameterSet>& pSps = m_pTables->pSps;
     const bool bWhole = read(*pSps, m_nalUnit, m_pTables->context());
@@ -230,7 +265,12 @@ void CInspector::readSps(InspectedSet& set, bool bCheck, bool bEnter)
     }
     if (!bWhole || !bEnter || pSps->sps_seq_parameter_set_id >= SPS_IDS)
         return;
-    std::swap(pSps, m_pTables->apSps[pSps->sps_seq_parameter_set_id]);
+    const unsigned uiId = pSps->sps_seq_parameter_set_id;
+    const bool bWaits = m_pTables->apVps[pSps->sps_video_parameter_set_id % VPS_IDS] == nullptr;
+    m_pTables->uiUnheldSps &= ~(1U << uiId);
+    m_pTables->uiWaitingSps = (m_pTables->uiWaitingSps & ~(1U << uiId)) | (bWaits ? 1U << uiId : 0);
+    m_pTables->aulSpsOffsets[uiId] = ulOffset;
+    std::swap(pSps, m_pTables->apSps[uiId]);
     if (pSps == nullptr)
         pSps = std::make_unique<SequenceParameterSet>();
 }

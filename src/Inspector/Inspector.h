@@ -84,9 +84,10 @@ private:
     bool isInForce(const h265_stream::ParameterSetEvent& event) const noexcept;
     void noteReading(const h265_stream::ParameterSetEvent& event) noexcept;
     void readVps(InspectedSet& set, bool bCheck, bool bEnter);
-    void readSps(InspectedSet& set, bool bCheck, bool bEnter);
+    void readSps(InspectedSet& set, std::uint64_t ulOffset, bool bCheck, bool bEnter);
     void readPps(InspectedSet& set, bool bCheck);
     void watch(const InspectedSet& set, std::uint64_t ulOffset);
+    void holdAgainstVps(unsigned uiSps);
     void watchPps(const h265_stream::NalUnit& unit);
     void count(const InspectedSet& set, const h265_stream::ParameterSetEvent& event, bool bKnown);
 
