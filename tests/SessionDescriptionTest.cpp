@@ -210,6 +210,37 @@ TEST(SessionDescription, ComesToAnEndOnEveryText)
     });
 }
 
+TEST(SessionDescription, IsReadFromTheLinesAlone)
+{
+    const struct
+    {
+        const char* pName;
+        std::string text;
+    } aCases[] = {
+        {"the line of the format", "a=fmtp:96 level-id=93; " + SETS + "\r\n"},
+        {"no newline", "a=fmtp:96 level-id=93; " + SETS},
+        {"with its encoding", "a=rtpmap:96 H265/90000\na=fmtp:96 level-id=93; " + SETS + "\n"},
+        {"folded", "a=fmtp:96 level-id=93; sprop-vps=QAEM\n Af//AWA=; sprop-sps=QgEBAWAF; sprop-pps=RAHB\n"},
+        {"the parameters alone", "level-id=93; " + SETS},
+        {"one on a line", "level-id=93; sprop-vps=QAEMAf//AWA=\nsprop-sps=QgEBAWAF\nsprop-pps=RAHB\n"},
+        {"in a log", "connected\n12:01:05 [sdp] a=fmtp:96 level-id=93; " + SETS + "\nplaying\n"},
+        {"of a description without media", HEAD + "a=fmtp:96 level-id=93; " + SETS + "\n"},
+    };
+    for (const auto& c : aCases) {
+        SCOPED_TRACE(c.pName);
+        const CContainerRecord record = read(c.text);
+        EXPECT_EQ(record.findings(), "");
+        EXPECT_EQ(record.unitBytes(), (std::vector<Bytes>{VPS, SPS, PPS}));
+        ASSERT_EQ(record.m_tracks.size(), 1U);
+        EXPECT_EQ(record.m_tracks[0].eKind, ETrackKind::Video);
+        EXPECT_EQ(record.places()[0], "media 1, sprop-vps");
+        ASSERT_EQ(record.m_claims.size(), 1U);
+        EXPECT_EQ(record.m_claims[0].session->value.level_id, 93U);
+    }
+    const CContainerRecord other = read(HEAD + "a=fmtp:96 sprop-parameter-sets=Z0IA\n");
+    EXPECT_EQ(other.findings(), " at 0: no media section (m=) in it\n");
+}
+
 TEST(SessionDescription, ClaimsWhatItSaysOfTheStream)
 {
     const CContainerRecord record = read(

@@ -162,6 +162,17 @@ ERawVideo rawVideo(Bytes head)
     return ERawVideo::Unknown;
 }
 
+// Text with one of the parameters that sets stand in, as a line out of an SDP has.
+bool hasSetParameters(Bytes head)
+{
+    constexpr std::string_view NAMES[] = {"sprop-vps=", "sprop-sps=", "sprop-pps="};
+    const auto isOfText = [](unsigned char c) { return c >= ' ' || c == '\t' || c == '\r' || c == '\n'; };
+    return std::all_of(head.begin(), head.end(), isOfText) &&
+           std::any_of(std::begin(NAMES), std::end(NAMES), [&](std::string_view name) {
+               return std::search(head.begin(), head.end(), name.begin(), name.end()) != head.end();
+           });
+}
+
 bool beginsWithStartCode(Bytes head)
 {
     const auto first = std::find_if(head.begin(), head.end(), [](unsigned char c) { return c != 0; });
@@ -193,6 +204,8 @@ FileKind fileKind(Bytes head)
         return {EFileKind::Foreign, "a raw H.266 stream", {}};
     if (beginsWithStartCode(head))
         return {EFileKind::ByteStream, "a byte stream with start codes", {}};
+    if (hasSetParameters(head))
+        return {EFileKind::SessionDescription, "lines of an SDP session description", {}};
     return {EFileKind::Unknown, {}, {}};
 }
 

@@ -97,7 +97,13 @@ public:
 
     void read()
     {
-        for (const Line& line : linesOf(m_text)) {
+        const std::vector<Line> lines = linesOf(m_text);
+        if (std::ranges::find(lines, 'm', &Line::cType) == lines.end()) {
+            readLoose(lines);
+            if (m_media.ulNumber != 0)
+                return;
+        }
+        for (const Line& line : lines) {
             if (line.cType == 'm')
                 begin(line.value);
             else if (line.cType == 'a' && m_media.ulNumber != 0)
@@ -111,6 +117,30 @@ public:
     }
 
 private:
+    // Lines that were taken out of a description, and what a program wrote of them: all of one media section.
+    void readLoose(const std::vector<Line>& lines)
+    {
+        m_media.ulNumber = 1;
+        m_media.kind = "video";
+        m_media.line = m_text;
+        for (const Line& line : lines) {
+            if (line.cType == 'a')
+                attribute(line.value);
+        }
+        if (m_media.formats.empty()) {
+            for (string_view rest = m_text; !rest.empty();) {
+                const string_view line = takeUpTo(rest, "\n");
+                const std::size_t uiBegin = findParameters(line);
+                if (uiBegin != string_view::npos)
+                    m_media.formats.push_back({{}, line.substr(uiBegin)});
+            }
+        }
+        if (std::ranges::any_of(m_media.formats, [this](const Format& format) { return isH265(format); }))
+            end();
+        else
+            m_media = {};
+    }
+
     [[nodiscard]] std::uint64_t offsetOf(string_view part) const
     {
         return static_cast<std::uint64_t>(part.data() - m_text.data());

@@ -77,6 +77,14 @@ std::string_view takeWord(std::string_view& text)
     return takeUpTo(text, SPACES);
 }
 
+std::size_t findParameters(std::string_view text)
+{
+    std::size_t uiBegin = text.find("sprop-");
+    for (const ClaimParameter& parameter : CLAIM_PARAMETERS)
+        uiBegin = std::min(uiBegin, text.find(std::string(parameter.name) + '='));
+    return uiBegin;
+}
+
 SessionParameter takeParameter(std::string_view& text)
 {
     std::string_view value = takeUpTo(text, ";");

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <string>
 #include <string_view>
 
@@ -26,6 +27,9 @@ struct SessionParameter
 {
     std::string_view name, value;
 };
+
+/// Where the first parameter begins that says what the stream is or has a set of it; npos when there is none.
+std::size_t findParameters(std::string_view text);
 
 /// The next parameter, which is taken out of the text with the semicolon behind it.
 SessionParameter takeParameter(std::string_view& text);
