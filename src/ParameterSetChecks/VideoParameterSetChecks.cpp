@@ -17,15 +17,18 @@ namespace h265_syntax {
 namespace {
 
 // 7.4.3.1: each layer set has a layer, no more of them than there are, and not those of another. Set 0 is layer 0.
+// Of a thousand sets of a crafted VPS the first is told.
 void checkLayerSets(const VideoParameterSet& s, CChecks& checks)
 {
     std::vector<std::pair<std::uint64_t, unsigned>> sets{{1, 0}}; // bit m: layer m; and the set's index
+    bool bTold = false;
     for (unsigned i = 1; i <= s.vps_num_layer_sets_minus1 && i < s.layer_id_included_flag.size(); ++i) {
         std::uint64_t ulLayers = 0;
         for (unsigned m = 0; m <= s.vps_max_layer_id; ++m)
             ulLayers |= std::uint64_t{s.layer_id_included_flag[i][m]} << m;
         const int iLayers = std::popcount(ulLayers);
-        SHALL(iLayers >= 1 && iLayers <= s.vps_max_layers_minus1 + 1,
+        const bool bCount = iLayers >= 1 && iLayers <= s.vps_max_layers_minus1 + 1;
+        SHALL(bCount || std::exchange(bTold, true),
               BLAME_2(layer_id_included_flag, i, 0U),
               "7.4.3.1",
               say("1 to ", s.vps_max_layers_minus1 + 1, " layers in a set"),
@@ -38,8 +41,9 @@ void checkLayerSets(const VideoParameterSet& s, CChecks& checks)
             sets.emplace_back(ulLayers, i);
     }
     std::sort(sets.begin(), sets.end());
-    for (std::size_t k = 1; k < sets.size(); ++k) {
+    for (std::size_t k = 1; k < sets.size() && !bTold; ++k) {
         const unsigned i = sets[k].second;
+        bTold = sets[k].first == sets[k - 1].first;
         SHALL(sets[k].first != sets[k - 1].first,
               BLAME_2(layer_id_included_flag, i, 0U),
               "7.4.3.1",
