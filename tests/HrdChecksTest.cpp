@@ -92,7 +92,8 @@ const ChecksRow SUB_LAYER_ROWS[] = {
 TEST(HrdChecks, HoldTheLevelsOfSubLayers)
 {
     expectSpsRows(with(legalSps(),
-                       MAIN "sps_max_sub_layers_minus1=1 sps_max_dec_pic_buffering_minus1[1]=4 "
+                       MAIN "pic_width_in_luma_samples=176 pic_height_in_luma_samples=144 "
+                            "sps_max_sub_layers_minus1=1 sps_max_dec_pic_buffering_minus1[1]=4 "
                             "sps_max_num_reorder_pics[1]=2 profile_tier_level.sub_layer_level_present_flag[0]=1 "
                             "profile_tier_level.sub_layer_level_idc[0]=30 " TIMING HRD
                             "nal_hrd_parameters_present_flag=1"),
