@@ -12,6 +12,11 @@ FLOORS = {  # library: (lines, branches) in percent
     "src/LibDecoder": (100, 98),
     "src/HostServices": (100, 98),
     "src/StreamHost": (95, 95),
+    "src/ParameterSetSyntax": (95, 95),
+    "src/ParameterSetChecks": (95, 95),
+    "src/ContainerHost": (95, 93),
+    "src/Inspector": (95, 88),
+    "tools/h265ps": (90, 83),  # the processes that scan reads with end without telling
 }
 
 
