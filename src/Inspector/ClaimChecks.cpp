@@ -107,7 +107,7 @@ ReadSetPtr CClaimChecks::State::read(const ContainerUnit& unit)
             return pSet;
     }
     m_nalUnit.assign(unit.bytes);
-    const auto pSet =
+    auto pSet =
         std::make_shared<const ReadSet>(readClaimedSet(unit.header.nal_unit_type, m_nalUnit, content, m_aTimings));
     if (m_sets.size() < MAX_KEPT)
         m_sets.push_back(pSet);

@@ -103,7 +103,7 @@ void InspectedSet::trace(CElementSink& sink) const
         h265_syntax::trace(*pps, sink, pNalUnit);
 }
 
-CInspector::CInspector(const InspectOptions& options) : m_options(options), m_pTables(std::make_unique<Tables>()) {}
+CInspector::CInspector(InspectOptions options) : m_options(std::move(options)), m_pTables(std::make_unique<Tables>()) {}
 
 CInspector::~CInspector() = default;
 

@@ -61,7 +61,7 @@ struct StreamCounts
 class CInspector
 {
 public:
-    explicit CInspector(const InspectOptions& options);
+    explicit CInspector(InspectOptions options);
     ~CInspector();
     CInspector(const CInspector&) = delete;
     CInspector& operator=(const CInspector&) = delete;
