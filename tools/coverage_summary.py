@@ -5,6 +5,7 @@ below a line that carries) a comment "// coverage: reason" are left out.
 """
 
 import json
+import os
 import pathlib
 import sys
 
@@ -116,7 +117,7 @@ def main():
     for directory, (line_floor, branch_floor) in FLOORS.items():
         library = Library()
         for file in export["files"]:
-            path = pathlib.Path(file["filename"])
+            path = pathlib.Path(os.path.normpath(file["filename"]))  # a compiler cache names it from the build's folder
             if root / directory in path.parents:
                 library.add(file, export["functions"], path, path.relative_to(root))
         lines, branches = percent(library.lines), percent(library.branches)
