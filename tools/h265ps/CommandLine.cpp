@@ -120,9 +120,9 @@ void CCommandLine::addNumber(const OptionText& text, unsigned uiLeast, unsigned 
     addSingle<unsigned>(*m_pApp, text, std::move(use)).check(CLI::Range(uiLeast, uiMost).description(""));
 }
 
-void CCommandLine::addValues(const OptionText& text, std::function<void(const std::vector<std::string>&)> use)
+void CCommandLine::addValues(const OptionText& text, const std::function<void(const std::vector<std::string>&)>& use)
 {
-    m_pApp->add_option_function<std::vector<std::string>>(text.name, std::move(use), text.pHelp)
+    m_pApp->add_option_function<std::vector<std::string>>(text.name, use, text.pHelp)
         ->allow_extra_args(false)
         ->type_name(text.pValue);
 }

@@ -82,7 +82,7 @@ public:
     void addNumber(const OptionText& text, std::function<void(std::uint64_t)> use);
     void addNumber(const OptionText& text, unsigned uiLeast, unsigned uiMost, std::function<void(unsigned)> use);
     /// An option with a value that may be given again; used once, with all values.
-    void addValues(const OptionText& text, std::function<void(const std::vector<std::string>&)> use);
+    void addValues(const OptionText& text, const std::function<void(const std::vector<std::string>&)>& use);
 
     /// Fills what the options were declared with; an EarlyEnd when the command line asks for help or is wrong.
     std::optional<EarlyEnd> parse(std::span<char* const> arguments);

@@ -22,7 +22,7 @@ void writeSetHeader(const h265_inspect::FileSet& told, CJsonWriter& json);
 void writeSameAs(const std::optional<h265_inspect::FilePlace>& place, CJsonWriter& json);
 
 /// A finding as an object.
-void writeFinding(const h265_inspect::FileFinding& finding, CJsonWriter& json);
+void writeFinding(const h265_inspect::FileFinding& told, CJsonWriter& json);
 /// The findings of a set, the elements of an array.
 void writeFindings(const h265_inspect::FileSet& told, CJsonWriter& json);
 
