@@ -146,9 +146,9 @@ TEST(Inspector, HoldsAnSpsAgainstAVpsThatComesLater)
         return nalUnit(SPS_NUT, write(syntax));
     };
     const Bytes idr = {0x26, 0x01, 0xAF, 0x00, 0x10}; // PPS 0
-    const auto told = [&](const Bytes& stream) {
+    const auto told = [&](const Bytes& stream, const InspectOptions& options = {}) {
         CParameterSetStream reader({});
-        CInspector inspector({});
+        CInspector inspector(options);
         reader.read(
             *makeByteSource(stream),
             [&](const ParameterSetEvent& event) {
@@ -176,6 +176,9 @@ TEST(Inspector, HoldsAnSpsAgainstAVpsThatComesLater)
     // Of the VPSs that come, the one that the picture has
     EXPECT_EQ(told(byteStream({spsOf(3), vps(2), vps(3), PPS_UNIT, idr})), "");
     EXPECT_EQ(told(byteStream({vps(3), spsOf(3), PPS_UNIT, idr, vps(2), idr})), finding);
+    // A repeat of the VPS changes nothing, shown again or not
+    EXPECT_EQ(told(byteStream({vps(2), spsOf(3), PPS_UNIT, idr, vps(2), idr})), "");
+    EXPECT_EQ(told(byteStream({vps(2), spsOf(3), PPS_UNIT, idr, vps(2), idr}), {.bRepeats = true}), "");
     // Not one that only comes between two sequences of other sets, or of another id
     EXPECT_EQ(told(byteStream({vps(3), spsOf(3), PPS_UNIT, idr, vps(2), spsOf(2), idr})), "");
     EXPECT_EQ(told(byteStream({vps(3), spsOf(3), PPS_UNIT, idr, vps(2, 1), idr})), "");

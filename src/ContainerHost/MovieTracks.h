@@ -27,8 +27,8 @@ struct MovieTrack
     std::optional<Claim<SizeClaim>> trackSize;
     std::vector<bool> external; // by data reference: the samples lie in another file
     std::vector<SampleDescription> descriptions;
-    std::string path; // of its stsd
-    std::optional<std::uint64_t> ulOffset;
+    std::string path;                      // of its stsd
+    std::optional<std::uint64_t> ulOffset; // likewise
     SampleTables tables;
     FragmentDefaults defaults;
 

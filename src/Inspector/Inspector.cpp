@@ -121,10 +121,10 @@ InspectedSet CInspector::onSet(const ParameterSetEvent& event)
     const bool bCheck = bWanted && m_options.bChecks;
     switch (event.header.nal_unit_type) {
     case VPS_NUT:
-        readVps(set, bCheck, bEnter);
+        readVps(set, event, bCheck, bEnter);
         break;
     case SPS_NUT:
-        readSps(set, event.ulOffset, bCheck, bEnter);
+        readSps(set, event, bCheck, bEnter);
         break;
     default:
         readPps(set, bCheck);
@@ -230,7 +230,7 @@ void CInspector::noteReading(const ParameterSetEvent& event) noexcept
         aulReadings.fill(0);
 }
 
-void CInspector::readVps(InspectedSet& set, bool bCheck, bool bEnter)
+void CInspector::readVps(InspectedSet& set, const ParameterSetEvent& event, bool bCheck, bool bEnter)
 {
     std::unique_ptr<VideoParameterSet>& pVps = m_pTables->pVps;
     const bool bWhole = read(*pVps, m_nalUnit);
@@ -241,7 +241,8 @@ void CInspector::readVps(InspectedSet& set, bool bCheck, bool bEnter)
         return;
     const std::size_t uiId = pVps->vps_video_parameter_set_id % VPS_IDS;
     std::swap(pVps, m_pTables->apVps[uiId]);
-    for (unsigned i = 0; bCheck && i < SPS_IDS; ++i) {
+    const bool bUnheld = bCheck && !isInForce(event);
+    for (unsigned i = 0; bUnheld && i < SPS_IDS; ++i) {
         const SequenceParameterSet* const pSps = m_pTables->apSps[i].get();
         if (pSps != nullptr && pSps->sps_video_parameter_set_id == uiId)
             m_pTables->uiUnheldSps |= 1U << i;
@@ -250,7 +251,7 @@ void CInspector::readVps(InspectedSet& set, bool bCheck, bool bEnter)
         pVps = std::make_unique<VideoParameterSet>();
 }
 
-void CInspector::readSps(InspectedSet& set, std::uint64_t ulOffset, bool bCheck, bool bEnter)
+void CInspector::readSps(InspectedSet& set, const ParameterSetEvent& event, bool bCheck, bool bEnter)
 {
     std::unique_ptr<SequenceParameterSet>& pSps = m_pTables->pSps;
     const bool bWhole = read(*pSps, m_nalUnit, m_pTables->context());
@@ -269,7 +270,7 @@ void CInspector::readSps(InspectedSet& set, std::uint64_t ulOffset, bool bCheck,
     const bool bWaits = m_pTables->apVps[pSps->sps_video_parameter_set_id % VPS_IDS] == nullptr;
     m_pTables->uiUnheldSps &= ~(1U << uiId);
     m_pTables->uiWaitingSps = (m_pTables->uiWaitingSps & ~(1U << uiId)) | (bWaits ? 1U << uiId : 0);
-    m_pTables->aulSpsOffsets[uiId] = ulOffset;
+    m_pTables->aulSpsOffsets[uiId] = event.ulOffset;
     std::swap(pSps, m_pTables->apSps[uiId]);
     if (pSps == nullptr)
         pSps = std::make_unique<SequenceParameterSet>();

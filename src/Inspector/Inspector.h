@@ -83,8 +83,8 @@ private:
 
     bool isInForce(const h265_stream::ParameterSetEvent& event) const noexcept;
     void noteReading(const h265_stream::ParameterSetEvent& event) noexcept;
-    void readVps(InspectedSet& set, bool bCheck, bool bEnter);
-    void readSps(InspectedSet& set, std::uint64_t ulOffset, bool bCheck, bool bEnter);
+    void readVps(InspectedSet& set, const h265_stream::ParameterSetEvent& event, bool bCheck, bool bEnter);
+    void readSps(InspectedSet& set, const h265_stream::ParameterSetEvent& event, bool bCheck, bool bEnter);
     void readPps(InspectedSet& set, bool bCheck);
     void watch(const InspectedSet& set, std::uint64_t ulOffset);
     void holdAgainstVps(unsigned uiSps);
