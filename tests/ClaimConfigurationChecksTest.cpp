@@ -491,6 +491,10 @@ TEST(ClaimConfigurationChecks, HoldWhatASessionSaysAgainstTheSps)
          [](auto& t) { t.claims.session->value.profile_id = 1; },
          "error profile_tier_level.general_profile_idc [RFC 7798 7.1]",
          "a=fmtp says profile-id 1, SPS 0 says 4 (Main 4:4:4 16 Intra)"},
+        {"profile beside one that it is compatible with",
+         [](auto& t) { t.claims.session->value.profile_id = 5; },
+         "error profile_tier_level.general_profile_idc [RFC 7798 7.1]",
+         "a=fmtp says profile-id 5, SPS 0 says 4 (Main 4:4:4 16 Intra)"},
         {"profile that it is compatible with",
          [](auto& t) {
              t.claims.session->value.profile_id = 5;

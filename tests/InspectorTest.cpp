@@ -176,6 +176,11 @@ TEST(Inspector, HoldsAnSpsAgainstAVpsThatComesLater)
     // Of the VPSs that come, the one that the picture has
     EXPECT_EQ(told(byteStream({spsOf(3), vps(2), vps(3), PPS_UNIT, idr})), "");
     EXPECT_EQ(told(byteStream({vps(3), spsOf(3), PPS_UNIT, idr, vps(2), idr})), finding);
+    // Once, and under its own id
+    const Bytes ppsOfSps1 = nalUnit(PPS_NUT, write(PpsSyntax{.pps_seq_parameter_set_id = 1}));
+    EXPECT_EQ(told(byteStream({vps(3), spsOf(3, 1), ppsOfSps1, idr, vps(2), idr, idr})), "1" + finding.substr(1));
+    // Not what was told with the SPS that came behind it
+    EXPECT_EQ(told(byteStream({vps(4), spsOf(3, 1), ppsOfSps1, idr, vps(2), spsOf(4, 1), idr})), "");
     // A repeat of the VPS changes nothing, shown again or not
     EXPECT_EQ(told(byteStream({vps(2), spsOf(3), PPS_UNIT, idr, vps(2), idr})), "");
     EXPECT_EQ(told(byteStream({vps(2), spsOf(3), PPS_UNIT, idr, vps(2), idr}), {.bRepeats = true}), "");
