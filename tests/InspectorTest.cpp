@@ -37,6 +37,7 @@ Bytes sps(unsigned pic_width_in_luma_samples, unsigned general_level_idc = 93, u
 const Bytes VPS_UNIT = nalUnit(VPS_NUT, write(VpsSyntax{}));
 const Bytes PPS_UNIT = nalUnit(PPS_NUT, write(PpsSyntax{}));
 constexpr unsigned FORBIDDEN_LEVEL = 94;
+const Bytes IDR = {0x26, 0x01, 0xAF, 0x00, 0x10}; // IDR_W_RADL, PPS 0
 
 std::vector<Seen> inspect(const Bytes& stream, CInspector& inspector)
 {
@@ -61,6 +62,28 @@ std::vector<Seen> inspect(const Bytes& stream, const InspectOptions& options = {
 {
     CInspector inspector(options);
     return inspect(stream, inspector);
+}
+
+// Errors of sets among each other: "ID.ELEMENT " each.
+std::string toldOf(const Bytes& stream, const InspectOptions& options = {})
+{
+    CParameterSetStream reader({});
+    CInspector inspector(options);
+    reader.read(
+        *makeByteSource(stream),
+        [&](const ParameterSetEvent& event) {
+            inspector.onSet(event);
+            return true;
+        },
+        [&](const NalUnit& unit) { inspector.onOtherUnit(unit); });
+    inspector.onEnd();
+    std::string text;
+    for (const h265_syntax::SetFinding& found : inspector.newSetFindings()) {
+        if (found.finding.eSeverity == h265_syntax::ESeverity::Error)
+            text += std::to_string(found.uiId) + "." + found.finding.element + " ";
+        EXPECT_TRUE(found.finding.element.empty() || found.finding.ulBit);
+    }
+    return text;
 }
 
 TEST(Inspector, HasSyntaxAndFindingsOfEachSet)
@@ -145,55 +168,75 @@ TEST(Inspector, HoldsAnSpsAgainstAVpsThatComesLater)
         syntax.ordering[0].max_dec_pic_buffering_minus1 = sps_max_dec_pic_buffering_minus1;
         return nalUnit(SPS_NUT, write(syntax));
     };
-    const Bytes idr = {0x26, 0x01, 0xAF, 0x00, 0x10}; // PPS 0
-    const auto told = [&](const Bytes& stream, const InspectOptions& options = {}) {
-        CParameterSetStream reader({});
-        CInspector inspector(options);
-        reader.read(
-            *makeByteSource(stream),
-            [&](const ParameterSetEvent& event) {
-                inspector.onSet(event);
-                return true;
-            },
-            [&](const NalUnit& unit) { inspector.onOtherUnit(unit); });
-        inspector.onEnd();
-        std::string text;
-        for (const h265_syntax::SetFinding& found : inspector.newSetFindings()) {
-            if (found.finding.eSeverity == h265_syntax::ESeverity::Error)
-                text += std::to_string(found.uiId) + "." + found.finding.element + " ";
-            EXPECT_TRUE(found.finding.element.empty() || found.finding.ulBit);
-        }
-        return text;
-    };
     const std::string finding = "0.sps_max_dec_pic_buffering_minus1[0] ";
     // Read with it, which is told with the set
-    EXPECT_EQ(told(byteStream({vps(2), spsOf(3), PPS_UNIT, idr})), "");
+    EXPECT_EQ(toldOf(byteStream({vps(2), spsOf(3), PPS_UNIT, IDR})), "");
     // In front of it; in a stream, and in sets alone
-    EXPECT_EQ(told(byteStream({spsOf(3), vps(2), PPS_UNIT, idr, idr})), finding);
-    EXPECT_EQ(told(byteStream({spsOf(3), vps(3), PPS_UNIT, idr})), "");
-    EXPECT_EQ(told(byteStream({spsOf(3), vps(2)})), finding);
-    EXPECT_EQ(told(byteStream({spsOf(3), vps(3)})), "");
+    EXPECT_EQ(toldOf(byteStream({spsOf(3), vps(2), PPS_UNIT, IDR, IDR})), finding);
+    EXPECT_EQ(toldOf(byteStream({spsOf(3), vps(3), PPS_UNIT, IDR})), "");
+    EXPECT_EQ(toldOf(byteStream({spsOf(3), vps(2)})), finding);
+    EXPECT_EQ(toldOf(byteStream({spsOf(3), vps(3)})), "");
     // Of the VPSs that come, the one that the picture has
-    EXPECT_EQ(told(byteStream({spsOf(3), vps(2), vps(3), PPS_UNIT, idr})), "");
-    EXPECT_EQ(told(byteStream({vps(3), spsOf(3), PPS_UNIT, idr, vps(2), idr})), finding);
+    EXPECT_EQ(toldOf(byteStream({spsOf(3), vps(2), vps(3), PPS_UNIT, IDR})), "");
+    EXPECT_EQ(toldOf(byteStream({vps(3), spsOf(3), PPS_UNIT, IDR, vps(2), IDR})), finding);
     // Once, and under its own id
     const Bytes ppsOfSps1 = nalUnit(PPS_NUT, write(PpsSyntax{.pps_seq_parameter_set_id = 1}));
-    EXPECT_EQ(told(byteStream({vps(3), spsOf(3, 1), ppsOfSps1, idr, vps(2), idr, idr})), "1" + finding.substr(1));
+    EXPECT_EQ(toldOf(byteStream({vps(3), spsOf(3, 1), ppsOfSps1, IDR, vps(2), IDR, IDR})), "1" + finding.substr(1));
     // Not what was told with the SPS that came behind it
-    EXPECT_EQ(told(byteStream({vps(4), spsOf(3, 1), ppsOfSps1, idr, vps(2), spsOf(4, 1), idr})), "");
+    EXPECT_EQ(toldOf(byteStream({vps(4), spsOf(3, 1), ppsOfSps1, IDR, vps(2), spsOf(4, 1), IDR})), "");
     // A repeat of the VPS changes nothing, shown again or not
-    EXPECT_EQ(told(byteStream({vps(2), spsOf(3), PPS_UNIT, idr, vps(2), idr})), "");
-    EXPECT_EQ(told(byteStream({vps(2), spsOf(3), PPS_UNIT, idr, vps(2), idr}), {.bRepeats = true}), "");
+    EXPECT_EQ(toldOf(byteStream({vps(2), spsOf(3), PPS_UNIT, IDR, vps(2), IDR})), "");
+    EXPECT_EQ(toldOf(byteStream({vps(2), spsOf(3), PPS_UNIT, IDR, vps(2), IDR}), {.bRepeats = true}), "");
     // Not one that only comes between two sequences of other sets, or of another id
-    EXPECT_EQ(told(byteStream({vps(3), spsOf(3), PPS_UNIT, idr, vps(2), spsOf(2), idr})), "");
-    EXPECT_EQ(told(byteStream({vps(3), spsOf(3), PPS_UNIT, idr, vps(2, 1), idr})), "");
-    EXPECT_EQ(told(byteStream({vps(3), spsOf(3), spsOf(3, 1), PPS_UNIT, idr, vps(2), spsOf(2), idr})), "");
+    EXPECT_EQ(toldOf(byteStream({vps(3), spsOf(3), PPS_UNIT, IDR, vps(2), spsOf(2), IDR})), "");
+    EXPECT_EQ(toldOf(byteStream({vps(3), spsOf(3), PPS_UNIT, IDR, vps(2, 1), IDR})), "");
+    EXPECT_EQ(toldOf(byteStream({vps(3), spsOf(3), spsOf(3, 1), PPS_UNIT, IDR, vps(2), spsOf(2), IDR})), "");
+}
+
+// 7.4.3.3.1: a PPS is held against the SPS that it is used with, also when that comes behind it.
+TEST(Inspector, HoldsAPpsAgainstAnSpsThatComesLater)
+{
+    const auto spsOf = [](unsigned log2_diff_max_min_luma_coding_block_size, unsigned uiId = 0, unsigned uiLayer = 0) {
+        SpsSyntax syntax;
+        syntax.sps_seq_parameter_set_id = uiId;
+        syntax.log2_diff_max_min_luma_coding_block_size = log2_diff_max_min_luma_coding_block_size;
+        return nalUnit(NalUnitHeaderSyntax{.nal_unit_type = SPS_NUT, .nuh_layer_id = uiLayer}, write(syntax).bytes());
+    };
+    const auto ppsOf =
+        [](unsigned diff_cu_qp_delta_depth, unsigned uiId = 0, unsigned uiSps = 0, unsigned uiLayer = 0) {
+            PpsSyntax syntax;
+            syntax.pps_pic_parameter_set_id = uiId;
+            syntax.pps_seq_parameter_set_id = uiSps;
+            syntax.diff_cu_qp_delta_depth = diff_cu_qp_delta_depth;
+            return nalUnit(NalUnitHeaderSyntax{.nal_unit_type = PPS_NUT, .nuh_layer_id = uiLayer},
+                           write(syntax).bytes());
+        };
+    const std::string finding = "0.diff_cu_qp_delta_depth ";
+    EXPECT_EQ(toldOf(byteStream({VPS_UNIT, spsOf(3), ppsOf(3), IDR, spsOf(1), IDR, IDR})), finding);
+    EXPECT_EQ(toldOf(byteStream({VPS_UNIT, spsOf(3), ppsOf(1), IDR, spsOf(1), IDR})), "");
+    // Not without a picture, and not when the PPS is sent again: then it is told with the PPS
+    EXPECT_EQ(toldOf(byteStream({VPS_UNIT, spsOf(3), ppsOf(3), IDR, spsOf(1)})), "");
+    EXPECT_EQ(toldOf(byteStream({VPS_UNIT, spsOf(3), ppsOf(3), IDR, spsOf(1), ppsOf(3), IDR})), "");
+    EXPECT_EQ(toldOf(byteStream({VPS_UNIT, spsOf(3), ppsOf(3), IDR, spsOf(1), ppsOf(1), IDR})), "");
+    // Of the SPSs that come, the one that the picture has
+    EXPECT_EQ(toldOf(byteStream({VPS_UNIT, spsOf(3), ppsOf(3), IDR, spsOf(1), spsOf(3), IDR})), "");
+    EXPECT_EQ(toldOf(byteStream({VPS_UNIT, spsOf(3), ppsOf(3), IDR, spsOf(3), IDR}), {.bRepeats = true}), "");
+    EXPECT_EQ(toldOf(byteStream({VPS_UNIT, spsOf(3), ppsOf(3), IDR, spsOf(1, 1), IDR})), "");
+    // Not what was told already, and not of a PPS that no picture names
+    EXPECT_EQ(toldOf(byteStream({VPS_UNIT, spsOf(1), ppsOf(3), IDR, spsOf(0), IDR})), finding);
+    EXPECT_EQ(toldOf(byteStream({VPS_UNIT, spsOf(1), ppsOf(3), IDR, sps(128), IDR})), "");
+    EXPECT_EQ(toldOf(byteStream({VPS_UNIT, spsOf(3), ppsOf(1), ppsOf(3, 1), IDR, spsOf(1), IDR})), "");
+    // One that waits for its SPS: told with it in layer 0, here of other layers; also in sets alone
+    EXPECT_EQ(toldOf(byteStream({VPS_UNIT, ppsOf(3), spsOf(1), IDR})), "");
+    EXPECT_EQ(toldOf(byteStream({VPS_UNIT, ppsOf(3, 5, 1, 1), spsOf(1, 1, 1)})), "5" + finding.substr(1));
+    EXPECT_EQ(toldOf(byteStream({VPS_UNIT, ppsOf(3), ppsOf(1), spsOf(1), IDR, spsOf(2), IDR})), "");
+    // Without checks nothing
+    EXPECT_EQ(toldOf(byteStream({VPS_UNIT, spsOf(3), ppsOf(3), IDR, spsOf(1), IDR}), {.bChecks = false}), "");
 }
 
 // Slices tell which sets are in use; a PPS that waits for its SPS is there all the same.
 TEST(Inspector, TellsOfSetsThatSlicesNeed)
 {
-    const Bytes slice = {0x26, 0x01, 0xAF, 0x00, 0x10}; // IDR_W_RADL, PPS 0
     const auto findings = [&](const Bytes& stream) {
         CParameterSetStream reader({});
         CInspector inspector({});
@@ -215,11 +258,11 @@ TEST(Inspector, TellsOfSetsThatSlicesNeed)
         drain();
         return messages;
     };
-    EXPECT_EQ(findings(byteStream({VPS_UNIT, sps(64), PPS_UNIT, slice})), std::vector<std::string>{});
-    EXPECT_EQ(findings(byteStream({VPS_UNIT, PPS_UNIT, sps(64), slice})), std::vector<std::string>{});
-    EXPECT_FALSE(findings(byteStream({VPS_UNIT, sps(64), slice})).empty());
+    EXPECT_EQ(findings(byteStream({VPS_UNIT, sps(64), PPS_UNIT, IDR})), std::vector<std::string>{});
+    EXPECT_EQ(findings(byteStream({VPS_UNIT, PPS_UNIT, sps(64), IDR})), std::vector<std::string>{});
+    EXPECT_FALSE(findings(byteStream({VPS_UNIT, sps(64), IDR})).empty());
     // A PPS without any SPS is there for the slice.
-    for (const std::string& message : findings(byteStream({VPS_UNIT, PPS_UNIT, slice})))
+    for (const std::string& message : findings(byteStream({VPS_UNIT, PPS_UNIT, IDR})))
         EXPECT_EQ(message.find("a slice names PPS 0"), std::string::npos) << message;
 }
 

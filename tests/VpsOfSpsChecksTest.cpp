@@ -80,6 +80,32 @@ TEST(VpsOfSpsChecks, HoldTheTiming)
                            "vps_poc_proportional_to_timing_flag=1"));
 }
 
+// 7.4.3.1: level 3.1 has room for 6 pictures of 1280x768, for 8 of 1280x576.
+TEST(VpsOfSpsChecks, HoldThePictureBufferOfTheVpsAgainstTheLevel)
+{
+#define SIZE(W, H) "pic_width_in_luma_samples=" #W " pic_height_in_luma_samples=" #H " "
+    const SequenceParameterSet base = with(sps(), PTL "general_level_idc=93");
+    VideoParameterSet larger = with(vps(), PTL "general_level_idc=93 vps_max_dec_pic_buffering_minus1[1]=7");
+    const ChecksRow aHighest[] = {
+        {SIZE(1280, 576), ""},
+        {SIZE(1280, 584), "error - [7.4.3.1]"},
+    };
+    expectRowsWithVps(base, aHighest, larger);
+    larger.vps_max_dec_pic_buffering_minus1[0] = 7;
+    const ChecksRow aLowest[] = {
+        {SIZE(1280, 584), "error - [7.4.3.1]"},
+        // The SPS has it too, or its pictures are too large for anything.
+        {SIZE(1280, 584) "sps_max_dec_pic_buffering_minus1[0]=7", "error sps_max_dec_pic_buffering_minus1[0] [A.4.2]"},
+        {SIZE(1280, 776), "error pic_width_in_luma_samples [A.4.1]"},
+    };
+    larger.vps_max_dec_pic_buffering_minus1[1] = 5;
+    expectRowsWithVps(base, aLowest, larger);
+    larger.vps_max_dec_pic_buffering_minus1[0] = 16; // an error of the VPS alone
+    const ChecksRow aFar[] = {{SIZE(1280, 584), ""}};
+    expectRowsWithVps(base, aFar, larger);
+#undef SIZE
+}
+
 // G.11.1.1: the profile of a layer is what an output layer set gives it.
 TEST(VpsOfSpsChecks, HoldTheCtbOfALayer)
 {
@@ -163,6 +189,32 @@ TEST_F(VpsOfSpsChecksOfLayers, HoldTheSmallestBlockOfALayer)
          "error log2_min_luma_coding_block_size_minus3 [7.4.3.2.1]"},
     };
     expectLayerRows(aRows);
+}
+
+// A.4.1: level 3 has two columns and two rows of tiles.
+TEST_F(VpsOfSpsChecksOfLayers, HoldTheTilesOfALayer)
+{
+    RepFormat& format = m_vps.vps_extension->rep_format.at(0);
+    format.pic_width_vps_in_luma_samples = 1024;
+    format.pic_height_vps_in_luma_samples = 512;
+    for (ProfileTierLevel& ptl : m_vps.vps_extension->profile_tier_level)
+        ptl.general_level_idc = 90;
+    Context context;
+    context.apVps[m_vps.vps_video_parameter_set_id] = &m_vps;
+    SequenceParameterSet layer = sps();
+    layer.nal_unit_header.nuh_layer_id = 1;
+    layer.sps_video_parameter_set_id = m_vps.vps_video_parameter_set_id;
+    const SequenceParameterSet layerSps = with(layer, "sps_ext_or_max_sub_layers_minus1=7", context);
+    PictureParameterSet pps = legalPps();
+    pps.nal_unit_header.nuh_layer_id = 1;
+    const ChecksRow aRows[] = {
+        {"tiles_enabled_flag=1 num_tile_columns_minus1=1 num_tile_rows_minus1=1", ""},
+        {"tiles_enabled_flag=1 num_tile_columns_minus1=2", "error num_tile_columns_minus1 [A.4.1]"},
+        {"tiles_enabled_flag=1 num_tile_rows_minus1=2", "error num_tile_rows_minus1 [A.4.1]"},
+    };
+    expectRows(pps, aRows, [&](const auto& set, const auto& nalUnit, auto& findings) {
+        check(set, nalUnit, &layerSps, findings, &m_vps);
+    });
 }
 
 // An SPS of another layer that has a profile of its own

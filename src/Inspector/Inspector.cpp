@@ -18,6 +18,7 @@ constexpr std::size_t IDS = 256; // of any type, as the records have them
 constexpr std::size_t TYPES = 3; // VPS, SPS, PPS
 constexpr std::size_t VPS_IDS = 16;
 constexpr std::size_t SPS_IDS = 16;
+constexpr std::size_t PPS_IDS = 64;
 
 std::size_t typeIndex(const ParameterSetEvent& event)
 {
@@ -37,16 +38,27 @@ std::optional<std::size_t> idOf(const ParameterSetEvent& event)
 
 } // namespace
 
-// The sets that others refer to, of all layers: they share their ids (F.7.4.1.4.1).
+// A PPS that pictures can name.
+struct HeldPps
+{
+    PictureParameterSet set;
+    std::uint64_t ulOffset = 0;
+    bool bUnheld = false;          // not checked with the SPS that is in force now
+    bool bWaits = false;           // it came in front of any SPS of its own
+    std::vector<std::string> told; // messages of what was found, mostly none
+};
+
+// The sets in force, of all layers: they share their ids (F.7.4.1.4.1).
 struct CInspector::Tables
 {
     std::array<std::unique_ptr<VideoParameterSet>, VPS_IDS> apVps;
     std::array<std::unique_ptr<SequenceParameterSet>, SPS_IDS> apSps;
+    std::array<std::unique_ptr<HeldPps>, PPS_IDS> apPps;
 
     // What is being read. It changes places with the set in force when it is good.
     std::unique_ptr<VideoParameterSet> pVps = std::make_unique<VideoParameterSet>();
     std::unique_ptr<SequenceParameterSet> pSps = std::make_unique<SequenceParameterSet>();
-    PictureParameterSet pps;
+    std::unique_ptr<HeldPps> pPps = std::make_unique<HeldPps>();
 
     CActiveSets active;
 
@@ -58,6 +70,14 @@ struct CInspector::Tables
     // By type and id, the reading whose content is in force here; 0: none, or one of another layer.
     std::array<std::array<std::uint64_t, IDS>, TYPES> aulReadings{};
 
+    [[nodiscard]] const SequenceParameterSet* spsOf(const PictureParameterSet& pps) const
+    {
+        return pps.pps_seq_parameter_set_id < SPS_IDS ? apSps[pps.pps_seq_parameter_set_id].get() : nullptr;
+    }
+    [[nodiscard]] const VideoParameterSet* vpsOf(const SequenceParameterSet& sps) const
+    {
+        return apVps[sps.sps_video_parameter_set_id % VPS_IDS].get();
+    }
     [[nodiscard]] Context context() const
     {
         Context context;
@@ -127,7 +147,7 @@ InspectedSet CInspector::onSet(const ParameterSetEvent& event)
         readSps(set, event, bCheck, bEnter);
         break;
     default:
-        readPps(set, bCheck);
+        readPps(set, event, bCheck, bEnter);
         break;
     }
     noteReading(event);
@@ -160,9 +180,11 @@ void CInspector::onOtherUnit(const h265_stream::NalUnit& unit)
     if (unit.header.nal_unit_type == PPS_NUT)
         return watchPps(unit);
     m_ulWatched = unit.ulOffset;
-    const std::optional<unsigned> uiSps = m_pTables->active.onNalUnit(unit.bytes, unit.ulOffset);
-    if (uiSps && (m_pTables->uiUnheldSps >> *uiSps & 1) != 0)
-        holdAgainstVps(*uiSps);
+    const std::optional<PictureSets> used = m_pTables->active.onNalUnit(unit.bytes, unit.ulOffset);
+    if (used && (m_pTables->uiUnheldSps >> used->uiSps & 1) != 0)
+        holdAgainstVps(used->uiSps);
+    if (used)
+        holdAgainstSps(used->uiPps);
 }
 
 // A picture uses an SPS with a VPS that came behind it.
@@ -170,8 +192,7 @@ void CInspector::holdAgainstVps(unsigned uiSps)
 {
     Tables& tables = *m_pTables;
     const SequenceParameterSet* const pSps = tables.apSps[uiSps].get();
-    const VideoParameterSet* const pVps =
-        pSps != nullptr ? tables.apVps[pSps->sps_video_parameter_set_id % VPS_IDS].get() : nullptr;
+    const VideoParameterSet* const pVps = pSps != nullptr ? tables.vpsOf(*pSps) : nullptr;
     if (pVps == nullptr)
         return;
     tables.uiUnheldSps &= ~(1U << uiSps);
@@ -182,12 +203,34 @@ void CInspector::holdAgainstVps(unsigned uiSps)
         tables.active.add({SPS_NUT, uiSps, tables.aulSpsOffsets[uiSps], finding});
 }
 
+// A picture uses a PPS with an SPS that came behind it.
+void CInspector::holdAgainstSps(unsigned uiPps)
+{
+    HeldPps* const pPps = m_pTables->apPps[uiPps].get();
+    if (pPps == nullptr || !pPps->bUnheld)
+        return;
+    pPps->bUnheld = false;
+    pPps->bWaits = false;
+    const SequenceParameterSet* const pSps = m_pTables->spsOf(pPps->set);
+    if (pSps == nullptr)
+        return;
+    CFindings findings;
+    checkWithSps(pPps->set, *pSps, m_pTables->vpsOf(*pSps), findings);
+    for (Finding& finding : findings.all()) {
+        if (std::ranges::find(pPps->told, finding.message) != pPps->told.end())
+            continue;
+        pPps->told.push_back(finding.message);
+        finding.message += say(" (with SPS ", pPps->set.pps_seq_parameter_set_id, ", which came behind the PPS)");
+        m_pTables->active.add({PPS_NUT, uiPps, pPps->ulOffset, std::move(finding)});
+    }
+}
+
 void CInspector::watchPps(const h265_stream::NalUnit& unit)
 {
     m_nalUnit.assign(unit.bytes);
-    read(m_pTables->pps, m_nalUnit);
+    read(m_pTables->pPps->set, m_nalUnit);
     InspectedSet set;
-    set.pps = &m_pTables->pps;
+    set.pps = &m_pTables->pPps->set;
     set.pNalUnit = &m_nalUnit;
     watch(set, unit.ulOffset);
 }
@@ -199,6 +242,10 @@ void CInspector::onEnd()
     for (unsigned i = 0; i < SPS_IDS; ++i) {
         if ((m_pTables->uiWaitingSps >> i & 1) != 0) // no picture has used it, as in sets without a stream
             holdAgainstVps(i);
+    }
+    for (unsigned i = 0; i < PPS_IDS; ++i) {
+        if (m_pTables->apPps[i] != nullptr && m_pTables->apPps[i]->bWaits)
+            holdAgainstSps(i);
     }
     m_pTables->active.onEnd();
 }
@@ -255,11 +302,12 @@ void CInspector::readSps(InspectedSet& set, const ParameterSetEvent& event, bool
 {
     std::unique_ptr<SequenceParameterSet>& pSps = m_pTables->pSps;
     const bool bWhole = read(*pSps, m_nalUnit, m_pTables->context());
+    const VideoParameterSet* const pVps = m_pTables->vpsOf(*pSps);
     if (bCheck)
-        check(*pSps, m_nalUnit, m_pTables->apVps[pSps->sps_video_parameter_set_id % VPS_IDS].get(), m_findings);
+        check(*pSps, m_nalUnit, pVps, m_findings);
     set.sps = pSps.get();
     if (pSps->pic_width_in_luma_samples != 0 && pSps->pic_height_in_luma_samples != 0) {
-        m_gist = gistOf(*pSps, m_pTables->apVps[pSps->sps_video_parameter_set_id % VPS_IDS].get(), m_nalUnit.rbsp());
+        m_gist = gistOf(*pSps, pVps, m_nalUnit.rbsp());
         if (const std::size_t uiName = m_gist.codecs.find('.'); uiName != std::string::npos)
             m_gist.codecs.replace(0, uiName, m_options.sampleEntry);
         set.pGist = &m_gist;
@@ -267,27 +315,42 @@ void CInspector::readSps(InspectedSet& set, const ParameterSetEvent& event, bool
     if (!bWhole || !bEnter || pSps->sps_seq_parameter_set_id >= SPS_IDS)
         return;
     const unsigned uiId = pSps->sps_seq_parameter_set_id;
-    const bool bWaits = m_pTables->apVps[pSps->sps_video_parameter_set_id % VPS_IDS] == nullptr;
+    const bool bWaits = pVps == nullptr;
     m_pTables->uiUnheldSps &= ~(1U << uiId);
     m_pTables->uiWaitingSps = (m_pTables->uiWaitingSps & ~(1U << uiId)) | (bWaits ? 1U << uiId : 0);
     m_pTables->aulSpsOffsets[uiId] = event.ulOffset;
+    for (const std::unique_ptr<HeldPps>& pPps : m_pTables->apPps) {
+        if (pPps != nullptr && pPps->set.pps_seq_parameter_set_id == uiId)
+            pPps->bUnheld = pPps->bUnheld || !isInForce(event);
+    }
     std::swap(pSps, m_pTables->apSps[uiId]);
     if (pSps == nullptr)
         pSps = std::make_unique<SequenceParameterSet>();
 }
 
-void CInspector::readPps(InspectedSet& set, bool bCheck)
+void CInspector::readPps(InspectedSet& set, const ParameterSetEvent& event, bool bCheck, bool bEnter)
 {
-    PictureParameterSet& pps = m_pTables->pps;
-    read(pps, m_nalUnit);
-    if (bCheck) {
-        const std::uint32_t uiSps = pps.pps_seq_parameter_set_id;
-        const SequenceParameterSet* const pSps = uiSps < SPS_IDS ? m_pTables->apSps[uiSps].get() : nullptr;
-        const VideoParameterSet* const pVps =
-            pSps != nullptr ? m_pTables->apVps[pSps->sps_video_parameter_set_id % VPS_IDS].get() : nullptr;
-        check(pps, m_nalUnit, pSps, m_findings, pVps);
-    }
+    std::unique_ptr<HeldPps>& pPps = m_pTables->pPps;
+    PictureParameterSet& pps = pPps->set;
+    const bool bWhole = read(pps, m_nalUnit);
+    const SequenceParameterSet* const pSps = m_pTables->spsOf(pps);
+    if (bCheck)
+        check(pps, m_nalUnit, pSps, m_findings, pSps != nullptr ? m_pTables->vpsOf(*pSps) : nullptr);
     set.pps = &pps;
+    if (!bWhole || !bEnter || pps.pps_pic_parameter_set_id >= PPS_IDS)
+        return;
+    std::unique_ptr<HeldPps>& pHeld = m_pTables->apPps[pps.pps_pic_parameter_set_id];
+    if (pHeld != nullptr && pHeld->ulOffset > event.ulOffset)
+        return; // it waited for its SPS, and another took its id meanwhile
+    pPps->ulOffset = event.ulOffset;
+    pPps->bWaits = pSps == nullptr && m_options.bChecks;
+    pPps->bUnheld = pPps->bWaits;
+    pPps->told.clear();
+    for (const Finding& finding : m_findings.all())
+        pPps->told.push_back(finding.message);
+    std::swap(pPps, pHeld);
+    if (pPps == nullptr)
+        pPps = std::make_unique<HeldPps>();
 }
 
 void CInspector::count(const InspectedSet& set, const ParameterSetEvent& event, bool bKnown)

@@ -85,9 +85,10 @@ private:
     void noteReading(const h265_stream::ParameterSetEvent& event) noexcept;
     void readVps(InspectedSet& set, const h265_stream::ParameterSetEvent& event, bool bCheck, bool bEnter);
     void readSps(InspectedSet& set, const h265_stream::ParameterSetEvent& event, bool bCheck, bool bEnter);
-    void readPps(InspectedSet& set, bool bCheck);
+    void readPps(InspectedSet& set, const h265_stream::ParameterSetEvent& event, bool bCheck, bool bEnter);
     void watch(const InspectedSet& set, std::uint64_t ulOffset);
     void holdAgainstVps(unsigned uiSps);
+    void holdAgainstSps(unsigned uiPps);
     void watchPps(const h265_stream::NalUnit& unit);
     void count(const InspectedSet& set, const h265_stream::ParameterSetEvent& event, bool bKnown);
 

@@ -169,7 +169,7 @@ void CActiveSets::onSet(const PictureParameterSet& set, const CNalUnit& nalUnit,
     want(m_aWantedSps[uiSps], m_aSps[uiSps].bThere, uiId, ulOffset);
 }
 
-std::optional<unsigned> CActiveSets::onNalUnit(std::span<const unsigned char> nalUnit, std::uint64_t ulOffset)
+std::optional<PictureSets> CActiveSets::onNalUnit(std::span<const unsigned char> nalUnit, std::uint64_t ulOffset)
 {
     if (nalUnit.size() < 2)
         return std::nullopt;
@@ -185,8 +185,8 @@ std::optional<unsigned> CActiveSets::onNalUnit(std::span<const unsigned char> na
     return std::nullopt;
 }
 
-std::optional<unsigned> CActiveSets::onSlice(const NalUnitHeader& header, std::span<const unsigned char> rbsp,
-                                             std::uint64_t ulOffset)
+std::optional<PictureSets> CActiveSets::onSlice(const NalUnitHeader& header, std::span<const unsigned char> rbsp,
+                                                std::uint64_t ulOffset)
 {
     const SliceStart start = readSliceStart(rbsp, header.nal_unit_type);
     if (!start.bWhole)
@@ -226,7 +226,7 @@ bool CActiveSets::beginsSequence(const NalUnitHeader& header, const Layer& layer
 }
 
 // The first slice of a picture.
-std::optional<unsigned> CActiveSets::onPicture(const NalUnitHeader& header, unsigned uiPps, std::uint64_t ulOffset)
+std::optional<PictureSets> CActiveSets::onPicture(const NalUnitHeader& header, unsigned uiPps, std::uint64_t ulOffset)
 {
     Layer& layer = m_aLayers[header.nuh_layer_id];
     Held& pps = m_aPps[uiPps];
@@ -265,7 +265,7 @@ std::optional<unsigned> CActiveSets::onPicture(const NalUnitHeader& header, unsi
         activate(layer.sps, uiSps, sps);
     else
         goOnWithSps(layer, uiSps, uiPps, ulOffset);
-    return uiSps;
+    return PictureSets{uiSps, uiPps};
 }
 
 // What is left when higher layers are taken out of the stream has to have its sets.

@@ -24,6 +24,13 @@ struct SetFinding
     Finding finding;
 };
 
+/// The ids of what a picture uses.
+struct PictureSets
+{
+    unsigned uiSps = 0;
+    unsigned uiPps = 0;
+};
+
 /// 7.4.2.4.2: a parameter set becomes active with the picture that first uses it, and while it is no other
 /// content may be sent under its id: a PPS stays to the end of its picture, SPS and VPS to the end of the
 /// coded video sequence. This is told the NAL units of a stream one after another, and keeps ids and hashes
@@ -38,9 +45,9 @@ public:
     void onSet(const SequenceParameterSet& set, const CNalUnit& nalUnit, std::uint64_t ulOffset);
     void onSet(const PictureParameterSet& set, const CNalUnit& nalUnit, std::uint64_t ulOffset);
 
-    /// Any other NAL unit, or its first bytes: of slices BYTES_OF_SLICE tell enough. The SPS of the picture that
+    /// Any other NAL unit, or its first bytes: of slices BYTES_OF_SLICE tell enough. The sets of the picture that
     /// begins with it; none where none begins, or its sets are not there.
-    std::optional<unsigned> onNalUnit(std::span<const unsigned char> nalUnit, std::uint64_t ulOffset);
+    std::optional<PictureSets> onNalUnit(std::span<const unsigned char> nalUnit, std::uint64_t ulOffset);
     static constexpr std::size_t BYTES_OF_SLICE = 16;
 
     /// The stream ends: tells which sets name others that never came.
@@ -114,9 +121,9 @@ private:
     static void hold(Held& held, const CNalUnit& nalUnit, std::uint64_t ulOffset);
     static void activate(Active& active, unsigned uiId, Held& held);
     static void want(Wanted& wanted, bool bThere, unsigned uiBy, std::uint64_t ulOffset);
-    std::optional<unsigned> onSlice(const NalUnitHeader& header, std::span<const unsigned char> rbsp,
-                                    std::uint64_t ulOffset);
-    std::optional<unsigned> onPicture(const NalUnitHeader& header, unsigned uiPps, std::uint64_t ulOffset);
+    std::optional<PictureSets> onSlice(const NalUnitHeader& header, std::span<const unsigned char> rbsp,
+                                       std::uint64_t ulOffset);
+    std::optional<PictureSets> onPicture(const NalUnitHeader& header, unsigned uiPps, std::uint64_t ulOffset);
     bool beginsSequence(const NalUnitHeader& header, const Layer& layer) const;
     void checkLayer(const NalUnitHeader& header, Held& held, unsigned nal_unit_type, unsigned uiId);
     void checkParallelism(Layer& layer, unsigned uiPps, Held& pps, const Held& sps);

@@ -2,6 +2,7 @@
 #include <array>
 #include <utility>
 
+#include "LevelChecks.h"
 #include "Levels.h"
 #include "ProfileChecks.h"
 #include "SequenceParameterSetChecks.h"
@@ -199,6 +200,7 @@ void checkProfilesOfLayerPps(const PictureParameterSet& s, const SequenceParamet
     CChecks checks(findings, "");
     withFirstClaimOf(vps, s.nal_unit_header.nuh_layer_id, [&](const Claim& claim) {
         checkParallelismOfProfile(s, sps, claim, checks);
+        checkTileCounts(s, claim.ptl.general_level_idc, checks);
     });
 }
 

@@ -122,6 +122,32 @@ void checkDpb(const SequenceParameterSet& s, const Level& level, CChecks& checks
     }
 }
 
+// 7.4.3.1: the buffer that the VPS announces is bounded by the size of the pictures, which the SPS tells.
+void checkDpbOfVps(const SequenceParameterSet& sps, const VideoParameterSet& s, const Level& level, CChecks& checks)
+{
+    const std::uint64_t ulSize = PicSizeInSamplesY(sps);
+    if (ulSize > level.MaxLumaPs)
+        return; // told already
+    const unsigned MaxDpbSize = maxDpbSize(ulSize, level.MaxLumaPs, maxDpbPicBufOf(sps.profile_tier_level));
+    for (unsigned i = 0; i <= s.vps_max_sub_layers_minus1; ++i) {
+        const std::uint32_t uiNeeded = s.vps_max_dec_pic_buffering_minus1[i];
+        const bool bAsSps = i <= sps.sps_max_sub_layers_minus1 && uiNeeded <= sps.sps_max_dec_pic_buffering_minus1[i];
+        if (uiNeeded < MaxDpbSize || uiNeeded >= LIMIT_OF_ALL || bAsSps)
+            continue;
+        checks.error("7.4.3.1",
+                     say("the VPS announces a picture buffer of ",
+                         uiNeeded + 1,
+                         " for sub-layer ",
+                         i,
+                         ", level ",
+                         level.pName,
+                         " allows ",
+                         MaxDpbSize,
+                         " of this size"));
+        return;
+    }
+}
+
 // A.4.1, A.4.2: the pictures of a sub-layer are as large as all others, and so is the room they take.
 void checkSubLayerLevels(const SequenceParameterSet& sps, CChecks checks)
 {
@@ -304,6 +330,15 @@ void checkLevelOfSps(const SequenceParameterSet& s, CFindings& findings)
     checkSampleRate(s, *pLevel, checks);
 }
 
+void checkLevelOfVpsOfSps(const SequenceParameterSet& s, const VideoParameterSet& vps, CFindings& findings)
+{
+    const ProfileTierLevel& ptl = s.profile_tier_level;
+    const Level* const pLevel = ptl.general_profile_space == 0 ? findLevel(ptl.general_level_idc) : nullptr;
+    CChecks checks(findings, "");
+    if (s.nal_unit_header.nuh_layer_id == 0 && pLevel != nullptr)
+        checkDpbOfVps(s, vps, *pLevel, checks);
+}
+
 void checkLevelOfVps(const VideoParameterSet& s, CFindings& findings)
 {
     const CChecks checks(findings, "");
@@ -322,12 +357,18 @@ void checkLevelOfVps(const VideoParameterSet& s, CFindings& findings)
 
 void checkLevelOfPps(const PictureParameterSet& s, const SequenceParameterSet& sps, CFindings& findings)
 {
-    if (sps.MultiLayerExtSpsFlag || sps.profile_tier_level.general_profile_space != 0 || !s.tiles_enabled_flag)
-        return;
-    const Level* const pLevel = findLevel(sps.profile_tier_level.general_level_idc);
-    if (pLevel == nullptr)
+    const ProfileTierLevel& ptl = sps.profile_tier_level;
+    if (sps.MultiLayerExtSpsFlag || ptl.general_profile_space != 0)
         return;
     CChecks checks(findings, "");
+    checkTileCounts(s, ptl.general_level_idc, checks);
+}
+
+void checkTileCounts(const PictureParameterSet& s, unsigned general_level_idc, CChecks& checks)
+{
+    const Level* const pLevel = findLevel(general_level_idc);
+    if (pLevel == nullptr || !s.tiles_enabled_flag)
+        return;
     const auto fits = [&](const Level& l) {
         return s.num_tile_columns_minus1 < l.MaxTileCols && s.num_tile_rows_minus1 < l.MaxTileRows;
     };

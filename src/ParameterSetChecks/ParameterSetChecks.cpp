@@ -154,6 +154,23 @@ void finish(const TSet& set, const CNalUnit* pNalUnit, CFindings& findings)
     });
 }
 
+// A PPS with what it refers to; either can be null.
+void checkPpsAndOthers(const PictureParameterSet& set, const SequenceParameterSet* pSps, const VideoParameterSet* pVps,
+                       CFindings& findings)
+{
+    const SequenceParameterSet* const pWhole = pSps != nullptr && !pSps->stop ? pSps : nullptr;
+    checkPictureParameterSet(set, pWhole, findings);
+    if (pWhole != nullptr) {
+        checkProfilesOfPps(set, *pWhole, findings);
+        checkLevelOfPps(set, *pWhole, findings);
+    }
+    if (pVps != nullptr && !pVps->stop) {
+        checkVpsOfPps(set, *pVps, findings);
+        if (pWhole != nullptr)
+            checkProfilesOfLayerPps(set, *pWhole, *pVps, findings);
+    }
+}
+
 } // namespace
 
 void check(const VideoParameterSet& set, const CNalUnit& nalUnit, CFindings& findings)
@@ -177,8 +194,10 @@ void check(const SequenceParameterSet& set, const CNalUnit& nalUnit, const Video
     checkSequenceParameterSet(set, own);
     checkProfilesOfSps(set, own);
     checkLevelOfSps(set, own);
-    if (pVps != nullptr && !pVps->stop)
+    if (pVps != nullptr && !pVps->stop) {
         checkVpsOfSps(set, *pVps, own);
+        checkLevelOfVpsOfSps(set, *pVps, own);
+    }
     if (pVps != nullptr)
         checkProfilesOfLayerSps(set, *pVps, own);
     checkTrailing(set.rbsp_trailing, set.stop, own);
@@ -192,6 +211,7 @@ void checkWithVps(const SequenceParameterSet& set, const VideoParameterSet& vps,
         return;
     CFindings own;
     checkVpsOfSps(set, vps, own);
+    checkLevelOfVpsOfSps(set, vps, own);
     finish(set, nullptr, own);
     findings.append(std::move(own));
 }
@@ -200,20 +220,19 @@ void check(const PictureParameterSet& set, const CNalUnit& nalUnit, const Sequen
            CFindings& findings, const VideoParameterSet* pVps)
 {
     CFindings own;
-    const SequenceParameterSet* const pWhole = pSps != nullptr && !pSps->stop ? pSps : nullptr;
     checkHeader(set.nal_unit_header, true, own);
-    checkPictureParameterSet(set, pWhole, own);
-    if (pWhole != nullptr) {
-        checkProfilesOfPps(set, *pWhole, own);
-        checkLevelOfPps(set, *pWhole, own);
-    }
-    if (pVps != nullptr && !pVps->stop) {
-        checkVpsOfPps(set, *pVps, own);
-        if (pWhole != nullptr)
-            checkProfilesOfLayerPps(set, *pWhole, *pVps, own);
-    }
+    checkPpsAndOthers(set, pSps, pVps, own);
     checkTrailing(set.rbsp_trailing, set.stop, own);
     finish(set, &nalUnit, own);
+    findings.append(std::move(own));
+}
+
+void checkWithSps(const PictureParameterSet& set, const SequenceParameterSet& sps, const VideoParameterSet* pVps,
+                  CFindings& findings)
+{
+    CFindings own;
+    checkPpsAndOthers(set, &sps, pVps, own);
+    finish(set, nullptr, own);
     findings.append(std::move(own));
 }
 

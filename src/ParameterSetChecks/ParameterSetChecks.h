@@ -25,4 +25,9 @@ void checkWithVps(const SequenceParameterSet& set, const VideoParameterSet& vps,
 void check(const PictureParameterSet& set, const CNalUnit& nalUnit, const SequenceParameterSet* pSps,
            CFindings& findings, const VideoParameterSet* pVps = nullptr);
 
+/// Likewise of a whole PPS with an SPS that came behind it, in layers with its VPS. What is wrong with the PPS alone
+/// is told again.
+void checkWithSps(const PictureParameterSet& set, const SequenceParameterSet& sps, const VideoParameterSet* pVps,
+                  CFindings& findings);
+
 } // namespace h265_syntax
