@@ -21,13 +21,7 @@ inline ChildResult h265ps(const std::vector<std::string>& arguments, ChildSetup 
 {
     if (setup.directory.empty())
         setup.directory = CORPUS;
-#ifdef H265PS_EMULATOR // for the program of another platform, which this machine may not run itself
-    std::vector<std::string> emulated = {PROGRAM};
-    emulated.insert(emulated.end(), arguments.begin(), arguments.end());
-    return runChild(H265PS_EMULATOR, emulated, setup);
-#else
     return runChild(PROGRAM, arguments, setup);
-#endif
 }
 
 /// All bytes of a file.
