@@ -589,6 +589,35 @@ TEST(IsoBaseMedia, ReadsImageItemsWhereverTheyLie)
     }
 }
 
+// An item that lies byte by byte in the file, from its end to its beginning: pieces are joined as they are listed.
+TEST(IsoBaseMedia, JoinsAnItemOfManyPieces)
+{
+    const Bytes data = prefixed({VPS, SPS, PPS, IDR});
+    const auto make = [&](std::uint64_t ulData) {
+        Bytes iloc = joined({be(2, 0x4400), be(2, 1), be(2, 1), be(2, 0), be(2, 0), be(2, data.size())});
+        for (std::size_t i = 0; i < data.size(); ++i)
+            iloc = joined({iloc, be(4, ulData + 2 * (data.size() - 1 - i)), be(4, 1)});
+        return box(
+            "meta",
+            {zeros(4),
+             fullBox("hdlr", 0, 0, {zeros(4), text("pict"), zeros(13)}),
+             fullBox("iinf", 0, 0, {be(2, 1), fullBox("infe", 2, 0, {be(2, 1), be(2, 0), text("hvc1"), be(1, 0)})}),
+             fullBox("iloc", 1, 0, {iloc})});
+    };
+    Bytes scattered;
+    for (std::size_t i = data.size(); i-- > 0;) {
+        scattered.push_back(data[i]);
+        scattered.push_back(0xee);
+    }
+    const CContainerRecord record =
+        read(joined({FTYP, make(FTYP.size() + make(0).size() + 8), box("mdat", {scattered})}));
+    ASSERT_EQ(record.m_units.size(), 4U);
+    EXPECT_EQ(record.m_units[0].bytes, VPS);
+    EXPECT_EQ(record.m_units[1].bytes, SPS);
+    EXPECT_EQ(record.m_units[2].bytes, PPS);
+    EXPECT_EQ(record.m_units[3].bytes, IDR);
+}
+
 // Two images of 64x48 and what a grid makes of them, in idat.
 Bytes gridFile(const Bytes& grid, std::uint32_t uiWidth, std::uint32_t uiHeight, unsigned uiImages = 2)
 {

@@ -75,23 +75,27 @@ LocationLayout readLocationLayout(CFieldCursor& cursor)
 class CExtentSource : public CRandomSource
 {
 public:
-    CExtentSource(CRandomSource& source, const std::vector<Extent>& extents) : m_source(source), m_extents(extents) {}
+    CExtentSource(CRandomSource& source, const std::vector<Extent>& extents) : m_source(source), m_extents(extents)
+    {
+        for (const Extent& extent : extents)
+            m_ends.push_back(itemBytes() + extent.ulSize);
+    }
+
+    [[nodiscard]] std::uint64_t itemBytes() const { return m_ends.empty() ? 0 : m_ends.back(); }
 
     std::size_t read(std::uint64_t ulOffset, std::span<unsigned char> to) override
     {
         std::size_t uiDone = 0;
-        for (const Extent& extent : m_extents) {
-            if (ulOffset >= extent.ulSize) {
-                ulOffset -= extent.ulSize;
-                continue;
-            }
-            const std::size_t uiHere =
-                static_cast<std::size_t>(std::min<std::uint64_t>(to.size() - uiDone, extent.ulSize - ulOffset));
-            const std::size_t uiRead = m_source.read(extent.ulOffset + ulOffset, to.subspan(uiDone, uiHere));
+        std::size_t i = static_cast<std::size_t>(std::ranges::upper_bound(m_ends, ulOffset) - m_ends.begin());
+        while (i < m_extents.size() && uiDone < to.size()) {
+            const std::uint64_t ulLeft = m_ends[i] - (ulOffset + uiDone);
+            const auto uiHere = static_cast<std::size_t>(std::min<std::uint64_t>(to.size() - uiDone, ulLeft));
+            const Extent& extent = m_extents[i++];
+            const std::size_t uiRead =
+                m_source.read(extent.ulOffset + extent.ulSize - ulLeft, to.subspan(uiDone, uiHere));
             uiDone += uiRead;
-            if (uiRead < uiHere || uiDone == to.size())
+            if (uiRead < uiHere)
                 break;
-            ulOffset = 0;
         }
         return uiDone;
     }
@@ -100,6 +104,7 @@ public:
 private:
     CRandomSource& m_source;
     const std::vector<Extent>& m_extents;
+    std::vector<std::uint64_t> m_ends; // of each in the item
 };
 
 class CImageItems
@@ -405,11 +410,8 @@ void CImageItems::deliverItem(std::uint32_t uiItem, const Item& item)
                                 0);
         return;
     }
-    std::uint64_t ulSize = 0;
-    for (const Extent& extent : *extents)
-        ulSize += extent.ulSize;
     CExtentSource joined(m_source, *extents);
-    readLengthPrefixedUnits(m_output, place, joined, 0, ulSize, description.uiLengthBytes, std::nullopt);
+    readLengthPrefixedUnits(m_output, place, joined, 0, joined.itemBytes(), description.uiLengthBytes, std::nullopt);
 }
 
 // What a grid claims of its picture, held against its images. Their sizes are held against their sets.
@@ -422,14 +424,11 @@ void CImageItems::checkGrid(std::uint32_t uiItem, const Item& item)
     const auto extents = extentsOf(uiItem, item);
     if (!extents || extents->empty())
         return;
-    std::uint64_t ulSize = 0;
-    for (const Extent& extent : *extents)
-        ulSize += extent.ulSize;
     CExtentSource joined(m_source, *extents);
     const auto tellOfItem = [&](const std::string& path, std::optional<std::uint64_t> ulOffset, std::string message) {
         m_output.finding({ESeverity::Error, path, ulOffset, uiItem, std::move(message)});
     };
-    const auto grid = readImageGrid(joined, 0, ulSize);
+    const auto grid = readImageGrid(joined, 0, joined.itemBytes());
     if (!grid)
         return tellOfItem("grid", extents->front().ulOffset, "ends inside its fields");
     const auto sizeOf = [](const SampleDescription& description) {
