@@ -24,9 +24,12 @@ extern "C" int LLVMFuzzerTestOneInput(const unsigned char* pData, std::size_t ui
     }
     try {
         const EditedStream after = edited(stream, settings, bForce, uiPieceBytes);
-        check(edited(stream, settings, bForce).bytes == after.bytes, "pieces do not change what is written");
-        if (after.outcome.refusals.empty())
-            check(unitsOf(after.bytes).size() == unitsOf(stream).size(), "no NAL unit comes or goes");
+        const EditedStream whole = edited(stream, settings, bForce);
+        check(whole.outcome.refusals.size() == after.outcome.refusals.size(), "pieces do not change what is refused");
+        if (!after.outcome.refusals.empty())
+            return 0; // what was written is of no use
+        check(whole.bytes == after.bytes, "pieces do not change what is written");
+        check(unitsOf(after.bytes).size() == unitsOf(stream).size(), "no NAL unit comes or goes");
     } catch (const h265_inspect::CSettingError&) {
         return 0; // no setting for this stream
     }

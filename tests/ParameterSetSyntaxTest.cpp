@@ -247,6 +247,24 @@ TEST(ParameterSetSyntax, SaysWhereItStopped)
     }
 }
 
+// Whatever the structure held before: no value of another set is taken for one of this.
+TEST(ParameterSetSyntax, LeavesWhatItDidNotReadAsInANewStructure)
+{
+    PictureParameterSet made = CSyntaxGenerator(1).pps();
+    ASSERT_TRUE(assign(made, "pps_cb_qp_offset", -12));
+    ASSERT_TRUE(assign(made, "pps_extension_present_flag", 1));
+    std::vector<unsigned char> nalUnit;
+    ASSERT_FALSE(write(made, nalUnit));
+    PictureParameterSet set;
+    ASSERT_TRUE(read(set, CNalUnit(nalUnit)));
+    ASSERT_EQ(set.pps_cb_qp_offset, -12);
+    const unsigned char aucCut[] = {0x44, 0x01, 0xC0}; // ids 0, and what follows them
+    EXPECT_FALSE(read(set, CNalUnit(aucCut)));
+    EXPECT_TRUE(set.stop);
+    EXPECT_EQ(set.pps_cb_qp_offset, 0);
+    EXPECT_FALSE(set.pps_extension_present_flag);
+}
+
 TEST(ParameterSetSyntax, ShowsTheCountThatItStoppedAt)
 {
     PictureParameterSet made = CSyntaxGenerator(1).pps();

@@ -73,7 +73,7 @@ void locate(TSet& set, const Context& context)
 }
 
 template <class TSet>
-bool readSet(TSet& set, const CNalUnit& nalUnit, const Context& context)
+bool readInto(TSet& set, const CNalUnit& nalUnit, const Context& context)
 {
     set.nal_unit_header = nalUnit.header();
     CReadUse use(nalUnit.rbsp());
@@ -86,6 +86,16 @@ bool readSet(TSet& set, const CNalUnit& nalUnit, const Context& context)
     set.stop.iValue = use.stopValue();
     locate(set, context);
     return false;
+}
+
+template <class TSet>
+bool readSet(TSet& set, const CNalUnit& nalUnit, const Context& context)
+{
+    if (readInto(set, nalUnit, context)) [[likely]]
+        return true;
+    // What could not be read shall not be what the structure held before.
+    set = TSet();
+    return readInto(set, nalUnit, context);
 }
 
 class CTrace : public CTellUse

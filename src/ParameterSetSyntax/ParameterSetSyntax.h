@@ -24,7 +24,7 @@ inline constexpr unsigned SPS_NUT = 33;
 inline constexpr unsigned PPS_NUT = 34;
 
 /// Reads a set into a structure, which may have been used before and keeps its memory. False: it stopped
-/// early, set.stop says where and why, and the elements in front of that are there.
+/// early, set.stop says where and why, and the elements in front of that are there; all others are as in a new one.
 bool read(VideoParameterSet& set, const CNalUnit& nalUnit);
 bool read(SequenceParameterSet& set, const CNalUnit& nalUnit, const Context& context = {});
 bool read(PictureParameterSet& set, const CNalUnit& nalUnit);
