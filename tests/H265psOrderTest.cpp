@@ -90,6 +90,23 @@ TEST_F(H265psOrder, APpsThatIsNotSentAgainBehindAnotherSpsIsAWarning)
     EXPECT_EQ(parseJson(h265ps({"--json", before}).output)["warnings"], Json::array());
 }
 
+// The tiles fitted the pictures of the SPS that came before.
+TEST_F(H265psOrder, APpsThatDoesNotFitTheSpsItIsUsedWithIsToldOfInItsPlace)
+{
+    std::vector<std::string> sets = parameterSetsOf("hm_tiles_columns_only");
+    const std::string idr("\x26\x01\xaf\x00\x10", 5);
+    const std::string before = streamOf({sets[0], sets[1]});
+    const std::string pps = std::to_string(before.size() + 4);
+    const std::string file =
+        make("stale", streamOf({sets[0], sets[1], sets[2], idr, parameterSetsOf("size_64x64_ctu16")[1], idr}));
+    const ChildResult check = h265ps({"check", file});
+    EXPECT_EQ(check.iExitCode, 1);
+    EXPECT_TRUE(contains(check.output, "\n" + file + ":" + pps + ".31: error: num_tile_columns_minus1: "));
+    EXPECT_TRUE(contains(check.output, " (with SPS 0, which came behind the PPS) [A.4.1]\n")) << check.output;
+    EXPECT_TRUE(
+        contains(h265ps({file}).output, "\n  PPS 0 at byte " + pps + ", bit 31: error: num_tile_columns_minus1: "));
+}
+
 TEST_F(H265psOrder, AUnitOfOneByteIsCutOffAndHasNoLayer)
 {
     std::vector<std::string> sets = parameterSetsOf("hm_ldb");

@@ -211,6 +211,8 @@ void CTextReport::addFinding(const h265_inspect::FileFinding& finding)
         place += formatted("{}at byte {}", place.empty() ? "" : " ", *finding.ulOffset);
     else if (finding.ulTrack)
         place += formatted("{}track {}", place.empty() ? "" : " ", *finding.ulTrack);
+    if (!finding.set.empty() && finding.finding.ulBit)
+        place += formatted(", bit {}", *finding.finding.ulBit);
     const std::string line = (place.empty() ? place : place + ": ") + findingText(finding) + "\n";
     if (finding.set.empty() && !m_options.bRecord && !m_output.hasLost() && !isForHead(finding, line))
         m_output.append("\n" + line);
