@@ -78,11 +78,16 @@ std::string toldOf(const Bytes& stream, const InspectOptions& options = {})
         [&](const NalUnit& unit) { inspector.onOtherUnit(unit); });
     inspector.onEnd();
     std::string text;
+    const std::uint64_t ulErrorsOfSets = inspector.counts().ulErrors;
+    std::uint64_t ulErrors = 0;
     for (const h265_syntax::SetFinding& found : inspector.newSetFindings()) {
-        if (found.finding.eSeverity == h265_syntax::ESeverity::Error)
+        if (found.finding.eSeverity == h265_syntax::ESeverity::Error) {
             text += std::to_string(found.uiId) + "." + found.finding.element + " ";
+            ++ulErrors;
+        }
         EXPECT_TRUE(found.finding.element.empty() || found.finding.ulBit);
     }
+    EXPECT_EQ(inspector.counts().ulErrors, ulErrorsOfSets + ulErrors);
     return text;
 }
 
@@ -98,6 +103,8 @@ TEST(Inspector, HasSyntaxAndFindingsOfEachSet)
     EXPECT_EQ(seen[1].pic_width_in_luma_samples, 64U);
     ASSERT_FALSE(seen[1].messages.empty());
     EXPECT_EQ(seen[1].messages[0], "general_level_idc is 94, which is reserved for later editions of H.265");
+    EXPECT_EQ(inspector.counts().ulErrors, 1U);
+    EXPECT_EQ(inspector.counts().ulWarnings, seen[0].messages.size() + seen[1].messages.size() - 1);
     for (const std::uint64_t ulCount : inspector.counts().aulSets)
         EXPECT_EQ(ulCount, 1U);
     EXPECT_EQ(inspector.counts().ulErrors + inspector.counts().ulWarnings,
@@ -176,6 +183,7 @@ TEST(Inspector, HoldsAnSpsAgainstAVpsThatComesLater)
     EXPECT_EQ(toldOf(byteStream({spsOf(3), vps(3), PPS_UNIT, IDR})), "");
     EXPECT_EQ(toldOf(byteStream({spsOf(3), vps(2)})), finding);
     EXPECT_EQ(toldOf(byteStream({spsOf(3), vps(3)})), "");
+    EXPECT_EQ(toldOf(byteStream({spsOf(3), vps(2)}), {.bChecks = false}), "");
     // Of the VPSs that come, the one that the picture has
     EXPECT_EQ(toldOf(byteStream({spsOf(3), vps(2), vps(3), PPS_UNIT, IDR})), "");
     EXPECT_EQ(toldOf(byteStream({vps(3), spsOf(3), PPS_UNIT, IDR, vps(2), IDR})), finding);
@@ -226,6 +234,9 @@ TEST(Inspector, HoldsAPpsAgainstAnSpsThatComesLater)
     EXPECT_EQ(toldOf(byteStream({VPS_UNIT, spsOf(1), ppsOf(3), IDR, spsOf(0), IDR})), finding);
     EXPECT_EQ(toldOf(byteStream({VPS_UNIT, spsOf(1), ppsOf(3), IDR, sps(128), IDR})), "");
     EXPECT_EQ(toldOf(byteStream({VPS_UNIT, spsOf(3), ppsOf(1), ppsOf(3, 1), IDR, spsOf(1), IDR})), "");
+    PpsSyntax broken;
+    broken.pps_cb_qp_offset = 13;
+    EXPECT_EQ(toldOf(byteStream({VPS_UNIT, spsOf(1), nalUnit(PPS_NUT, write(broken)), IDR, spsOf(0), IDR})), "");
     // One that waits for its SPS: told with it in layer 0, here of other layers; also in sets alone
     EXPECT_EQ(toldOf(byteStream({VPS_UNIT, ppsOf(3), spsOf(1), IDR})), "");
     EXPECT_EQ(toldOf(byteStream({VPS_UNIT, ppsOf(3, 5, 1, 1), spsOf(1, 1, 1)})), "5" + finding.substr(1));

@@ -265,6 +265,60 @@ TEST(ParameterSetSyntax, LeavesWhatItDidNotReadAsInANewStructure)
     EXPECT_FALSE(set.pps_extension_present_flag);
 }
 
+// Calls call( general_…, sub_layer_… ) with the constraint flags of the set and of sub-layer 0.
+template <class TCall>
+void forEachConstraint(ProfileTierLevel& s, TCall call)
+{
+    call(s.general_max_12bit_constraint_flag, s.sub_layer_max_12bit_constraint_flag[0]);
+    call(s.general_max_14bit_constraint_flag, s.sub_layer_max_14bit_constraint_flag[0]);
+    call(s.general_one_picture_only_constraint_flag, s.sub_layer_one_picture_only_constraint_flag[0]);
+    call(s.general_reserved_zero_33bits, s.sub_layer_reserved_zero_33bits[0]);
+    call(s.general_reserved_zero_34bits, s.sub_layer_reserved_zero_34bits[0]);
+    call(s.general_reserved_zero_7bits, s.sub_layer_reserved_zero_7bits[0]);
+    call(s.general_reserved_zero_35bits, s.sub_layer_reserved_zero_35bits[0]);
+    call(s.general_reserved_zero_43bits, s.sub_layer_reserved_zero_43bits[0]);
+    call(s.general_inbld_flag, s.sub_layer_inbld_flag[0]);
+    call(s.general_reserved_zero_bit, s.sub_layer_reserved_zero_bit[0]);
+}
+
+// A profile has flags of its own, and none of the set before.
+TEST(ParameterSetSyntax, HasNoFlagsThatTheProfileDoesNotCode)
+{
+    const auto readWith = [](VideoParameterSet& set, std::uint16_t uiProfile) {
+        VideoParameterSet made;
+        made.nal_unit_header.nal_unit_type = VPS_NUT;
+        made.vps_max_sub_layers_minus1 = 1;
+        ProfileTierLevel& ptl = made.profile_tier_level;
+        ptl.sub_layer_profile_present_flag[0] = true;
+        ptl.general_profile_idc = ptl.sub_layer_profile_idc[0] = uiProfile;
+        forEachConstraint(ptl, [](auto& general, auto& subLayer) { general = subLayer = 1; });
+        std::vector<unsigned char> nalUnit;
+        EXPECT_FALSE(write(made, nalUnit));
+        EXPECT_TRUE(read(set, CNalUnit(nalUnit)));
+    };
+    const std::pair<std::uint16_t, const char*> aExpected[] = {{1, "0000000110"},
+                                                               {2, "0010011010"},
+                                                               {4, "1010100010"},
+                                                               {5, "1111000010"},
+                                                               {6, "1010100001"},
+                                                               {12, "0000000101"}};
+    for (const auto& [uiBefore, pBefore] : aExpected) {
+        for (const auto& [uiProfile, pFlags] : aExpected) {
+            VideoParameterSet set;
+            readWith(set, uiBefore);
+            readWith(set, uiProfile);
+            std::string general;
+            std::string subLayer;
+            forEachConstraint(set.profile_tier_level, [&](const auto& ofAll, const auto& ofSubLayer) {
+                general += std::to_string(ofAll);
+                subLayer += std::to_string(ofSubLayer);
+            });
+            EXPECT_EQ(general, pFlags) << uiProfile << " behind " << uiBefore;
+            EXPECT_EQ(subLayer, pFlags) << uiProfile << " behind " << uiBefore;
+        }
+    }
+}
+
 TEST(ParameterSetSyntax, ShowsTheCountThatItStoppedAt)
 {
     PictureParameterSet made = CSyntaxGenerator(1).pps();

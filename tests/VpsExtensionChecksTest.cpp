@@ -105,6 +105,10 @@ const ChecksRow PROFILE_ROWS[] = {
      X"rep_format[1].chroma_format_vps_idc=3", ""},
     {MULTIVIEW X"profile_tier_level[2].general_profile_idc=10 " X"profile_tier_level[2].general_profile_compatibility_flag[10]=1 "
      X"rep_format[1].chroma_format_vps_idc=3", "error " X"rep_format[1].chroma_format_vps_idc [H.11.1.2]"},
+    // A format that codes none is blamed where it has it from.
+    {X"vps_num_rep_formats_minus1=2 " X"vps_rep_format_idx[1]=2 " X"vps_rep_format_idx[2]=2 "
+     X"rep_format[2].pic_width_vps_in_luma_samples=64 " X"rep_format[2].pic_height_vps_in_luma_samples=64 "
+     X"rep_format[1].chroma_format_vps_idc=2", "error " X"rep_format[1].chroma_format_vps_idc [G.11.1.1]"},
     // Level 3.1 of layers 1 and 2: 983040 samples, sides up to 2804
     {X"rep_format[1].pic_width_vps_in_luma_samples=1280 " X"rep_format[1].pic_height_vps_in_luma_samples=768", ""},
     {X"rep_format[1].pic_width_vps_in_luma_samples=1280 " X"rep_format[1].pic_height_vps_in_luma_samples=769", "error " X"rep_format[1].pic_width_vps_in_luma_samples [A.4.1]"},

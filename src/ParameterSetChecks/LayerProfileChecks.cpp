@@ -173,9 +173,14 @@ void checkProfilesOfLayers(const VideoParameterSet& vps, const CChecks& checks)
             return;
         CChecks inside = checks.inside("rep_format", uiFormat);
         const RepFormat& format = s.rep_format[uiFormat];
+        // F.7.4.3.1.2: what it does not code is that of the one in front of it.
+        unsigned uiCoded = uiFormat;
+        while (uiCoded > 0 && !s.rep_format[uiCoded].chroma_and_bit_depth_vps_present_flag)
+            --uiCoded;
+        CChecks insideCoded = checks.inside("rep_format", uiCoded);
         forEachClaimOfLayer(ptl, uiLayer, [&](const Claim& claim) {
-            if (!fits(format, claim) && !std::exchange(abFormatTold[uiFormat], true))
-                checkFormat(format, claim, inside);
+            if (!fits(format, claim) && !std::exchange(abFormatTold[uiCoded], true))
+                checkFormat(format, claim, insideCoded);
         });
         const Level* const pLevel = ptl.general_profile_space == 0 ? findLevel(ptl.general_level_idc) : nullptr;
         if (pLevel != nullptr && !fits(format, *pLevel) && !std::exchange(abSizeTold[uiFormat], true))

@@ -14,11 +14,12 @@ namespace {
 void checkRange(const PictureParameterSet& pps, const SequenceParameterSet* pSps, CChecks checks)
 {
     const PpsRangeExtension& s = pps.pps_range_extension;
-    RANGE(chroma_qp_offset_list_len_minus1, 0, 5, "7.4.3.3.2");
-    for (unsigned i = 0; s.chroma_qp_offset_list_enabled_flag && i <= std::min(s.chroma_qp_offset_list_len_minus1, 5U);
-         ++i) {
-        RANGE_1(cb_qp_offset_list, i, -12, 12, "7.4.3.3.2");
-        RANGE_1(cr_qp_offset_list, i, -12, 12, "7.4.3.3.2");
+    if (s.chroma_qp_offset_list_enabled_flag) {
+        RANGE(chroma_qp_offset_list_len_minus1, 0, 5, "7.4.3.3.2");
+        for (unsigned i = 0; i <= std::min(s.chroma_qp_offset_list_len_minus1, 5U); ++i) {
+            RANGE_1(cb_qp_offset_list, i, -12, 12, "7.4.3.3.2");
+            RANGE_1(cr_qp_offset_list, i, -12, 12, "7.4.3.3.2");
+        }
     }
     if (pSps == nullptr)
         return;

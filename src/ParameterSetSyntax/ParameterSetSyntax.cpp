@@ -73,29 +73,36 @@ void locate(TSet& set, const Context& context)
 }
 
 template <class TSet>
-bool readInto(TSet& set, const CNalUnit& nalUnit, const Context& context)
+EStop readInto(TSet& set, CReadUse& use, const Context& context)
 {
-    set.nal_unit_header = nalUnit.header();
-    CReadUse use(nalUnit.rbsp());
     describe<CReadUse>(use, set, context);
     use.trailing(set.rbsp_trailing);
-    set.stop.eStop = use.stopped();
-    if (use.stopped() == EStop::none) [[likely]]
-        return true;
+    return use.stopped();
+}
+
+// Reads a set that stops early once more: what it does not have shall not be what the structure held before.
+template <class TSet>
+[[gnu::noinline, gnu::cold]] void readAnew(TSet& set, const CNalUnit& nalUnit, const Context& context)
+{
+    set = TSet();
+    set.nal_unit_header = nalUnit.header();
+    CReadUse use(nalUnit.rbsp());
+    set.stop.eStop = readInto(set, use, context);
     set.stop.uiBit = use.stopBit();
     set.stop.iValue = use.stopValue();
     locate(set, context);
-    return false;
 }
 
 template <class TSet>
 bool readSet(TSet& set, const CNalUnit& nalUnit, const Context& context)
 {
-    if (readInto(set, nalUnit, context)) [[likely]]
+    set.nal_unit_header = nalUnit.header();
+    CReadUse use(nalUnit.rbsp());
+    set.stop.eStop = readInto(set, use, context);
+    if (set.stop.eStop == EStop::none) [[likely]]
         return true;
-    // What could not be read shall not be what the structure held before.
-    set = TSet();
-    return readInto(set, nalUnit, context);
+    readAnew(set, nalUnit, context);
+    return false;
 }
 
 class CTrace : public CTellUse

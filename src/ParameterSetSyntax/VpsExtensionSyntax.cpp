@@ -239,6 +239,8 @@ void vps_extension(TUse& use, Of<TUse, VideoParameterSet>& vps)
     }
 }
 
+const RepFormat NO_FORMAT;
+
 // F.7.3.2.1.2
 template <class TUse>
 void rep_format(TUse& use, Of<TUse, RepFormat>& s, unsigned i, const RepFormat* pPrevious)
@@ -255,11 +257,12 @@ void rep_format(TUse& use, Of<TUse, RepFormat>& s, unsigned i, const RepFormat* 
             INFER(separate_colour_plane_vps_flag, 0); // F.7.4.3.1.2
         U(4, bit_depth_vps_luma_minus8);
         U(4, bit_depth_vps_chroma_minus8);
-    } else if (pPrevious != nullptr) {
-        INFER(chroma_format_vps_idc, pPrevious->chroma_format_vps_idc);                   // F.7.4.3.1.2
-        INFER(separate_colour_plane_vps_flag, pPrevious->separate_colour_plane_vps_flag); // F.7.4.3.1.2
-        INFER(bit_depth_vps_luma_minus8, pPrevious->bit_depth_vps_luma_minus8);           // F.7.4.3.1.2
-        INFER(bit_depth_vps_chroma_minus8, pPrevious->bit_depth_vps_chroma_minus8);       // F.7.4.3.1.2
+    } else {
+        const RepFormat& previous = pPrevious != nullptr ? *pPrevious : NO_FORMAT;      // the first shall have its own
+        INFER(chroma_format_vps_idc, previous.chroma_format_vps_idc);                   // F.7.4.3.1.2
+        INFER(separate_colour_plane_vps_flag, previous.separate_colour_plane_vps_flag); // F.7.4.3.1.2
+        INFER(bit_depth_vps_luma_minus8, previous.bit_depth_vps_luma_minus8);           // F.7.4.3.1.2
+        INFER(bit_depth_vps_chroma_minus8, previous.bit_depth_vps_chroma_minus8);       // F.7.4.3.1.2
     }
     FLAG(conformance_window_vps_flag);
     if (s.conformance_window_vps_flag) {
