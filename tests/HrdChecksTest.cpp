@@ -69,6 +69,11 @@ const ChecksRow LEVEL_ROWS[] = {
     {VCL"cpb_size_value_minus1[0]=93750", "error " VCL"cpb_size_value_minus1[0] [A.4.1]"},
     // One CPB within the level is enough.
     {HRD"vcl_hrd_parameters_present_flag=0 " HRD"cpb_cnt_minus1[0]=1 " NAL"bit_rate_value_minus1[1]=900000", ""},
+#define SECOND HRD"vcl_hrd_parameters_present_flag=0 " HRD"cpb_cnt_minus1[0]=1 " NAL"cpb_size_value_minus1[0]=103125 "
+    {SECOND NAL"bit_rate_value_minus1[1]=25780 " NAL"cpb_size_value_minus1[1]=103124", ""},
+    {SECOND NAL"bit_rate_value_minus1[1]=25780 " NAL"cpb_size_value_minus1[1]=103125", "error " NAL"cpb_size_value_minus1[0] [A.4.1]"},
+    {SECOND NAL"bit_rate_value_minus1[1]=25781 " NAL"cpb_size_value_minus1[1]=103124", "error " NAL"cpb_size_value_minus1[0] [A.4.1]"},
+#undef SECOND
     {HRD"vcl_hrd_parameters_present_flag=0 " HRD"bit_rate_scale=15 " NAL"bit_rate_value_minus1[0]=4294967294", "error " NAL"bit_rate_value_minus1[0] [A.4.1]"},
 };
 // clang-format on

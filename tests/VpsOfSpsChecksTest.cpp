@@ -211,6 +211,10 @@ TEST_F(VpsOfSpsChecksOfLayers, HoldTheTilesOfALayer)
         {"tiles_enabled_flag=1 num_tile_columns_minus1=1 num_tile_rows_minus1=1", ""},
         {"tiles_enabled_flag=1 num_tile_columns_minus1=2", "error num_tile_columns_minus1 [A.4.1]"},
         {"tiles_enabled_flag=1 num_tile_rows_minus1=2", "error num_tile_rows_minus1 [A.4.1]"},
+        // G.11.1.1, as in Main
+        {"entropy_coding_sync_enabled_flag=1", ""},
+        {"tiles_enabled_flag=1 num_tile_columns_minus1=1 entropy_coding_sync_enabled_flag=1",
+         "error entropy_coding_sync_enabled_flag [G.11.1.1]"},
     };
     expectRows(pps, aRows, [&](const auto& set, const auto& nalUnit, auto& findings) {
         check(set, nalUnit, &layerSps, findings, &m_vps);
