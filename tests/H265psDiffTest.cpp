@@ -111,10 +111,10 @@ TEST(H265psDiff, EndsWithTwoForWhatIsNotThere)
         {"hm_ldb.hevc@0", "hm_ldb.hevc: there is no parameter set in front of byte 0\n"},
         {"hm_ldb.hevc#sp0", "hm_ldb.hevc#sp0: behind # stands a set, as in #vps0, #sps1, #pps63\n"},
         {"hm_ldb.hevc@x", "hm_ldb.hevc@x: behind @ stands the offset of a byte, as in @4096\n"},
-        {"missing.hevc", "missing.hevc: No such file or directory\n"},
-        {"missing.hevc#sps0", "missing.hevc: No such file or directory\n"},
+        {"missing.hevc", "missing.hevc: no such file or directory\n"},
+        {"missing.hevc#sps0", "missing.hevc: no such file or directory\n"},
         {"MANIFEST.md", "MANIFEST.md: there is no parameter set\n"},
-        {".", ".: Is a directory\n"},
+        {".", ".: is a directory\n"},
     };
     for (const Words& c : aaCases) {
         for (const Words& arguments : {Words{c[0], "hm_ldb.hevc"}, Words{"hm_ldb.hevc", c[0]}}) {

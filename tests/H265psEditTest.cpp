@@ -160,10 +160,10 @@ TEST_F(H265psEdit, WritesRegularFilesOnly)
     const Names aaCases[] = {
         {"-", "standard output: what is written goes to a file"},
         {"/dev/null", "/dev/null: it is no regular file"},
-        {"directory", "directory: Is a directory"},
+        {"directory", "directory: is a directory"},
         {"dangling", "dangling: it is a link to a file that is not there"},
-        {"no/out.hevc", "no/out.hevc: No such file or directory"},
-        {"in.hevc/out.hevc", "in.hevc/out.hevc: Not a directory"},
+        {"no/out.hevc", "no/out.hevc: no such file or directory"},
+        {"in.hevc/out.hevc", "in.hevc/out.hevc: not a directory"},
     };
     for (const Names& c : aaCases) {
         const ChildResult result = edit({"in.hevc", "-o", c[0]});
@@ -207,7 +207,7 @@ TEST_F(H265psEdit, LeavesNothingBehindWhenTheFileMayNotGrow)
     const ChildResult result =
         runChild("/bin/sh", {"-c", "ulimit -f 8; exec " + PROGRAM + " edit in.hevc -o out.hevc 2>&1"}, setup);
     EXPECT_EQ(result.iExitCode, 2);
-    EXPECT_EQ(result.output, "h265ps: error: out.hevc: File too large\n");
+    EXPECT_EQ(result.output, "h265ps: error: out.hevc: file too large\n");
     EXPECT_EQ(content("out.hevc"), "was here");
     EXPECT_EQ(files(), (Names{"in.hevc", "out.hevc"}));
 }
@@ -241,8 +241,8 @@ TEST_F(H265psEdit, SaysWhatIsNoStream)
         {"empty", "empty: there is no parameter set in it\n"},
         {"text", "text: there is no parameter set in it\n"},
         {"movie", "movie: there is no parameter set in it\n"},
-        {"missing", "missing: No such file or directory\n"},
-        {".", ".: Is a directory\n"},
+        {"missing", "missing: no such file or directory\n"},
+        {".", ".: is a directory\n"},
     };
     for (const Names& c : aaCases) {
         const ChildResult result = edit({c[0], "-o", "out.hevc"});

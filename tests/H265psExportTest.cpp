@@ -85,7 +85,7 @@ TEST_F(H265psExport, WritesAFileAsAWholeOrNotAtAll)
     EXPECT_EQ(same.error, "h265ps: error: in.hevc: it is the file that is read; what is written goes to another one\n");
     EXPECT_EQ(content("in.hevc"), contentOf(CORPUS / "deblock_off.hevc"));
     EXPECT_EQ(run({"in.hevc", "--as", "hvcc", "-o", "no/such"}).error,
-              "h265ps: error: no/such: No such file or directory\n");
+              "h265ps: error: no/such: no such file or directory\n");
     (void)make("pps.hevc", std::string("\0\0\1\x44\1\xc1\x72\xb4\x74\x90", 10));
     EXPECT_EQ(run({"pps.hevc", "--as", "hvcc", "-o", "out"}).iExitCode, 1);
     EXPECT_EQ(content("out"), before);
@@ -137,7 +137,7 @@ TEST_F(H265psExport, SaysWhatIsMissing)
          "--output: may be given once only (h265ps export --help shows the usage)"},
         {{"in.hevc"}, "--as is required (h265ps export --help shows the usage)"},
         {{"--as", "hex"}, "no file is given (h265ps export --help shows the usage)"},
-        {{"none", "--as", "hex"}, "none: No such file or directory"},
+        {{"none", "--as", "hex"}, "none: no such file or directory"},
         {{"empty.hevc", "--as", "hex"}, "empty.hevc: there is no parameter set in it"},
         {{"slice.hevc", "--as", "hvcc"}, "slice.hevc: there is no parameter set in it"},
         {{"text", "--as", "hvcc"}, "text: there is no parameter set in it"},

@@ -232,7 +232,7 @@ TEST_F(H265psScan, GoesOnBehindWhatCannotBeRead)
     const ChildResult result = scan({"a.hevc", "none", "b.hevc"});
     EXPECT_EQ(result.iExitCode, 2);
     EXPECT_EQ(linesOf(result.output).size(), 3U);
-    EXPECT_EQ(result.error, "h265ps: error: none: No such file or directory\n");
+    EXPECT_EQ(result.error, "h265ps: error: none: no such file or directory\n");
     EXPECT_EQ(scan({"none"}).output, "");
 }
 

@@ -198,7 +198,7 @@ TEST_F(H265psSystem, OutputThatIsClosedIsAnError)
 {
     const ChildResult result = shell("$PROGRAM good.hevc >&-");
     EXPECT_EQ(result.iExitCode, 2);
-    EXPECT_EQ(result.error, "h265ps: error: standard output: Bad file descriptor\n");
+    EXPECT_EQ(result.error, "h265ps: error: standard output: bad file descriptor\n");
 }
 
 TEST_F(H265psSystem, InputThatIsClosedIsAnError)
@@ -213,7 +213,7 @@ TEST_F(H265psSystem, AFileSizeLimitIsAnErrorOfTheOutput)
     for (const char* const pMode : {"", "--json "}) {
         const ChildResult result = shell("ulimit -f 1; $PROGRAM "s + pMode + "good.hevc good.hevc good.hevc > limited");
         EXPECT_EQ(result.iExitCode, 2);
-        EXPECT_EQ(result.error, "h265ps: error: standard output: File too large\n");
+        EXPECT_EQ(result.error, "h265ps: error: standard output: file too large\n");
         EXPECT_EQ(fileNamed("limited").size() % 512, 0U);
         EXPECT_GT(fileNamed("limited").size(), 0U);
     }

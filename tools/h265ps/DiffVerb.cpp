@@ -107,7 +107,7 @@ std::unique_ptr<h265_stream::CByteSource> openSide(const h265_inspect::DiffSide&
             throw h265_inspect::CDiffError(side.file + ": " + *reason);
         return pSource;
     } catch (const h265_stream::CSourceError& error) {
-        throw h265_inspect::CDiffError(side.file + ": " + error.what());
+        throw h265_inspect::CDiffError(side.file + ": " + inSentence(error.what()));
     }
 }
 
@@ -143,7 +143,7 @@ int runDiff(std::span<char* const> arguments, COutputStream& output)
     } catch (const h265_inspect::CDiffError& error) {
         CErrorLine() << error.what();
     } catch (const h265_stream::CSourceError& error) {
-        CErrorLine() << files[0] << " or " << files[1] << ": " << error.what();
+        CErrorLine() << files[0] << " or " << files[1] << ": " << inSentence(error.what());
     }
     return EXIT_FILE_ERROR;
 }

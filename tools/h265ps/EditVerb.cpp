@@ -82,7 +82,7 @@ void fail(const std::string& file, const h265_stream::CSourceError& error)
     line << file << ": ";
     if (error.offset() != 0)
         line << "at byte " << error.offset() << ": ";
-    line << error.what();
+    line << inSentence(error.what());
 }
 
 // The kind of a file that can be read where it is wanted.

@@ -12,6 +12,30 @@
 
 namespace h265ps {
 
+namespace {
+
+// Of a text that begins with a capital, but for a name in capitals: the letter that it begins with in a sentence.
+char beginningOf(std::string_view text)
+{
+    const auto isBetween = [](char c, char cFirst, char cLast) { return c >= cFirst && c <= cLast; };
+    const bool bCapital = text.size() > 1 && isBetween(text[0], 'A', 'Z') && isBetween(text[1], 'a', 'z');
+    return static_cast<char>(bCapital ? text[0] - 'A' + 'a' : text[0]);
+}
+
+} // namespace
+
+std::string inSentence(std::string reason)
+{
+    if (!reason.empty())
+        reason[0] = beginningOf(reason);
+    return reason;
+}
+
+std::string systemReason(int iErrno)
+{
+    return inSentence(std::strerror(iErrno));
+}
+
 CErrorLine::CErrorLine(std::string_view kind) noexcept
 {
     put("h265ps: ");
@@ -41,6 +65,13 @@ CErrorLine& CErrorLine::operator<<(std::uint64_t ulNumber) noexcept
     const std::to_chars_result end = std::to_chars(acDigits, acDigits + sizeof(acDigits), ulNumber);
     put({acDigits, static_cast<std::size_t>(end.ptr - acDigits)});
     return *this;
+}
+
+CErrorLine& CErrorLine::systemReason(int iErrno) noexcept
+{
+    const std::string_view reason = std::strerror(iErrno);
+    const char cFirst = beginningOf(reason);
+    return *this << std::string_view(&cFirst, 1) << reason.substr(1);
 }
 
 void CErrorLine::put(std::string_view bytes) noexcept

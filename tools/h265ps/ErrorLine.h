@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <string>
 #include <string_view>
 
 namespace h265ps {
@@ -21,6 +22,8 @@ public:
 
     CErrorLine& operator<<(std::string_view text) noexcept;
     CErrorLine& operator<<(std::uint64_t ulNumber) noexcept;
+    /// What the system says of errno, as it stands behind a colon.
+    CErrorLine& systemReason(int iErrno) noexcept;
 
 private:
     void put(std::string_view bytes) noexcept;
@@ -29,6 +32,10 @@ private:
     std::size_t m_uiSize = 0;
     char m_acText[4096]; // a longer line goes out in pieces
 };
+
+/// What the system says, as it stands behind a colon: "No such file or directory" begins with a small letter.
+[[nodiscard]] std::string inSentence(std::string reason);
+[[nodiscard]] std::string systemReason(int iErrno);
 
 /// Writes a whole line to standard error; on a terminal behind what the output holds by now.
 void writeLine(std::string_view line, COutputStream& output) noexcept;

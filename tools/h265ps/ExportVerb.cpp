@@ -182,7 +182,7 @@ int runExport(std::span<char* const> arguments, COutputStream& output)
         line << wanted.in << ": ";
         if (error.offset() != 0)
             line << "at byte " << error.offset() << ": ";
-        line << error.what();
+        line << inSentence(error.what());
     } catch (const CFileError& error) {
         CErrorLine() << error.what();
     }

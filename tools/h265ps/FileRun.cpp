@@ -1,7 +1,6 @@
 #include "FileRun.h"
 
 #include <algorithm>
-#include <cctype>
 #include <cerrno>
 #include <cstdio>
 #include <exception>
@@ -34,14 +33,6 @@ constexpr std::size_t ENOUGH_HELD = 1000;
 
 // Their bytes. Real sets are small; what is larger has no syntax then.
 constexpr std::size_t MAX_HELD_BYTES = std::size_t{16} << 20;
-
-// What the system says, as it stands behind a colon.
-std::string inSentence(std::string reason)
-{
-    if (reason.size() > 1 && std::islower(static_cast<unsigned char>(reason[1])) != 0)
-        reason[0] = static_cast<char>(std::tolower(static_cast<unsigned char>(reason[0])));
-    return reason;
-}
 
 std::string lineOf(std::string_view kind, std::string_view message)
 {

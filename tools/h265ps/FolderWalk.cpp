@@ -2,13 +2,14 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <cstring>
 #include <memory>
 #include <string_view>
 
 #include <sys/stat.h>
 
 #include <dirent.h>
+
+#include "ErrorLine.h"
 
 namespace h265ps {
 
@@ -51,7 +52,7 @@ std::optional<WalkedFile> CFolderWalk::visit(std::string path, bool bNamed)
             ++m_ulPassedOver;
             return std::nullopt;
         }
-        return WalkedFile{std::move(path), std::strerror(iErrno)};
+        return WalkedFile{std::move(path), systemReason(iErrno)};
     }
     if (S_ISREG(status.st_mode))
         return WalkedFile{std::move(path), ""};
@@ -68,7 +69,7 @@ std::optional<WalkedFile> CFolderWalk::enter(std::string path)
 {
     const std::unique_ptr<DIR, int (*)(DIR*)> pFolder(::opendir(path.c_str()), &::closedir);
     if (pFolder == nullptr)
-        return WalkedFile{std::move(path), std::strerror(errno)};
+        return WalkedFile{std::move(path), systemReason(errno)};
     Folder folder;
     errno = 0;
     while (const dirent* const pEntry = ::readdir(pFolder.get())) {
@@ -82,7 +83,7 @@ std::optional<WalkedFile> CFolderWalk::enter(std::string path)
     folder.path = path + (path.ends_with('/') ? "" : "/");
     m_open.push_back(std::move(folder));
     if (iErrno != 0) // what was read of it is gone through
-        return WalkedFile{std::move(path), std::strerror(iErrno)};
+        return WalkedFile{std::move(path), systemReason(iErrno)};
     return std::nullopt;
 }
 

@@ -5,11 +5,11 @@
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
 #include <memory>
 
 #include <unistd.h>
 
+#include "ErrorLine.h"
 #include "OutputStream.h"
 
 namespace h265ps {
@@ -52,7 +52,7 @@ CReplacedFile::CReplacedFile(const std::string& path, const std::string& input) 
     struct stat inputStatus = {};
     const bool bStandardInput = input == "-";
     if ((bStandardInput ? ::fstat(STDIN_FILENO, &inputStatus) : ::stat(input.c_str(), &inputStatus)) != 0)
-        throw CFileError(input + ": " + std::strerror(errno));
+        throw CFileError(input + ": " + systemReason(errno));
     if (path == "-")
         throw CFileError("standard output: what is written goes to a file, which can be left alone when there is an "
                          "error; -o - is not one");
@@ -71,7 +71,7 @@ CReplacedFile::~CReplacedFile()
 
 void CReplacedFile::fail(int iErrno) const
 {
-    throw CFileError(m_path + ": " + std::strerror(iErrno));
+    throw CFileError(m_path + ": " + systemReason(iErrno));
 }
 
 void CReplacedFile::judge(const struct stat& input)

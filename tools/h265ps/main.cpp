@@ -2,7 +2,6 @@
 #include <array>
 #include <cerrno>
 #include <csignal>
-#include <cstring>
 #include <exception>
 #include <new>
 
@@ -41,7 +40,7 @@ int finish(COutputStream& output, int iExitCode)
     }
     if (!output.failed() || output.error() == EPIPE)
         return iExitCode;
-    CErrorLine() << "standard output: " << std::strerror(output.error());
+    (CErrorLine() << "standard output: ").systemReason(output.error());
     return EXIT_FILE_ERROR;
 }
 
@@ -67,7 +66,7 @@ int main(int argc, char** argv)
     using namespace h265ps;
     static char acBuffer[std::size_t{256} << 10];
     if (!openMissingStreams()) {
-        CErrorLine() << "/dev/null, in the place of a closed standard stream: " << std::strerror(errno);
+        (CErrorLine() << "/dev/null, in the place of a closed standard stream: ").systemReason(errno);
         return EXIT_FILE_ERROR;
     }
     // A closed pipe, or a file that may not grow on, is seen at the write that fails.
