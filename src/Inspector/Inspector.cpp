@@ -36,8 +36,6 @@ std::optional<std::size_t> idOf(const ParameterSetEvent& event)
     return std::nullopt;
 }
 
-} // namespace
-
 // A PPS that pictures can name.
 struct HeldPps
 {
@@ -47,6 +45,8 @@ struct HeldPps
     bool bWaits = false;           // it came in front of any SPS of its own
     std::vector<std::string> told; // messages of what was found, mostly none
 };
+
+} // namespace
 
 // The sets in force, of all layers: they share their ids (F.7.4.1.4.1).
 struct CInspector::Tables
