@@ -253,16 +253,20 @@ TEST(ParameterSetSyntax, LeavesWhatItDidNotReadAsInANewStructure)
     PictureParameterSet made = CSyntaxGenerator(1).pps();
     ASSERT_TRUE(assign(made, "pps_cb_qp_offset", -12));
     ASSERT_TRUE(assign(made, "pps_extension_present_flag", 1));
+    ASSERT_TRUE(assign(made, "pps_range_extension_flag", 1));
+    ASSERT_TRUE(assign(made, "pps_range_extension.chroma_qp_offset_list_enabled_flag", 1));
+    ASSERT_TRUE(assign(made, "pps_range_extension.chroma_qp_offset_list_len_minus1", 5));
     std::vector<unsigned char> nalUnit;
     ASSERT_FALSE(write(made, nalUnit));
     PictureParameterSet set;
     ASSERT_TRUE(read(set, CNalUnit(nalUnit)));
-    ASSERT_EQ(set.pps_cb_qp_offset, -12);
+    ASSERT_EQ(set.pps_range_extension.chroma_qp_offset_list_len_minus1, 5U);
     const unsigned char aucCut[] = {0x44, 0x01, 0xC0}; // ids 0, and what follows them
     EXPECT_FALSE(read(set, CNalUnit(aucCut)));
     EXPECT_TRUE(set.stop);
     EXPECT_EQ(set.pps_cb_qp_offset, 0);
-    EXPECT_FALSE(set.pps_extension_present_flag);
+    EXPECT_EQ(set.pps_range_extension.chroma_qp_offset_list_len_minus1, 0U);
+    EXPECT_FALSE(set.pps_range_extension.chroma_qp_offset_list_enabled_flag);
 }
 
 // Calls call( general_…, sub_layer_… ) with the constraint flags of the set and of sub-layer 0.
