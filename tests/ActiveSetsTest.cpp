@@ -7,6 +7,8 @@
 
 #include "SyntaxCorpus.h"
 
+namespace active_sets_test {
+
 using namespace h265_syntax;
 using namespace h265_test;
 
@@ -316,3 +318,4 @@ TEST(ActiveSets, FindNothingInStreamsOfEncoders)
 }
 
 } // namespace
+} // namespace active_sets_test

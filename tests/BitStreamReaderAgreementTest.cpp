@@ -13,6 +13,8 @@
 #include "BitWriter.h"
 #include "TestHost.h"
 
+namespace bit_stream_reader_agreement_test {
+
 namespace {
 
 using namespace h265_codec;
@@ -263,3 +265,4 @@ TYPED_TEST(BitReader, TakesBitsAcrossARefillAsReadBitsDoesOrNotAtAll)
 }
 
 } // namespace
+} // namespace bit_stream_reader_agreement_test

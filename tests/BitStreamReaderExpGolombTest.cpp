@@ -10,6 +10,8 @@
 #include "BitWriter.h"
 #include "TestHost.h"
 
+namespace bit_stream_reader_exp_golomb_test {
+
 namespace {
 
 using namespace h265_codec;
@@ -284,3 +286,4 @@ TYPED_TEST(BitReader, LeavesZeroWhenASignedCodeFails)
 }
 
 } // namespace
+} // namespace bit_stream_reader_exp_golomb_test

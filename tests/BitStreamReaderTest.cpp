@@ -10,6 +10,8 @@
 #include "BitWriter.h"
 #include "TestHost.h"
 
+namespace bit_stream_reader_test {
+
 namespace {
 
 using namespace h265_codec;
@@ -475,3 +477,4 @@ TEST(RbspReader, FailsEveryReadPastTheEnd)
 }
 
 } // namespace
+} // namespace bit_stream_reader_test

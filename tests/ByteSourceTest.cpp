@@ -24,6 +24,8 @@
 #include "ParameterSetStream.h"
 #include "SyntaxWriters.h"
 
+namespace byte_source_test {
+
 using namespace h265_stream;
 using namespace h265_test;
 
@@ -446,3 +448,4 @@ TEST_F(ByteSource, IsReadInConstantMemory)
 }
 
 } // namespace
+} // namespace byte_source_test

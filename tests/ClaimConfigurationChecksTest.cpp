@@ -4,6 +4,8 @@
 
 #include "ClaimedTrack.h"
 
+namespace claim_configuration_checks_test {
+
 using namespace h265_container;
 using namespace h265_syntax;
 using namespace h265_test;
@@ -581,3 +583,4 @@ TEST(ClaimConfigurationChecks, EndBeforeTheFindingsFillTheMemory)
 }
 
 } // namespace
+} // namespace claim_configuration_checks_test

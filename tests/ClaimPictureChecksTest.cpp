@@ -4,6 +4,8 @@
 
 #include "ClaimedTrack.h"
 
+namespace claim_picture_checks_test {
+
 using namespace h265_container;
 using namespace h265_syntax;
 using namespace h265_test;
@@ -526,3 +528,4 @@ TEST(ClaimPictureChecks, HoldMatroskasVideoAgainstTheSps)
 }
 
 } // namespace
+} // namespace claim_picture_checks_test

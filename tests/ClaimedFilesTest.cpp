@@ -13,6 +13,8 @@
 #include "RandomSource.h"
 #include "TransportStream.h"
 
+namespace claimed_files_test {
+
 using namespace h265_container;
 using namespace h265_inspect;
 using namespace h265_test;
@@ -116,3 +118,4 @@ std::string nameOf(const testing::TestParamInfo<ClaimedFile>& info)
 INSTANTIATE_TEST_SUITE_P(, ClaimedFiles, testing::ValuesIn(FILES), nameOf);
 
 } // namespace
+} // namespace claimed_files_test

@@ -4,6 +4,8 @@
 
 #include <gtest/gtest.h>
 
+namespace codec_string_test {
+
 using namespace h265_inspect;
 
 namespace {
@@ -42,3 +44,4 @@ TEST(CodecString, FollowsAnnexEOfIso14496Part15)
 }
 
 } // namespace
+} // namespace codec_string_test

@@ -18,6 +18,8 @@
 #include "MovieWriter.h"
 #include "ParameterSetSyntax.h"
 
+namespace container_edit_test {
+
 using namespace h265_container;
 using namespace h265_inspect;
 using namespace h265_test;
@@ -410,3 +412,4 @@ TEST(ContainerEdit, EndsWellOfDamagedFiles)
 }
 
 } // namespace
+} // namespace container_edit_test

@@ -14,11 +14,11 @@
 #include <vector>
 
 #include <gtest/gtest.h>
-#include <nlohmann/json.hpp>
 
 #include "ByteSource.h"
 #include "DecParameterSetReader.h"
 #include "HeldElements.h"
+#include "Json.h"
 #include "ParameterSetStream.h"
 #include "Rbsp.h"
 #include "Sha1.h"
@@ -26,7 +26,6 @@
 using namespace h265_codec;
 using namespace h265_stream;
 using namespace h265_test;
-using nlohmann::json;
 
 namespace {
 
@@ -39,10 +38,10 @@ struct Element
     std::int64_t iValue;
 };
 
-std::vector<Element> elementsOf(const json& set)
+std::vector<Element> elementsOf(const Json& set)
 {
     std::vector<Element> elements;
-    for (const json& pair : set.at("syntax")) {
+    for (const Json& pair : set.at("syntax")) {
         const std::string name = pair.at(0);
         const std::size_t uiBracket = name.find('[');
         const unsigned uiIndex =
@@ -98,7 +97,7 @@ void expectUnknown(const FieldMap<TRecord>& fields, std::span<const Element> ele
 }
 
 // Layer sets and timing information are not parsed: the two flags hold the next two bits.
-void compareVps(const VPS& vps, const json& set)
+void compareVps(const VPS& vps, const Json& set)
 {
     const std::vector<Element> elements = elementsOf(set);
     const std::size_t uiLast = positionOf(elements, "vps_num_layer_sets_minus1");
@@ -129,7 +128,7 @@ void compareVps(const VPS& vps, const json& set)
                   {"vps_timing_info_present_flag", "vps_extension_flag"});
 }
 
-void compareShortTermRefPicSet(const ShortTermRefPicSet& strps, const json& expected)
+void compareShortTermRefPicSet(const ShortTermRefPicSet& strps, const Json& expected)
 {
     const std::vector<int> DeltaPocS0 = expected.at("DeltaPocS0");
     const std::vector<int> DeltaPocS1 = expected.at("DeltaPocS1");
@@ -149,10 +148,10 @@ void compareShortTermRefPicSet(const ShortTermRefPicSet& strps, const json& expe
 
 // The matrices of 7.4.5. A store has the 32x32 ones at matrixId 0, 1 and 3; those that 4:4:4 adds are
 // not in it, and its matrixId 1 is the inter matrix.
-void compareScaling(const ScalingListData& lists, const json& scaling)
+void compareScaling(const ScalingListData& lists, const Json& scaling)
 {
     constexpr const char* SIZE_NAMES[] = {"4x4", "8x8", "16x16", "32x32"};
-    const json& factors = scaling.at("ScalingFactor");
+    const Json& factors = scaling.at("ScalingFactor");
     ASSERT_EQ(factors.size(), 4U);
     for (unsigned sizeId = 0; sizeId < 4; ++sizeId) {
         const unsigned uiSide = 4U << sizeId;
@@ -179,7 +178,7 @@ void compareScaling(const ScalingListData& lists, const json& scaling)
         EXPECT_EQ(aMatrix[matrixId].pCoef, nullptr);
 }
 
-void compareSpsDerived(const SPS& sps, const json& derived)
+void compareSpsDerived(const SPS& sps, const Json& derived)
 {
     for (const auto& [name, value] : derived.items()) {
         SCOPED_TRACE(name);
@@ -199,7 +198,7 @@ void compareSpsDerived(const SPS& sps, const json& derived)
                 sps.pic_width_in_luma_samples - SubWidthC * (sps.conf_win_left_offset + sps.conf_win_right_offset);
             const int iHeight =
                 sps.pic_height_in_luma_samples - SubHeightC * (sps.conf_win_top_offset + sps.conf_win_bottom_offset);
-            EXPECT_EQ(value, json::array({iWidth, iHeight}));
+            EXPECT_EQ(value, Json::array({iWidth, iHeight}));
         } else {
             const auto position = SPS_DERIVED.find(name);
             ASSERT_NE(position, SPS_DERIVED.end()) << "compared with nothing";
@@ -211,7 +210,7 @@ void compareSpsDerived(const SPS& sps, const json& derived)
 }
 
 // The VUI is not parsed: with one, sps_extension_present_flag holds its first bit.
-void compareSps(const SPS& sps, const json& set)
+void compareSps(const SPS& sps, const Json& set)
 {
     const std::vector<Element> elements = elementsOf(set);
     const std::size_t uiVui = positionOf(elements, "vui_parameters_present_flag");
@@ -243,26 +242,26 @@ void compareSps(const SPS& sps, const json& set)
 
 // 6.5.1; the record's TileId is indexed by raster-scan address, that of the values file by tile-scan
 // address.
-void compareTiles(const PPS& pps, const json& tiles, std::size_t uiSize)
+void compareTiles(const PPS& pps, const Json& tiles, std::size_t uiSize)
 {
     const auto tableOf = [](const unsigned* pTable, std::size_t uiCount) {
         return std::vector<unsigned>(pTable, pTable + uiCount);
     };
     ASSERT_EQ(tiles.size(), 5U);
-    EXPECT_EQ(json(tableOf(pps.colWidth, pps.num_tile_columns_minus1 + 1)), tiles.at("colWidth"));
-    EXPECT_EQ(json(tableOf(pps.rowHeight, pps.num_tile_rows_minus1 + 1)), tiles.at("rowHeight"));
-    EXPECT_EQ(json(tableOf(pps.CtbAddrRsToTs, uiSize)), tiles.at("CtbAddrRsToTs"));
-    EXPECT_EQ(json(tableOf(pps.CtbAddrTsToRs, uiSize)), tiles.at("CtbAddrTsToRs"));
+    EXPECT_EQ(Json(tableOf(pps.colWidth, pps.num_tile_columns_minus1 + 1)), tiles.at("colWidth"));
+    EXPECT_EQ(Json(tableOf(pps.rowHeight, pps.num_tile_rows_minus1 + 1)), tiles.at("rowHeight"));
+    EXPECT_EQ(Json(tableOf(pps.CtbAddrRsToTs, uiSize)), tiles.at("CtbAddrRsToTs"));
+    EXPECT_EQ(Json(tableOf(pps.CtbAddrTsToRs, uiSize)), tiles.at("CtbAddrTsToRs"));
     std::vector<unsigned> TileId(uiSize);
     for (std::size_t i = 0; i < uiSize; ++i)
         TileId[pps.CtbAddrRsToTs[i]] = pps.TileId[i];
-    EXPECT_EQ(json(TileId), tiles.at("TileId"));
+    EXPECT_EQ(Json(TileId), tiles.at("TileId"));
     EXPECT_EQ(pps.CtbAddrRsToTs[uiSize], 0U);
     EXPECT_EQ(pps.CtbAddrTsToRs[uiSize], 0U);
     EXPECT_EQ(pps.TileId[uiSize], 0U);
 }
 
-void comparePps(const PPS& pps, const SPS& sps, const json& set)
+void comparePps(const PPS& pps, const SPS& sps, const Json& set)
 {
     const std::vector<Element> elements = elementsOf(set);
     const std::size_t uiEnd = positionOf(elements, "pps_extension_present_flag") + 1;
@@ -274,7 +273,7 @@ void comparePps(const PPS& pps, const SPS& sps, const json& set)
     }
     EXPECT_EQ(pps.MultipleTilesFlag, pps.num_tile_columns_minus1 != 0 || pps.num_tile_rows_minus1 != 0);
 
-    const json derived = set.value("derived", json::object());
+    const Json derived = set.value("derived", Json::object());
     EXPECT_EQ(derived.contains("tiles"), pps.tiles_enabled_flag);
     EXPECT_EQ(derived.contains("scaling"), pps.pScalingList != nullptr);
     for (const auto& [name, value] : derived.items()) {
@@ -296,7 +295,7 @@ std::vector<unsigned char> bytesOf(const std::filesystem::path& path)
     return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
 }
 
-void compareNalUnit(const ParameterSetEvent& event, const json& set, std::span<const unsigned char> stream)
+void compareNalUnit(const ParameterSetEvent& event, const Json& set, std::span<const unsigned char> stream)
 {
     EXPECT_EQ(event.ulOffset, set.at("offset"));
     ASSERT_EQ(event.ulSize, set.at("size"));
@@ -321,7 +320,7 @@ bool isSupported(const ParameterSetEvent& event)
                                     event.sps->BitDepthY == 8 && event.sps->BitDepthC == 8);
 }
 
-void compareRecord(const ParameterSetEvent& event, const json& set)
+void compareRecord(const ParameterSetEvent& event, const Json& set)
 {
     ASSERT_EQ(event.iRead, 0);
     EXPECT_EQ(event.iVerify == 0, isSupported(event));
@@ -360,9 +359,8 @@ protected:
 
 TEST_P(Corpus, HoldsTheTracedValues)
 {
-    std::ifstream valuesFile(CORPUS / (GetParam() + ".json"));
-    const json values = json::parse(valuesFile);
-    const json& sets = values.at("sets");
+    const Json values = parseJsonFile(CORPUS / (GetParam() + ".json"));
+    const Json& sets = values.at("sets");
     const std::vector<unsigned char> stream = bytesOf(streamPath());
     const bool bMalformed = GetParam().starts_with("malformed");
     EXPECT_EQ(values.at("trace") == "full", !bMalformed);
@@ -372,7 +370,7 @@ TEST_P(Corpus, HoldsTheTracedValues)
     const StreamSummary summary = reader.read(*openByteSource(streamPath()), [&](const ParameterSetEvent& event) {
         if (uiSet == sets.size())
             return false;
-        const json& set = sets[uiSet];
+        const Json& set = sets[uiSet];
         SCOPED_TRACE("set " + std::to_string(uiSet) + ", " + set.at("name").get<std::string>());
         ++uiSet;
         compareNalUnit(event, set, stream);

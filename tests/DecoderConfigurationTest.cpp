@@ -8,6 +8,8 @@
 
 #include "BoxWriter.h"
 
+namespace decoder_configuration_test {
+
 using namespace h265_container;
 using namespace h265_test;
 
@@ -309,3 +311,4 @@ TEST(MakeDecoderConfiguration, SaysWhyThereIsNone)
 }
 
 } // namespace
+} // namespace decoder_configuration_test

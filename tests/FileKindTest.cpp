@@ -8,6 +8,8 @@
 #include "ContainerFiles.h"
 #include "TransportWriter.h"
 
+namespace file_kind_test {
+
 using namespace h265_container;
 using namespace h265_test;
 using namespace std::string_view_literals;
@@ -110,3 +112,4 @@ TEST(FileKind, SettlesWhenNothingBehindCanChangeIt)
 }
 
 } // namespace
+} // namespace file_kind_test

@@ -8,6 +8,8 @@
 #include "H265psStreams.h"
 #include "Json.h"
 
+namespace program_check_test {
+
 namespace {
 
 using H265psCheck = H265psFiles;
@@ -130,3 +132,4 @@ TEST_F(H265psCheck, HasAHelpOfItsOwnLikeEveryVerb)
 }
 
 } // namespace
+} // namespace program_check_test

@@ -11,6 +11,8 @@
 
 // Files of every kind, as people have them.
 
+namespace program_container_test {
+
 namespace {
 
 using namespace h265_test;
@@ -462,3 +464,4 @@ TEST_F(H265psContainer, NamesInAFileCannotForgeLines)
 }
 
 } // namespace
+} // namespace program_container_test

@@ -10,6 +10,8 @@
 
 // The program's JSON of every stream of the corpus against the stream's independent trace.
 
+namespace program_corpus_test {
+
 namespace {
 
 namespace fs = std::filesystem;
@@ -139,3 +141,4 @@ TEST(H265psCorpus, JsonAgreesWithTheTraceOfEveryStream)
 }
 
 } // namespace
+} // namespace program_corpus_test

@@ -13,6 +13,8 @@
 
 #include "H265psProgram.h"
 
+namespace program_corruption_test {
+
 namespace {
 
 namespace fs = std::filesystem;
@@ -100,3 +102,4 @@ INSTANTIATE_TEST_SUITE_P(Outputs, H265psCorruption,
                                          std::vector<std::string>{"--json", "--reader", "decoder"}));
 
 } // namespace
+} // namespace program_corruption_test

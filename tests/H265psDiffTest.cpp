@@ -9,6 +9,8 @@
 #include "H265psStreams.h"
 #include "Json.h"
 
+namespace program_diff_test {
+
 namespace {
 
 using Words = std::vector<std::string>;
@@ -156,3 +158,4 @@ TEST(H265psDiff, TellsOutputThatCannotBeWritten)
 }
 
 } // namespace
+} // namespace program_diff_test

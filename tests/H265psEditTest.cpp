@@ -15,6 +15,8 @@
 #include "H265psProgram.h"
 #include "H265psStreams.h"
 
+namespace program_edit_test {
+
 namespace {
 
 namespace fs = std::filesystem;
@@ -310,3 +312,4 @@ TEST_F(H265psEdit, SaysHowItIsUsed)
 }
 
 } // namespace
+} // namespace program_edit_test

@@ -10,6 +10,8 @@
 #include "H265psProgram.h"
 #include "H265psStreams.h"
 
+namespace program_export_test {
+
 namespace {
 
 namespace fs = std::filesystem;
@@ -175,3 +177,4 @@ TEST_F(H265psExport, HasAHelpOfItsOwn)
 }
 
 } // namespace
+} // namespace program_export_test

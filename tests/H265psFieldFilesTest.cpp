@@ -11,6 +11,8 @@
 #include "H265psStreams.h"
 #include "MovieWriter.h"
 
+namespace program_field_files_test {
+
 using namespace h265_test;
 
 namespace {
@@ -178,3 +180,4 @@ TEST_F(H265psFieldFiles, TellOfSetsThatChangeInTheStream)
 }
 
 } // namespace
+} // namespace program_field_files_test

@@ -12,6 +12,8 @@
 
 // Files that are no streams of H.265, and files that cannot be read.
 
+namespace program_formats_test {
+
 namespace {
 
 namespace fs = std::filesystem;
@@ -181,3 +183,4 @@ TEST_F(H265psFormats, AFileNameThatIsNoUtf8GivesValidJson)
 }
 
 } // namespace
+} // namespace program_formats_test

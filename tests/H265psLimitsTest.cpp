@@ -19,6 +19,8 @@
 
 // What the program makes of sets that hold more than a record keeps, a screen shows or memory takes.
 
+namespace program_limits_test {
+
 namespace {
 
 using namespace h265_test;
@@ -364,3 +366,4 @@ TEST(H265psLimits, StandardOutputThatDoesNotBlockIsWaitedFor)
 }
 
 } // namespace
+} // namespace program_limits_test

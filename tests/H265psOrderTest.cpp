@@ -10,6 +10,8 @@
 
 // Sets in an unusual order, equal and cut ones, and what the words about single fields rest on.
 
+namespace program_order_test {
+
 namespace {
 
 using namespace h265_test;
@@ -219,3 +221,4 @@ TEST_F(H265psOrder, NoFileStaysOpen)
 }
 
 } // namespace
+} // namespace program_order_test

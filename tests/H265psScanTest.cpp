@@ -21,6 +21,8 @@
 #include "Json.h"
 #include "PipedChild.h"
 
+namespace program_scan_test {
+
 namespace {
 
 namespace fs = std::filesystem;
@@ -356,3 +358,4 @@ TEST_F(H265psScan, ShowsHowFarItIsOnATerminalOnly)
 }
 
 } // namespace
+} // namespace program_scan_test

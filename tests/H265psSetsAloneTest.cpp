@@ -9,6 +9,8 @@
 #include "H265psStreams.h"
 #include "Json.h"
 
+namespace program_sets_alone_test {
+
 namespace {
 
 class H265psSetsAlone : public H265psFiles
@@ -180,3 +182,4 @@ TEST_F(H265psSetsAlone, AreTracksOfTheirOwnInADescription)
 }
 
 } // namespace
+} // namespace program_sets_alone_test

@@ -13,6 +13,8 @@
 
 // What the program says of each parameter set.
 
+namespace program_sets_test {
+
 namespace {
 
 namespace fs = std::filesystem;
@@ -147,3 +149,4 @@ TEST_F(H265psSets, TheDecodersReaderIsNamedWhereItsGapsCanBeTheCause)
 }
 
 } // namespace
+} // namespace program_sets_test

@@ -18,6 +18,8 @@
 
 // The program and the system around it: pipes that stall, streams that are closed, limits, signals.
 
+namespace program_system_test {
+
 namespace {
 
 namespace fs = std::filesystem;
@@ -272,3 +274,4 @@ TEST_F(H265psChangingFile, ThatGrowsIsReadToItsEnd)
 }
 
 } // namespace
+} // namespace program_system_test

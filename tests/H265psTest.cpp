@@ -15,6 +15,8 @@
 
 // The program as a person uses it: as a child process.
 
+namespace program_test {
+
 namespace {
 
 namespace fs = std::filesystem;
@@ -291,3 +293,4 @@ TEST_F(H265ps, PrintsTheExpectedOutput)
 }
 
 } // namespace
+} // namespace program_test

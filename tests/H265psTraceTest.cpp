@@ -11,6 +11,8 @@
 #include "H265psStreams.h"
 #include "Json.h"
 
+namespace program_trace_test {
+
 namespace {
 
 using NamedValue = std::pair<std::string, std::int64_t>;
@@ -153,3 +155,4 @@ TEST_F(H265psTrace, DoesNotJudge)
 }
 
 } // namespace
+} // namespace program_trace_test

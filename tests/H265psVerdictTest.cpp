@@ -12,6 +12,8 @@
 
 // What the program says of a whole stream: what it is, whether the decoder takes it, and how it exits.
 
+namespace program_verdict_test {
+
 namespace {
 
 namespace fs = std::filesystem;
@@ -196,3 +198,4 @@ TEST_F(H265psVerdict, StandsOnStandardOutputToo)
 }
 
 } // namespace
+} // namespace program_verdict_test

@@ -2,6 +2,8 @@
 
 #include "ChecksTable.h"
 
+namespace hrd_checks_test {
+
 using namespace h265_syntax;
 using namespace h265_test;
 
@@ -106,3 +108,10 @@ TEST(HrdChecks, HoldTheLevelsOfSubLayers)
 }
 
 } // namespace
+} // namespace hrd_checks_test
+
+#undef HRD
+#undef TIMING
+#undef NAL
+#undef VCL
+#undef MAIN

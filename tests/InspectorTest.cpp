@@ -10,6 +10,8 @@
 #include "ParameterSetStream.h"
 #include "SyntaxWriters.h"
 
+namespace inspector_test {
+
 using namespace h265_inspect;
 using namespace h265_stream;
 using namespace h265_test;
@@ -310,3 +312,4 @@ TEST(Inspector, KnowsTheIdOfACutSetWhenItWasRead)
 }
 
 } // namespace
+} // namespace inspector_test

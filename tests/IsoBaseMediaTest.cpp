@@ -11,6 +11,8 @@
 #include "MovieWriter.h"
 #include "VirtualSource.h"
 
+namespace iso_base_media_test {
+
 using namespace h265_container;
 using namespace h265_test;
 
@@ -1092,3 +1094,4 @@ TEST(IsoBaseMedia, ShowsWhatStandsInFrontOfACut)
 }
 
 } // namespace
+} // namespace iso_base_media_test

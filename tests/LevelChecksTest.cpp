@@ -3,6 +3,8 @@
 #include "ChecksTable.h"
 #include "Levels.h"
 
+namespace level_checks_test {
+
 using namespace h265_syntax;
 using namespace h265_test;
 
@@ -146,3 +148,9 @@ TEST(LevelChecks, KnowTheSidesOfLevels)
 }
 
 } // namespace
+} // namespace level_checks_test
+
+#undef PTL
+#undef SIZE
+#undef HRD
+#undef SUB

@@ -15,6 +15,8 @@
 #include "UnitOutput.h"
 #include "VirtualSource.h"
 
+namespace matroska_test {
+
 using namespace h265_container;
 using namespace h265_test;
 
@@ -525,3 +527,4 @@ TEST(Matroska, TellsWhatIsFoundTwiceOnce)
 }
 
 } // namespace
+} // namespace matroska_test

@@ -8,6 +8,8 @@
 
 #include "tqlog.h"
 
+namespace module_log_test {
+
 using namespace h265_stream;
 using tqlog::CTQLog;
 
@@ -83,3 +85,4 @@ TEST(ModuleLogCapture, GivesTheLogBackToTheCaptureAroundIt)
 }
 
 } // namespace
+} // namespace module_log_test

@@ -14,6 +14,8 @@
 
 #include "NalUnitWriter.h"
 
+namespace nal_unit_finder_test {
+
 using namespace h265_stream;
 using h265_test::Bytes;
 
@@ -283,3 +285,4 @@ TEST(NalUnitFinder, CutsAParameterSetAtTheCap)
 }
 
 } // namespace
+} // namespace nal_unit_finder_test

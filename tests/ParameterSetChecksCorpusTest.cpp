@@ -12,6 +12,8 @@
 #include "CheckedStream.h"
 #include "SyntaxCorpus.h"
 
+namespace parameter_set_checks_corpus_test {
+
 using namespace h265_syntax;
 using namespace h265_test;
 
@@ -107,3 +109,4 @@ INSTANTIATE_TEST_SUITE_P(Streams, ChecksOfCorpus, testing::ValuesIn(syntaxStream
                          [](const testing::TestParamInfo<std::string>& stream) { return stream.param; });
 
 } // namespace
+} // namespace parameter_set_checks_corpus_test

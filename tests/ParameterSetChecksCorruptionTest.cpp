@@ -10,6 +10,8 @@
 #include "ChecksPromises.h"
 #include "SyntaxCorpus.h"
 
+namespace parameter_set_checks_corruption_test {
+
 using namespace h265_test;
 
 namespace {
@@ -50,3 +52,4 @@ TEST(ChecksCorruption, SetsWithAnyBitTurnedKeepThePromises)
 }
 
 } // namespace
+} // namespace parameter_set_checks_corruption_test

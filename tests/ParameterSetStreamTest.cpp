@@ -14,6 +14,8 @@
 #include "NalUnitWriter.h"
 #include "SyntaxWriters.h"
 
+namespace parameter_set_stream_test {
+
 using namespace h265_codec;
 using namespace h265_stream;
 using namespace h265_test;
@@ -386,3 +388,4 @@ TEST(ParameterSetUnits, TellsAtTheEndWhatWaitsForItsSps)
 }
 
 } // namespace
+} // namespace parameter_set_stream_test

@@ -4,7 +4,6 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
-#include <fstream>
 #include <map>
 #include <span>
 #include <string>
@@ -13,14 +12,15 @@
 #include <vector>
 
 #include <gtest/gtest.h>
-#include <nlohmann/json.hpp>
 
+#include "Json.h"
 #include "ParameterSetSyntax.h"
 #include "SyntaxCorpus.h"
 
+namespace parameter_set_syntax_corpus_test {
+
 using namespace h265_syntax;
 using namespace h265_test;
-using nlohmann::json;
 
 namespace {
 
@@ -52,7 +52,7 @@ class SyntaxCorpus : public testing::TestWithParam<std::string>
 {
 protected:
     template <class TSet>
-    void compareWithTrace(const TSet& set, const CNalUnit& nalUnit, const json& traced)
+    void compareWithTrace(const TSet& set, const CNalUnit& nalUnit, const Json& traced)
     {
         EXPECT_FALSE(set.stop) << set.stop.message();
         CNamedValues values;
@@ -76,15 +76,14 @@ protected:
 TEST_P(SyntaxCorpus, IsTracedElementByElementAndWrittenBack)
 {
     const SyntaxStream stream = syntaxStream(GetParam());
-    std::ifstream file(H265_TEST_CORPUS "/" + GetParam() + ".json");
-    const json values = json::parse(file);
+    const Json values = parseJsonFile(H265_TEST_CORPUS "/" + GetParam() + ".json");
     const bool bFull = values.at("trace") == "full";
     Context context;
     std::map<unsigned, VideoParameterSet> vpss;
     SequenceParameterSet sps;
     PictureParameterSet pps;
     for (std::size_t i = 0; i < stream.sets.size(); ++i) {
-        const json& traced = values.at("sets").at(i);
+        const Json& traced = values.at("sets").at(i);
         SCOPED_TRACE(traced.at("name").get<std::string>() + " at " + std::to_string(traced.at("offset").get<int>()));
         const std::span<const unsigned char> bytes = stream.nalUnit(stream.sets[i]);
         const CNalUnit nalUnit(bytes);
@@ -115,3 +114,4 @@ INSTANTIATE_TEST_SUITE_P(Streams, SyntaxCorpus, testing::ValuesIn(syntaxStreamNa
                          [](const testing::TestParamInfo<std::string>& stream) { return stream.param; });
 
 } // namespace
+} // namespace parameter_set_syntax_corpus_test

@@ -11,6 +11,8 @@
 #include "SyntaxCorpus.h"
 #include "SyntaxPromises.h"
 
+namespace parameter_set_syntax_corruption_test {
+
 using namespace h265_test;
 
 namespace {
@@ -54,3 +56,4 @@ TEST(SyntaxCorruption, SetsWithAnyBitTurnedKeepThePromises)
 }
 
 } // namespace
+} // namespace parameter_set_syntax_corruption_test

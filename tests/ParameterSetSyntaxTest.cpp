@@ -12,6 +12,8 @@
 
 #include "SyntaxGenerator.h"
 
+namespace parameter_set_syntax_test {
+
 using namespace h265_syntax;
 using namespace h265_test;
 
@@ -354,3 +356,4 @@ TEST(NalUnitSyntax, CountsEmulationPreventionInPlaces)
 }
 
 } // namespace
+} // namespace parameter_set_syntax_test

@@ -13,6 +13,8 @@
 #include "SyntaxWriters.h"
 #include "tqlog.h"
 
+namespace parameter_set_tables_test {
+
 using namespace h265_codec;
 using namespace h265_stream;
 using namespace h265_test;
@@ -512,3 +514,4 @@ TEST_F(ParameterSetTables, ReleaseWhatAFailedReadingTook)
 }
 
 } // namespace
+} // namespace parameter_set_tables_test

@@ -2,6 +2,8 @@
 
 #include "ChecksTable.h"
 
+namespace picture_parameter_set_checks_test {
+
 using namespace h265_syntax;
 using namespace h265_test;
 
@@ -151,3 +153,4 @@ TEST(PictureParameterSetChecks, TakeTheDepthOfTheRepresentationFormat)
 }
 
 } // namespace
+} // namespace picture_parameter_set_checks_test

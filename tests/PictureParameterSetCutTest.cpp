@@ -16,6 +16,8 @@
 #include "SyntaxWriters.h"
 #include "TestHost.h"
 
+namespace picture_parameter_set_cut_test {
+
 namespace {
 
 using namespace h265_codec;
@@ -224,3 +226,4 @@ TEST(ReadPPSOfAnyBits, StaysInsideItsBlocksInAnyOrderOfReadings)
 }
 
 } // namespace
+} // namespace picture_parameter_set_cut_test

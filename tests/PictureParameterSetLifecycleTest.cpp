@@ -13,6 +13,8 @@
 #include "SyntaxWriters.h"
 #include "TestHost.h"
 
+namespace picture_parameter_set_lifecycle_test {
+
 namespace {
 
 using namespace h265_codec;
@@ -158,3 +160,4 @@ TEST(ReadPPSWithFailingPool, LosesOutgrownSizesThatAreNotReplaced)
 }
 
 } // namespace
+} // namespace picture_parameter_set_lifecycle_test

@@ -14,6 +14,8 @@
 #include "SyntaxWriters.h"
 #include "TestHost.h"
 
+namespace picture_parameter_set_test {
+
 namespace {
 
 using namespace h265_codec;
@@ -429,3 +431,4 @@ TEST_F(ReadLongPPS, GoesOnBehindScalingLists)
 }
 
 } // namespace
+} // namespace picture_parameter_set_test

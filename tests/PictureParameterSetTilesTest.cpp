@@ -11,6 +11,8 @@
 #include "SyntaxWriters.h"
 #include "TestHost.h"
 
+namespace picture_parameter_set_tiles_test {
+
 namespace {
 
 using namespace h265_codec;
@@ -244,3 +246,4 @@ TEST_F(ReadLongPPS, ReturnsTheResultOfATileGridThatDoesNotFit)
 }
 
 } // namespace
+} // namespace picture_parameter_set_tiles_test

@@ -2,6 +2,8 @@
 
 #include "ChecksTable.h"
 
+namespace pps_extensions_checks_test {
+
 using namespace h265_syntax;
 using namespace h265_test;
 
@@ -207,3 +209,11 @@ TEST(PpsExtensionsChecks, HoldTheScreenContentExtension)
 }
 
 } // namespace
+} // namespace pps_extensions_checks_test
+
+#undef REXT
+#undef MULTI
+#undef MAP
+#undef SCC
+#undef D3
+#undef TABLE

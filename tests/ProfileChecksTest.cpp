@@ -2,6 +2,8 @@
 
 #include "ChecksTable.h"
 
+namespace profile_checks_test {
+
 using namespace h265_syntax;
 using namespace h265_test;
 
@@ -221,3 +223,13 @@ TEST(ProfileChecks, HoldTheScreenToolsOfAPps)
 }
 
 } // namespace
+} // namespace profile_checks_test
+
+#undef PTL
+#undef OTHER
+#undef MAIN_10
+#undef REXT
+#undef SCC
+#undef MAIN_422_10
+#undef THROUGHPUT
+#undef THROUGHPUT_14

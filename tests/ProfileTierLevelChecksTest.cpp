@@ -4,6 +4,8 @@
 #include "Levels.h"
 #include "Profiles.h"
 
+namespace profile_tier_level_checks_test {
+
 using namespace h265_syntax;
 using namespace h265_test;
 
@@ -125,3 +127,11 @@ TEST(ProfileTierLevelChecks, KnowTheFactorsOfTheBitRate)
 }
 
 } // namespace
+} // namespace profile_tier_level_checks_test
+
+#undef PTL
+#undef MAIN_10
+#undef MAIN
+#undef STILL
+#undef SUB
+#undef SUB_MAIN_10

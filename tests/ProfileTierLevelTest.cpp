@@ -16,6 +16,8 @@
 #include "SyntaxWriters.h"
 #include "TestHost.h"
 
+namespace profile_tier_level_test {
+
 namespace {
 
 using namespace h265_codec;
@@ -379,3 +381,4 @@ TEST_F(ReadProfileTierLevel, ReadsTheSameBitsThroughTheDecodersReader)
 }
 
 } // namespace
+} // namespace profile_tier_level_test

@@ -14,6 +14,8 @@
 
 #include "NalUnitWriter.h"
 
+namespace random_source_test {
+
 using namespace h265_container;
 using h265_test::Bytes;
 
@@ -185,3 +187,4 @@ TEST(ForwardSource, HoldsWhatIsWantedAgain)
 }
 
 } // namespace
+} // namespace random_source_test

@@ -6,6 +6,8 @@
 
 #include <gtest/gtest.h>
 
+namespace rbsp_test {
+
 using namespace h265_stream;
 
 namespace {
@@ -79,3 +81,4 @@ TEST(Rbsp, GrowsWithThePayload)
 }
 
 } // namespace
+} // namespace rbsp_test

@@ -2,6 +2,8 @@
 
 #include "ChecksTable.h"
 
+namespace scaling_list_data_checks_test {
+
 using namespace h265_test;
 
 namespace {
@@ -46,3 +48,4 @@ TEST(ScalingListDataChecks, HoldEachConstraintInAPps)
 }
 
 } // namespace
+} // namespace scaling_list_data_checks_test

@@ -9,6 +9,8 @@
 
 #include "ScanTables.h"
 
+namespace scaling_list_tables_test {
+
 namespace {
 
 using namespace h265_codec;
@@ -149,3 +151,4 @@ TEST(ScalingListTables, Scan8x8IsTheUpRightDiagonal)
 }
 
 } // namespace
+} // namespace scaling_list_tables_test

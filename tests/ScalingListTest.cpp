@@ -19,6 +19,8 @@
 #include "SyntaxWriters.h"
 #include "TestHost.h"
 
+namespace scaling_list_test {
+
 namespace {
 
 using namespace h265_codec;
@@ -617,3 +619,4 @@ TEST(ReadExplicitScalingList, KeepsTheBlocksWrittenBeforeACut)
 }
 
 } // namespace
+} // namespace scaling_list_test

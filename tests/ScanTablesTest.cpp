@@ -6,6 +6,8 @@
 
 #include <gtest/gtest.h>
 
+namespace scan_tables_test {
+
 namespace {
 
 using namespace h265_codec;
@@ -91,3 +93,4 @@ TEST(ScanTables, EveryTableVisitsEachPositionOnce)
 }
 
 } // namespace
+} // namespace scan_tables_test

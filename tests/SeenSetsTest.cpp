@@ -14,6 +14,8 @@
 #include "ParameterSetTables.h"
 #include "SyntaxWriters.h"
 
+namespace seen_sets_test {
+
 using namespace h265_stream;
 using namespace h265_test;
 
@@ -191,3 +193,4 @@ TEST(SeenSets, TellOutcomesOfTheSameBytesApart)
 }
 
 } // namespace
+} // namespace seen_sets_test

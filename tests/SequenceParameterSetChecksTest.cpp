@@ -2,6 +2,8 @@
 
 #include "ChecksTable.h"
 
+namespace sequence_parameter_set_checks_test {
+
 using namespace h265_syntax;
 using namespace h265_test;
 
@@ -135,3 +137,4 @@ TEST(SequenceParameterSetChecks, HoldTheHeaderAndTheEnd)
 }
 
 } // namespace
+} // namespace sequence_parameter_set_checks_test

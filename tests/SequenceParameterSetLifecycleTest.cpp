@@ -13,6 +13,8 @@
 #include "SyntaxWriters.h"
 #include "TestHost.h"
 
+namespace sequence_parameter_set_lifecycle_test {
+
 namespace {
 
 using namespace h265_codec;
@@ -326,3 +328,4 @@ TEST_F(ReadSPSBlocks, ClearsANewArrayOfSets)
 }
 
 } // namespace
+} // namespace sequence_parameter_set_lifecycle_test

@@ -10,6 +10,8 @@
 #include "SyntaxWriters.h"
 #include "TestHost.h"
 
+namespace sequence_parameter_set_ref_pics_test {
+
 namespace {
 
 using namespace h265_codec;
@@ -160,3 +162,4 @@ TEST_F(ReadSPS, TakesNoBitsForPocLsbsOfWidthZero)
 }
 
 } // namespace
+} // namespace sequence_parameter_set_ref_pics_test

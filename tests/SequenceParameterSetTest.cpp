@@ -15,6 +15,8 @@
 #include "SyntaxWriters.h"
 #include "TestHost.h"
 
+namespace sequence_parameter_set_test {
+
 namespace {
 
 using namespace h265_codec;
@@ -536,3 +538,4 @@ TEST_F(ReadSPS, ReadsTheSameBitsThroughBothReaders)
 }
 
 } // namespace
+} // namespace sequence_parameter_set_test

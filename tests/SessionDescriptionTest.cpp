@@ -9,6 +9,8 @@
 #include "FileKind.h"
 #include "SetText.h"
 
+namespace session_description_test {
+
 using namespace h265_container;
 using namespace h265_test;
 
@@ -297,3 +299,4 @@ TEST(SessionDescription, ValuesThatCannotBeClaimsAreWarnings)
 }
 
 } // namespace
+} // namespace session_description_test

@@ -11,6 +11,8 @@
 #include "DecoderConfiguration.h"
 #include "ParameterSetSyntax.h"
 
+namespace set_export_test {
+
 using namespace h265_container;
 using namespace h265_inspect;
 using namespace h265_test;
@@ -253,3 +255,4 @@ TEST(KeepSets, IsBounded)
 }
 
 } // namespace
+} // namespace set_export_test

@@ -10,6 +10,8 @@
 #include "ContainerFiles.h"
 #include "DecoderConfiguration.h"
 
+namespace set_text_test {
+
 using namespace h265_container;
 using namespace h265_test;
 
@@ -218,3 +220,4 @@ TEST(ReadSetText, ComesToAnEndOnEveryText)
 }
 
 } // namespace
+} // namespace set_text_test

@@ -15,6 +15,8 @@
 #include "ShortTermRefPicSetFixture.h"
 #include "TestHost.h"
 
+namespace short_term_ref_pic_set_long_test {
+
 namespace {
 
 using namespace h265_codec;
@@ -368,3 +370,4 @@ TEST(ReadLongShortTermRefPicSet, FollowsTheRefillsOfTheDecodersReader)
 }
 
 } // namespace
+} // namespace short_term_ref_pic_set_long_test

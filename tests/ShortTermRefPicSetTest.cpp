@@ -14,6 +14,8 @@
 #include "ShortTermRefPicSetFixture.h"
 #include "TestHost.h"
 
+namespace short_term_ref_pic_set_test {
+
 namespace {
 
 using namespace h265_codec;
@@ -341,3 +343,4 @@ TYPED_TEST(ReadShortTermRefPicSet, KeepsCountsModulo256)
 // Longer payloads, where the two readers part: every bit in order.
 
 } // namespace
+} // namespace short_term_ref_pic_set_test

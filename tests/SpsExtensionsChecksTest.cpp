@@ -2,6 +2,8 @@
 
 #include "ChecksTable.h"
 
+namespace sps_extensions_checks_test {
+
 using namespace h265_test;
 
 namespace {
@@ -54,3 +56,7 @@ TEST(SpsExtensionsChecks, HoldEachConstraintOf3D)
 }
 
 } // namespace
+} // namespace sps_extensions_checks_test
+
+#undef SCC
+#undef D3

@@ -2,6 +2,8 @@
 
 #include "ChecksTable.h"
 
+namespace st_ref_pic_set_checks_test {
+
 using namespace h265_test;
 
 namespace {
@@ -55,3 +57,4 @@ TEST(StRefPicSetChecks, CountThePictureBufferOfTheHighestSubLayer)
 }
 
 } // namespace
+} // namespace st_ref_pic_set_checks_test

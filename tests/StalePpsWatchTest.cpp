@@ -13,9 +13,6 @@
 #include "ParameterSetTables.h"
 #include "SyntaxWriters.h"
 
-using namespace h265_stream;
-using namespace h265_test;
-
 namespace h265_stream {
 
 static bool operator==(const StalePps& left, const StalePps& right)
@@ -24,6 +21,11 @@ static bool operator==(const StalePps& left, const StalePps& right)
 }
 
 } // namespace h265_stream
+
+namespace stale_pps_watch_test {
+
+using namespace h265_stream;
+using namespace h265_test;
 
 namespace {
 
@@ -147,3 +149,4 @@ TEST(StalePpsOfAStream, StandInItsSummary)
 }
 
 } // namespace
+} // namespace stale_pps_watch_test

@@ -10,6 +10,8 @@
 
 #include <gtest/gtest.h>
 
+namespace start_code_scan_test {
+
 using namespace h265_stream;
 
 namespace {
@@ -144,3 +146,4 @@ TEST(StartCodeScan, AgreesOnRandomBytes)
 }
 
 } // namespace
+} // namespace start_code_scan_test

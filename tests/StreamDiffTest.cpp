@@ -12,6 +12,8 @@
 #include "ParameterSetSyntax.h"
 #include "SyntaxCorpus.h"
 
+namespace stream_diff_test {
+
 using namespace h265_inspect;
 using namespace h265_test;
 
@@ -243,3 +245,4 @@ TEST(ParseDiffSide, SaysWhatIsWrong)
 }
 
 } // namespace
+} // namespace stream_diff_test

@@ -14,6 +14,8 @@
 #include "ParameterSetSyntax.h"
 #include "SyntaxCorpus.h"
 
+namespace stream_edit_test {
+
 using namespace h265_inspect;
 using namespace h265_syntax;
 using namespace h265_test;
@@ -553,3 +555,4 @@ TEST(ParseEditSetting, SaysWhatIsWrong)
 }
 
 } // namespace
+} // namespace stream_edit_test

@@ -7,6 +7,8 @@
 
 #include "ColourWords.h"
 
+namespace stream_gist_test {
+
 using namespace h265_inspect;
 using namespace h265_syntax;
 
@@ -226,3 +228,4 @@ TEST(ColourWords, SayWhatPeopleSay)
 }
 
 } // namespace
+} // namespace stream_gist_test

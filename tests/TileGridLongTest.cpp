@@ -13,6 +13,8 @@
 #include "TileGrid.h"
 #include "TileGridFixture.h"
 
+namespace tile_grid_long_test {
+
 namespace {
 
 using namespace h265_codec;
@@ -227,3 +229,4 @@ TEST(ReadLongTileGrid, FollowsTheRefillsOfTheDecodersReader)
 }
 
 } // namespace
+} // namespace tile_grid_long_test

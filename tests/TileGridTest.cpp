@@ -12,6 +12,8 @@
 #include "TestHost.h"
 #include "TileGridFixture.h"
 
+namespace tile_grid_test {
+
 namespace {
 
 using namespace h265_codec;
@@ -403,3 +405,4 @@ TYPED_TEST(ReadTileGrid, AcceptsAsManyTilesAsTheLimitAllows)
 }
 
 } // namespace
+} // namespace tile_grid_test

@@ -8,6 +8,8 @@
 #include "ContainerFiles.h"
 #include "TransportWriter.h"
 
+namespace transport_stream_test {
+
 using namespace h265_container;
 using namespace h265_test;
 
@@ -394,3 +396,4 @@ TEST(TransportStream, StaysInsideDamagedFiles)
 }
 
 } // namespace
+} // namespace transport_stream_test

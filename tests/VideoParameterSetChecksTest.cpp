@@ -2,6 +2,8 @@
 
 #include "ChecksTable.h"
 
+namespace video_parameter_set_checks_test {
+
 using namespace h265_test;
 
 namespace {
@@ -100,3 +102,7 @@ TEST(VideoParameterSetChecks, ForbidAVpsInAnotherLayer)
 }
 
 } // namespace
+} // namespace video_parameter_set_checks_test
+
+#undef PTL
+#undef MAIN_LEVEL_2

@@ -15,6 +15,8 @@
 #include "SyntaxWriters.h"
 #include "TestHost.h"
 
+namespace video_parameter_set_test {
+
 namespace {
 
 using namespace h265_codec;
@@ -421,3 +423,4 @@ TEST(VerifyVPS, IsNotCalledByTheReader)
 }
 
 } // namespace
+} // namespace video_parameter_set_test

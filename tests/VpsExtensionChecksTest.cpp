@@ -3,6 +3,8 @@
 #include "ChecksTable.h"
 #include "SyntaxCorpus.h"
 
+namespace vps_extension_checks_test {
+
 using namespace h265_syntax;
 using namespace h265_test;
 
@@ -256,3 +258,11 @@ TEST(VpsExtensionChecks, HoldBitstreamPartitions)
 }
 
 } // namespace
+} // namespace vps_extension_checks_test
+
+#undef X
+#undef DPB
+#undef VUI
+#undef BSP
+#undef OWN_FORMAT
+#undef MULTIVIEW

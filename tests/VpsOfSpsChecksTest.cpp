@@ -3,6 +3,8 @@
 #include "ChecksTable.h"
 #include "SyntaxCorpus.h"
 
+namespace vps_of_sps_checks_test {
+
 using namespace h265_syntax;
 using namespace h265_test;
 
@@ -255,3 +257,8 @@ TEST(VpsOfSpsChecks, HoldTheFormatThatALayerNames)
 }
 
 } // namespace
+} // namespace vps_of_sps_checks_test
+
+#undef PTL
+#undef VUI
+#undef LISTS

@@ -2,6 +2,8 @@
 
 #include "ChecksTable.h"
 
+namespace vui_checks_test {
+
 using namespace h265_test;
 
 namespace {
@@ -81,3 +83,6 @@ TEST(VuiChecks, HoldEachConstraint)
 }
 
 } // namespace
+} // namespace vui_checks_test
+
+#undef VUI

@@ -19,6 +19,8 @@
 #include "ParameterSetTables.h"
 #include "SyntaxWriters.h"
 
+namespace waiting_pps_test {
+
 using namespace h265_codec;
 using namespace h265_stream;
 using namespace h265_test;
@@ -371,3 +373,4 @@ TEST(WaitingPps, IsForgottenWithTheTables)
 }
 
 } // namespace
+} // namespace waiting_pps_test

@@ -38,23 +38,13 @@ def limited(command, seconds, environment=None):
         process.wait()
 
 
-def names_in_tests(pattern):
-    """The rooms that tests/CMakeLists.txt makes tests of, by a regular expression with a group."""
-    text = (ROOT / "tests/CMakeLists.txt").read_text(encoding="utf-8")
-    return [name for match in re.finditer(pattern, text) for name in match.group(1).split()]
-
-
-# The rooms whose tests a folder's mutants have to pass, the likely ones first.
-ROOMS_OF = {
-    ROOT / "src/ParameterSetSyntax": lambda: names_in_tests(r"h265_syntax_test\((ParameterSetSyntax\w*)"),
-    ROOT / "src/ParameterSetChecks": lambda: [
-        *(f"{room}Checks" for room in names_in_tests(r"foreach\(ROOM IN ITEMS (SequenceParameterSet StRef[\w\s]*)\)")),
-        *names_in_tests(r"h265_checks_test\((\w+)")],
-    ROOT / "src/Inspector": lambda: [
-        *names_in_tests(r"h265_\w+_test\((\w+) H265ParameterSets::Inspector"),
-        *names_in_tests(r"foreach\(ROOM IN ITEMS (Claim[\w\s]*|StreamDiff[\w\s]*)\)")],
-    ROOT / "src/ContainerHost": lambda: names_in_tests(r"h265_container_test\((\w+)"),
-    PROGRAM: lambda: ["OutputStream", *names_in_tests(r"foreach\(ROOM (H265ps [\w\s]*)\)")],
+# The tests that a folder's mutants have to pass, the likely ones first.
+TESTS_OF = {
+    ROOT / "src/ParameterSetSyntax": ["ParameterSetSyntaxTest"],
+    ROOT / "src/ParameterSetChecks": ["ParameterSetChecksTest"],
+    ROOT / "src/Inspector": ["InspectorTest"],
+    ROOT / "src/ContainerHost": ["ContainerHostTest"],
+    PROGRAM: ["OutputStreamTest", "H265psTest"],
 }
 
 
@@ -70,15 +60,14 @@ class LinkedBuild:
         self.build = build.resolve()
         commands = json.loads((self.build / "compile_commands.json").read_text(encoding="utf-8"))
         self.compile_commands = [entry for entry in commands if pathlib.Path(entry["file"]).parent == library]
-        self.rooms = ROOMS_OF[library]()
-        assert self.rooms, library
-        self.seconds = {room: 300 for room in self.rooms}
+        self.tests = TESTS_OF[library]
+        self.seconds = {test: 300 for test in self.tests}
         self.objects = {}  # changed ones, by the names that the build has for them
         assert self.link_program()
-        for room in self.rooms:
+        for test in self.tests:
             begin = time.monotonic()
-            assert self.room_passes(room), f"the tests of {room} fail without any change"
-            self.seconds[room] = 10 + 10 * (time.monotonic() - begin)  # a mutant that runs longer runs for ever
+            assert self.passes(test), f"{test} fails without any change"
+            self.seconds[test] = 10 + 10 * (time.monotonic() - begin)  # a mutant that runs longer runs for ever
 
     def link(self, target, program):
         """Links a target of the build with the changed objects in the place of, or in front of, its own."""
@@ -97,23 +86,23 @@ class LinkedBuild:
     def link_program(self):
         return self.library != PROGRAM or self.link("tools/h265ps/h265ps", self.folder / "h265ps")
 
-    def room_passes(self, room):
-        test = self.build / f"tests/{room}Test"
+    def passes(self, test):
+        program = self.build / "tests" / test
         environment = dict(os.environ, TMPDIR=str(self.folder / "tmp"))
-        if room.startswith("H265ps"):
+        if test == "H265psTest":
             environment["H265PS_PROGRAM"] = str(self.folder / "h265ps")
         elif self.objects:
-            test = self.folder / f"{room}Test"
-            if not self.link(f"tests/{room}Test", test):
+            program = self.folder / test
+            if not self.link(f"tests/{test}", program):
                 return False
         try:
-            return limited([str(test), "--gtest_brief=1", "--gtest_fail_fast"], self.seconds[room], environment)
+            return limited([str(program), "--gtest_brief=1", "--gtest_fail_fast"], self.seconds[test], environment)
         finally:
             shutil.rmtree(self.folder / "tmp")
             (self.folder / "tmp").mkdir()
 
     def survives(self):
-        return self.link_program() and all(self.room_passes(room) for room in self.rooms)
+        return self.link_program() and all(self.passes(test) for test in self.tests)
 
     def compile(self, entry, name):
         """Compiles the changed file as the build does, less optimised; headers of the folder are the scratch copy's."""

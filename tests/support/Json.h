@@ -1,5 +1,6 @@
 #pragma once
 
+#include <filesystem>
 #include <string_view>
 
 #include <nlohmann/json.hpp>
@@ -7,8 +8,6 @@
 /// JSON with its keys in the order in which they stand.
 using Json = nlohmann::ordered_json;
 
-// Compiled once, in Json.cpp: that takes seconds.
-extern template class nlohmann::basic_json<nlohmann::ordered_map>;
-
-/// Throws nlohmann::json::parse_error where it is none.
+/// Both throw nlohmann::json::parse_error where it is none.
 Json parseJson(std::string_view text);
+Json parseJsonFile(const std::filesystem::path& path);

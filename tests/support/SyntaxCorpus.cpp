@@ -6,7 +6,7 @@
 #include <iterator>
 #include <set>
 
-#include <nlohmann/json.hpp>
+#include "Json.h"
 
 namespace h265_test {
 
@@ -15,9 +15,8 @@ SyntaxStream syntaxStream(const std::string& name)
     const std::filesystem::path path = std::filesystem::path(H265_TEST_CORPUS) / name;
     std::ifstream bytes(path.string() + ".hevc", std::ios::binary);
     SyntaxStream stream{{std::istreambuf_iterator<char>(bytes), std::istreambuf_iterator<char>()}, {}};
-    std::ifstream file(path.string() + ".json");
-    const nlohmann::json values = nlohmann::json::parse(file);
-    for (const nlohmann::json& set : values.at("sets"))
+    const Json values = parseJsonFile(path.string() + ".json");
+    for (const Json& set : values.at("sets"))
         stream.sets.push_back({set.at("offset").get<std::size_t>(), set.at("size").get<std::size_t>()});
     return stream;
 }
