@@ -186,9 +186,9 @@ TEST_F(H265ps, LongJsonFromStandardInputComesWhole)
     setup.input = make("long", stream);
     const ChildResult result = h265ps({"--json", "--all", "-"}, setup);
     EXPECT_GT(result.output.size(), std::size_t{9} << 20);
-    Json fromFile = parseJson(h265ps({"--json", "--all", setup.input}).output);
-    fromFile["file"] = "-";
-    EXPECT_TRUE(parseJson(result.output) == fromFile);
+    std::string fromFile = h265ps({"--json", "--all", setup.input}).output;
+    fromFile.replace(fromFile.find(setup.input), setup.input.size(), "-");
+    EXPECT_TRUE(result.output == fromFile);
 }
 
 TEST_F(H265ps, SeveralFilesFollowOneAnotherAndAnErrorDoesNotStopThem)
