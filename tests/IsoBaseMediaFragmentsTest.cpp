@@ -1,0 +1,166 @@
+// Movies in fragments, and media segments with their init segment.
+
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "MovieFixture.h"
+
+namespace iso_base_media_fragments_test {
+
+using namespace h265_container;
+using namespace h265_test;
+using namespace h265_test::movies;
+
+namespace {
+
+TEST(IsoBaseMedia, ReadsFragments)
+{
+    const Bytes file = joined({initSegment(), mediaSegment(), mediaSegment(100)});
+    for (const CContainerRecord& record : {read(file), readForward(file)}) {
+        EXPECT_EQ(record.findings(), "");
+        ASSERT_EQ(record.m_units.size(), 9U);
+        EXPECT_EQ(record.m_units[3].place, "track 1, sample 1 at 0.56 s");
+        EXPECT_EQ(record.m_units[5].place, "track 1, sample 2 at 0.54 s");
+        EXPECT_EQ(record.m_units[8].place, "track 1, sample 4 at 1.04 s");
+        EXPECT_EQ(record.m_units[8].bytes, TRAIL);
+        EXPECT_TRUE(standWhereTheySay(record, file));
+    }
+}
+
+TEST(IsoBaseMedia, SaysOfAnInitSegmentThatItIsNotTheFile)
+{
+    const Bytes segment = mediaSegment();
+    Bytes init = initSegment();
+    init.resize(init.size() - 3); // in trex
+    const auto pInit = makeRandomSource(init);
+    const auto pSource = makeRandomSource(segment);
+    CContainerRecord record;
+    readIsoBaseMedia(*pSource, {}, record, pInit.get());
+    ASSERT_FALSE(record.m_findings.empty());
+    for (const ContainerFinding& finding : record.m_findings) {
+        EXPECT_EQ(finding.box.find("initialisation segment: moov"), 0U) << finding.box << ": " << finding.message;
+        EXPECT_FALSE(finding.ulOffset);
+    }
+    ASSERT_EQ(record.m_claims.size(), 1U);
+    const ContainerClaims& claims = record.m_claims.front();
+    ASSERT_TRUE(claims.hvcC && claims.entrySize && claims.trackSize);
+    EXPECT_EQ(claims.hvcC->box, "initialisation segment: moov/trak/mdia/minf/stbl/stsd/hvc1/hvcC");
+    EXPECT_EQ(claims.trackSize->box, "initialisation segment: moov/trak/tkhd");
+    EXPECT_FALSE(claims.hvcC->ulOffset || claims.entrySize->ulOffset || claims.trackSize->ulOffset);
+    EXPECT_TRUE(standWhereTheySay(record, segment));
+}
+
+TEST(IsoBaseMedia, ReadsMediaSegmentsWithTheirInitSegment)
+{
+    const Bytes segment = mediaSegment();
+    EXPECT_TRUE(read(segment).tells("give it with --init FILE"));
+    const Bytes init = initSegment();
+    const auto pInit = makeRandomSource(init);
+    const auto pSource = makeRandomSource(segment);
+    CContainerRecord record;
+    readIsoBaseMedia(*pSource, {}, record, pInit.get());
+    EXPECT_EQ(record.findings(), "");
+    ASSERT_EQ(record.m_units.size(), 6U);
+    EXPECT_FALSE(record.m_units[0].ulOffset); // they stand in another file
+    EXPECT_TRUE(standWhereTheySay(record, segment));
+    const auto pNone = makeRandomSource(FTYP);
+    CContainerRecord without;
+    readIsoBaseMedia(*pSource, {}, without, pNone.get());
+    EXPECT_TRUE(without.tells("the initialisation segment has no moov"));
+}
+
+TEST(IsoBaseMedia, TakesDefaultsOfFragmentsFromEveryPlace)
+{
+    const auto fragment = [](const Bytes& tfhd, const Bytes& trun) { return box("moof", {box("traf", {tfhd, trun})}); };
+    const Bytes init = initSegment(true);
+    const Bytes plain = fragment(fullBox("tfhd", 0, 0, {be(4, 1)}), fullBox("trun", 0, 1, {be(4, 1), be(4, 0)}));
+    const std::size_t uiData = plain.size() + 8;
+    const struct
+    {
+        const char* pName;
+        Bytes moof;
+    } aCases[] = {
+        {"sizes of trex, offset from the moof",
+         fragment(fullBox("tfhd", 0, 0, {be(4, 1)}), fullBox("trun", 0, 1, {be(4, 1), be(4, uiData)}))},
+        {"everything in tfhd, offset of the file",
+         fragment(fullBox("tfhd", 0, 0x1b, {be(4, 1), be(8, init.size() + uiData + 20), be(4, 1), be(4, 4), be(4, 8)}),
+                  fullBox("trun", 0, 0, {be(4, 1), zeros(4)}))},
+    };
+    for (const auto& c : aCases) {
+        SCOPED_TRACE(c.pName);
+        const CContainerRecord record = read(joined({init, c.moof, box("mdat", {prefixed({TRAIL})})}));
+        EXPECT_EQ(record.findings(), "");
+        ASSERT_EQ(record.m_units.size(), 4U);
+        EXPECT_EQ(record.m_units[3].bytes, TRAIL);
+    }
+}
+
+// 8.8.7: without a base of its own, a traf's data begins behind that of the traf in front.
+TEST(IsoBaseMedia, FindsTheDataOfFragmentsBehindThatOfOtherTracks)
+{
+    const Bytes sound(40, 0x11);
+    const Bytes sample = prefixed({TRAIL});
+    const auto traf = [](unsigned uiTrack, const Bytes& data, unsigned uiFlags, unsigned uiOffset) {
+        const Bytes offset = (uiFlags & 1) != 0 ? be(4, uiOffset) : Bytes();
+        const Bytes size = (uiFlags & 0x200) != 0 ? be(4, data.size()) : Bytes();
+        return box("traf",
+                   {fullBox("tfhd", 0, 0x10, {be(4, uiTrack), be(4, size.empty() ? data.size() : 0)}),
+                    fullBox("trun", 0, uiFlags, {be(4, 1), offset, size})});
+    };
+    TrackSyntax video;
+    video.entries = {hvc1()};
+    video.stts = fullBox("stts", 0, 0, {be(4, 0)});
+    video.runs = {};
+    TrackSyntax audio = video;
+    audio.uiTrack = 2;
+    audio.handler = "soun";
+    audio.entries = {box("mp4a", {zeros(28)})};
+    TrackSyntax second = video;
+    second.uiTrack = 4;
+    const Bytes init = joined({FTYP, box("moov", {trak(video), trak(audio), trak(second), box("mvex", {})})});
+    for (const unsigned uiFlags : {0U, 0x200U}) {
+        for (const unsigned uiOther : {2U, 3U, 4U}) { // 3: of no moov
+            SCOPED_TRACE(std::to_string(uiFlags) + " " + std::to_string(uiOther));
+            const Bytes first = uiOther == 4 ? prefixed({IDR, TRAIL}) : sound;
+            const auto moof = [&](unsigned uiOffset) {
+                return box("moof", {traf(uiOther, first, uiFlags | 1, uiOffset), traf(1, sample, uiFlags, 0)});
+            };
+            const auto uiOffset = static_cast<unsigned>(moof(0).size() + 8);
+            const Bytes file = joined({init, moof(uiOffset), box("mdat", {first, sample})});
+            for (const CContainerRecord& record : {read(file), read(file, {.bHead = true})}) {
+                EXPECT_EQ(record.m_findings.size(), uiOther == 3 ? 1U : 0U) << record.findings();
+                ASSERT_FALSE(record.m_units.empty());
+                EXPECT_EQ(record.m_units.back().bytes, TRAIL);
+                EXPECT_EQ(record.m_units.back().place, "track 1, sample 1 at 0 s");
+            }
+        }
+    }
+}
+
+TEST(IsoBaseMedia, GoesOnInTimeFromTheSamplesOfTheMoovToFragments)
+{
+    TrackSyntax track;
+    track.entries = {hvc1()};
+    const Bytes samples = joined({prefixed({IDR}), prefixed({TRAIL})});
+    const Bytes front = joined({FTYP, box("mdat", {samples})});
+    track.sizes = {static_cast<std::uint32_t>(prefixed({IDR}).size()),
+                   static_cast<std::uint32_t>(prefixed({TRAIL}).size())};
+    track.chunks = {FTYP.size() + 8};
+    track.runs = {{1, 2, 1}};
+    const Bytes trex = fullBox("trex", 0, 0, {be(4, 1), be(4, 1), be(4, 4), be(4, 8), be(4, 0)});
+    const Bytes moof = box("moof",
+                           {box("traf",
+                                {fullBox("tfhd", 0, 0x20000, {be(4, 1)}),
+                                 fullBox("trun", 0, 1, {be(4, 1), be(4, 8 + 8 + 16 + 20 + 8)})})});
+    const CContainerRecord record =
+        read(joined({front, box("moov", {trak(track), box("mvex", {trex})}), moof, box("mdat", {prefixed({TRAIL})})}));
+    EXPECT_EQ(record.findings(), "");
+    EXPECT_EQ(record.m_units.back().bytes, TRAIL);
+    EXPECT_EQ(record.m_units.back().place, "track 1, sample 3 at 0.08 s");
+}
+
+} // namespace
+
+} // namespace iso_base_media_fragments_test
