@@ -276,9 +276,8 @@ std::size_t unlikeness(std::string_view given, std::string_view known)
 }
 
 template <class TSet>
-std::string nearest(std::string_view path)
+std::vector<std::string> allPaths()
 {
-    constexpr std::size_t LONGEST = 200;
     CAllPaths all;
     for (const unsigned uiProfile : {0U, 2U, 5U}) { // whose constraint flags differ, 7.3.3
         TSet set;
@@ -292,9 +291,17 @@ std::string nearest(std::string_view path)
     } else if constexpr (SetKind<TSet>::TYPE == VPS_NUT) {
         all.m_paths.emplace_back("timing");
     }
+    return std::move(all.m_paths);
+}
+
+template <class TSet>
+std::string nearest(std::string_view path)
+{
+    static const std::vector<std::string> PATHS = allPaths<TSet>(); // many files may have the same mistake
+    constexpr std::size_t LONGEST = 200;
     const std::string plain = withoutIndices(path.substr(0, LONGEST));
     return *std::ranges::min_element(
-        all.m_paths, {}, [&plain](const std::string& known) { return unlikeness(plain, withoutIndices(known)); });
+        PATHS, {}, [&plain](const std::string& known) { return unlikeness(plain, withoutIndices(known)); });
 }
 
 } // namespace
