@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <bitset>
 #include <cerrno>
 #include <cstring>
 #include <system_error>
@@ -50,7 +51,9 @@ class CFileRandomSource : public CRandomSource
 public:
     CFileRandomSource(int iFd, bool bOwned, std::uint64_t ulBase, std::uint64_t ulSize)
         : m_iFd(iFd), m_bOwned(bOwned), m_ulBase(ulBase), m_ulSize(ulSize)
-    {}
+    {
+        m_aulBegins.fill(NOTHING);
+    }
     ~CFileRandomSource() override
     {
         if (m_bOwned)
@@ -61,6 +64,11 @@ public:
 
     std::size_t read(std::uint64_t ulOffset, std::span<unsigned char> to) override
     {
+        const std::uint64_t ulInLast = ulOffset - m_aulBegins[m_uiLast];
+        if (ulInLast < WINDOW_BYTES && ulInLast + to.size() <= m_uiLastBytes) { // nearly always
+            std::memcpy(to.data(), m_bytes[m_uiLast].data() + ulInLast, to.size());
+            return to.size();
+        }
         if (ulOffset >= m_ulSize)
             return 0;
         to = to.first(static_cast<std::size_t>(std::min<std::uint64_t>(to.size(), m_ulSize - ulOffset)));
@@ -69,9 +77,8 @@ public:
             return to.size();
         }
         for (std::size_t i = 0; i < to.size();) {
-            const Window& window = windowAt(ulOffset + i);
-            i += copyFrom(
-                std::span(window.aucBytes).first(window.uiFilled), ulOffset + i - window.ulOffset, to.subspan(i));
+            const std::uint64_t ulWithin = (ulOffset + i) % WINDOW_BYTES;
+            i += copyFrom(windowAt(ulOffset + i - ulWithin), ulWithin, to.subspan(i));
         }
         return to.size();
     }
@@ -81,37 +88,31 @@ private:
     static constexpr std::size_t WINDOW_BYTES = 4096;
     static constexpr std::size_t WINDOWS = 32;
 
-    struct Window
-    {
-        std::uint64_t ulOffset = 0;
-        std::size_t uiFilled = 0;
-        std::uint64_t ulUsed = 0; // when, counted in uses
-        std::array<unsigned char, WINDOW_BYTES> aucBytes;
-    };
+    static constexpr std::uint64_t NOTHING = std::uint64_t{1} << 63; // behind every file's end
 
-    const Window& windowAt(std::uint64_t ulOffset)
+    std::span<const unsigned char> windowAt(std::uint64_t ulBegin)
     {
-        const std::uint64_t ulBegin = ulOffset - ulOffset % WINDOW_BYTES;
-        if (m_pLast->uiFilled != 0 && m_pLast->ulOffset == ulBegin)
-            return *m_pLast; // nearly always
-        Window* pOldest = &m_windows.front();
-        for (Window& window : m_windows) {
-            if (window.uiFilled != 0 && window.ulOffset == ulBegin) {
-                window.ulUsed = ++m_ulUses;
-                m_pLast = &window;
-                return window;
-            }
-            if (window.ulUsed < pOldest->ulUsed)
-                pOldest = &window;
+        const auto pFound = std::find(m_aulBegins.begin(), m_aulBegins.end(), ulBegin);
+        const bool bHeld = pFound != m_aulBegins.end();
+        m_uiLast = bHeld ? static_cast<std::size_t>(pFound - m_aulBegins.begin()) : fillWindow(ulBegin);
+        m_used[m_uiLast] = bHeld;
+        m_uiLastBytes = static_cast<std::size_t>(std::min<std::uint64_t>(WINDOW_BYTES, m_ulSize - ulBegin));
+        return std::span(m_bytes[m_uiLast]).first(m_uiLastBytes);
+    }
+
+    // Takes the next window that was not used again since its turn was last: tables are, samples are not.
+    std::size_t fillWindow(std::uint64_t ulBegin)
+    {
+        while (m_used[m_uiNext]) {
+            m_used[m_uiNext] = false;
+            m_uiNext = (m_uiNext + 1) % WINDOWS;
         }
-        pOldest->uiFilled = 0; // nothing is left of it when reading throws
-        const std::size_t uiCount = static_cast<std::size_t>(std::min<std::uint64_t>(WINDOW_BYTES, m_ulSize - ulBegin));
-        readExactly(ulBegin, std::span(pOldest->aucBytes).first(uiCount));
-        pOldest->ulOffset = ulBegin;
-        pOldest->uiFilled = uiCount;
-        pOldest->ulUsed = ++m_ulUses;
-        m_pLast = pOldest;
-        return *pOldest;
+        const std::size_t uiWindow = std::exchange(m_uiNext, (m_uiNext + 1) % WINDOWS);
+        m_aulBegins[uiWindow] = NOTHING; // when reading throws
+        const std::uint64_t ulCount = std::min<std::uint64_t>(WINDOW_BYTES, m_ulSize - ulBegin);
+        readExactly(ulBegin, std::span(m_bytes[uiWindow]).first(static_cast<std::size_t>(ulCount)));
+        m_aulBegins[uiWindow] = ulBegin;
+        return uiWindow;
     }
 
     void readExactly(std::uint64_t ulOffset, std::span<unsigned char> to) const
@@ -134,9 +135,12 @@ private:
     const bool m_bOwned;
     const std::uint64_t m_ulBase; // where standard input stood
     const std::uint64_t m_ulSize;
-    std::uint64_t m_ulUses = 0;
-    std::vector<Window> m_windows{WINDOWS};
-    Window* m_pLast = &m_windows.front();
+    std::array<std::uint64_t, WINDOWS> m_aulBegins; // of each window's bytes in the file
+    std::bitset<WINDOWS> m_used;
+    std::size_t m_uiLast = 0;
+    std::size_t m_uiLastBytes = 0;
+    std::size_t m_uiNext = 0; // the window whose turn it is
+    std::vector<std::array<unsigned char, WINDOW_BYTES>> m_bytes{WINDOWS};
 };
 
 class CForwardSource : public CRandomSource
