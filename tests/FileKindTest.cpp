@@ -73,7 +73,7 @@ TEST(FileKind, KnowsFilesByTheirFirstBytes)
     }
 }
 
-TEST(FileKind, KnowsPacketsThatBeginInTheMiddle)
+TEST(FileKind, KnowsPacketsThatBeginInTheMiddleOrWithDamage)
 {
     const CTransportWriter writer = CTransportWriter().add(0x100, Bytes(2000, 0x55));
     for (const Bytes& packets : {writer.bytes(), writer.bytes(4), writer.bytes(0, 16)}) {
@@ -84,6 +84,13 @@ TEST(FileKind, KnowsPacketsThatBeginInTheMiddle)
     }
     const Bytes one = writer.m_packets[0];
     EXPECT_EQ(fileKind(one).eKind, EFileKind::TransportStream);
+    for (const Bytes& packets : {writer.bytes(), writer.bytes(4), writer.bytes(0, 16)}) {
+        EXPECT_EQ(fileKind(joined({Bytes(3000, 0x47), packets})).eKind, EFileKind::TransportStream);
+        EXPECT_EQ(fileKind(joined({Bytes(3001, 1), packets})).eKind, EFileKind::TransportStream);
+        Bytes damaged = packets;
+        damaged.erase(damaged.begin() + 100, damaged.begin() + 160);
+        EXPECT_EQ(fileKind(damaged).eKind, EFileKind::TransportStream);
+    }
     // A byte stream whose bytes happen to be sync bytes stays one.
     Bytes stream = joined({SETS, Bytes(1200, 0x47)});
     EXPECT_EQ(fileKind(stream).eKind, EFileKind::ByteStream);

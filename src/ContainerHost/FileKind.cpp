@@ -83,33 +83,38 @@ bool isBoxes(Bytes head)
            std::any_of(std::begin(TYPES), std::end(TYPES), [&](auto type) { return hasAt(head, 4, type); });
 }
 
-// Packets of H.222.0, as they are, behind a time, or in front of check bytes. A capture can begin inside one:
-// then more of them have to agree.
+// Packets of H.222.0, as they are, behind a time, or in front of check bytes.
 constexpr std::size_t PACKET_SIZES[] = {188, 192, 204};
 constexpr std::size_t SURE_PACKETS = 5;
 
-bool syncBytesFrom(Bytes head, std::size_t uiFirst, std::size_t uiPacket)
+// How many sync bytes follow one another from a byte on.
+std::size_t syncBytesFrom(Bytes head, std::size_t uiFirst, std::size_t uiPacket)
 {
-    for (std::size_t i = uiFirst; i < head.size(); i += uiPacket) {
-        if (head[i] != 0x47)
-            return false;
-    }
-    return true;
+    std::size_t uiPackets = 0;
+    for (std::size_t i = uiFirst; i < head.size() && head[i] == 0x47; i += uiPacket)
+        ++uiPackets;
+    return uiPackets;
 }
 
-bool isTransportStream(Bytes head)
+// A capture can begin inside a packet, with damage, or behind something of its device's.
+bool hasPackets(Bytes head)
 {
-    for (const std::size_t uiPacket : PACKET_SIZES) {
-        const std::size_t uiUsual = uiPacket == 192 ? 4 : 0;
-        for (std::size_t i = 0; i < uiPacket && i < head.size(); ++i) {
-            const std::size_t uiPackets = (head.size() - i + uiPacket - 1) / uiPacket;
-            const bool bWhole = i == uiUsual && head.size() == uiPacket;
-            const bool bEnough = i == uiUsual ? uiPackets >= 2 || bWhole : uiPackets >= SURE_PACKETS;
-            if (bEnough && syncBytesFrom(head, i, uiPacket))
-                return true;
-        }
+    for (std::size_t i = 0; i < head.size(); ++i) {
+        const auto isSure = [&](std::size_t uiPacket) { return syncBytesFrom(head, i, uiPacket) >= SURE_PACKETS; };
+        if (head[i] == 0x47 && std::any_of(std::begin(PACKET_SIZES), std::end(PACKET_SIZES), isSure))
+            return true;
     }
     return false;
+}
+
+// All there is of a small file.
+bool isFewPackets(Bytes head)
+{
+    return std::any_of(std::begin(PACKET_SIZES), std::end(PACKET_SIZES), [&](std::size_t uiPacket) {
+        const std::size_t uiFirst = uiPacket == 192 ? 4 : 0;
+        const std::size_t uiPackets = head.size() < uiFirst ? 0 : (head.size() - uiFirst + uiPacket - 1) / uiPacket;
+        return (uiPackets >= 2 || head.size() == uiPacket) && syncBytesFrom(head, uiFirst, uiPacket) == uiPackets;
+    });
 }
 
 // ISO/IEC 14496-15 4.3.3.1: each length leads to the next, and a parameter set or access unit delimiter of layer 0
@@ -193,7 +198,7 @@ FileKind fileKind(Bytes head)
     const ERawVideo eVideo = rawVideo(head);
     if (beginsWithStartCode(head) && eVideo == ERawVideo::H265)
         return {EFileKind::ByteStream, "an H.265 byte stream", {}};
-    if (isTransportStream(head))
+    if (isFewPackets(head) || hasPackets(head))
         return {EFileKind::TransportStream, "an MPEG transport stream (MPEG-TS)", {}};
     if (lengthPrefixedUnits(head).value_or(0) >= 2)
         return {
@@ -213,11 +218,22 @@ bool isFileKindSettled(Bytes head)
 {
     if (head.size() >= FILE_KIND_BYTES)
         return true;
-    const FileKind kind = fileKind(head);
+    if (head.size() < 16)
+        return false;
     // Marks stand in front, and are as long as they get. So does a start code, and which parameter set comes first
-    // behind it no more bytes change; packets and lengths are judged by all that comes.
-    const bool bMarked = kind.eKind == EFileKind::IsoBaseMedia || kind.eKind == EFileKind::Matroska;
-    return head.size() >= 16 && (bMarked || (kind.eKind == EFileKind::ByteStream && rawVideo(head) == ERawVideo::H265));
+    // behind it no more bytes change. Packets stay where they are; a few of them, and lengths, are judged by all that
+    // comes.
+    switch (fileKind(head).eKind) {
+    case EFileKind::IsoBaseMedia:
+    case EFileKind::Matroska:
+        return true;
+    case EFileKind::ByteStream:
+        return rawVideo(head) == ERawVideo::H265;
+    case EFileKind::TransportStream:
+        return !beginsWithStartCode(head) && hasPackets(head);
+    default:
+        return false;
+    }
 }
 
 } // namespace h265_container
