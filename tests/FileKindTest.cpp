@@ -34,6 +34,14 @@ TEST(FileKind, KnowsFilesByTheirFirstBytes)
         {containerFile("hvc1.mp4"), EFileKind::IsoBaseMedia, "an MP4, QuickTime or HEIF file", false},
         {containerFile("hev1.mov"), EFileKind::IsoBaseMedia, "an MP4, QuickTime or HEIF file", false},
         {containerFile("single.heic"), EFileKind::IsoBaseMedia, "an MP4, QuickTime or HEIF file", false},
+        {joined({{0x20, 0, 0, 8}, text("mdat"), Bytes(20, 0x20)}),
+         EFileKind::IsoBaseMedia,
+         "an MP4, QuickTime or HEIF file",
+         false},
+        {joined({text("    mdat"), zeros(20)}), EFileKind::IsoBaseMedia, "an MP4, QuickTime or HEIF file", false},
+        {text("The mdat of it, and more"), EFileKind::Unknown, "", false},
+        {text("The free text of it, and more"), EFileKind::Unknown, "", false},
+        {text("OggS\0\2"sv), EFileKind::Foreign, "an Ogg file", false},
         {containerFile("live.mkv"), EFileKind::Matroska, "a Matroska or WebM file", false},
         {containerFile("packets188.ts"), EFileKind::TransportStream, "an MPEG transport stream (MPEG-TS)", false},
         {containerFile("packets192.m2ts"), EFileKind::TransportStream, "an MPEG transport stream (MPEG-TS)", false},
@@ -91,6 +99,13 @@ TEST(FileKind, KnowsPacketsThatBeginInTheMiddleOrWithDamage)
         damaged.erase(damaged.begin() + 100, damaged.begin() + 160);
         EXPECT_EQ(fileKind(damaged).eKind, EFileKind::TransportStream);
     }
+    // Four sync bytes in a row are chance.
+    Bytes chance(1200, 0x33);
+    for (std::size_t i = 50; i < 50 + 4 * std::size_t{188}; i += 188)
+        chance[i] = 0x47;
+    EXPECT_EQ(fileKind(chance).eKind, EFileKind::Unknown);
+    chance[50 + 4 * 188] = 0x47;
+    EXPECT_EQ(fileKind(chance).eKind, EFileKind::TransportStream);
     // A byte stream whose bytes happen to be sync bytes stays one.
     Bytes stream = joined({SETS, Bytes(1200, 0x47)});
     EXPECT_EQ(fileKind(stream).eKind, EFileKind::ByteStream);

@@ -102,6 +102,71 @@ TEST(IsoBaseMedia, TellsWhatIsWrongWithTheFile)
     }
 }
 
+// What a muxer wrote in front of the NAL units of its samples may not be what its hvcC says.
+TEST(IsoBaseMedia, ReadsSamplesByTheLengthsThatTheyHave)
+{
+    const Bytes withStartCodes = byteStream({SPS, IDR});
+    const struct
+    {
+        unsigned uiClaimed;
+        Bytes sample;
+        std::size_t uiUnits;
+        const char* pTold; // empty of nothing
+    } aCases[] = {
+        {4, prefixed({SPS, IDR}, 4), 2, ""},
+        {1,
+         prefixed({SPS, IDR}, 4),
+         2,
+         "the NAL units have lengths of 4 bytes, and not lengths of 1 byte as lengthSizeM"},
+        {2, prefixed({SPS, IDR}, 4), 2, "the NAL units have lengths of 4 bytes, and not lengths of 2 bytes as"},
+        {4, prefixed({SPS, IDR}, 2), 2, "the NAL units have lengths of 2 bytes, and not lengths of 4 bytes as"},
+        {4, prefixed({SPS, IDR}, 1), 2, "the NAL units have lengths of 1 byte, and not lengths of 4 bytes as"},
+        {4, withStartCodes, 2, "the NAL units have start codes, and not lengths of 4 bytes as lengthSizeMinusOne says"},
+        {4, Bytes(withStartCodes.begin() + 1, withStartCodes.end()), 2, "the NAL units have start codes, and not"},
+        {4, {0, 0, 0, 9, 1, 2, 3}, 1, "a NAL unit of 9 bytes where 3 are left"}, // nothing fits better
+        {4, {}, 0, ""},
+    };
+    for (const auto& c : aCases) {
+        SCOPED_TRACE(c.pTold);
+        TrackSyntax track;
+        track.entries = {hvc1({box("hvcC", {hvcCContent({VPS, SPS, PPS}, c.uiClaimed)})})};
+        const CContainerRecord record = read(movie(track, {c.sample, c.sample}));
+        EXPECT_EQ(record.m_units.size(), 3 + 2 * c.uiUnits);
+        if (*c.pTold == '\0')
+            EXPECT_EQ(record.findings(), "");
+        else
+            EXPECT_TRUE(record.tells(c.pTold)) << record.findings();
+        if (c.uiUnits == 2) {
+            EXPECT_EQ(record.m_units[3].bytes, SPS);
+            EXPECT_EQ(record.m_units[6].bytes, IDR);
+            EXPECT_LE(record.m_findings.size(), 1U) << record.findings();
+        }
+    }
+}
+
+TEST(IsoBaseMedia, TellsFragmentsInFrontOfTheMoov)
+{
+    const Bytes file = joined({FTYP, mediaSegment(), initSegment(), mediaSegment(100)});
+    const CContainerRecord record = read(file);
+    ASSERT_TRUE(record.tells("stands in front of the moov that describes its samples: it is not read"));
+    EXPECT_EQ(record.m_findings[0].ulOffset, FTYP.size());
+    EXPECT_TRUE(record.m_findings[0].bUnread);
+    EXPECT_EQ(record.m_units.size(), 6U);
+}
+
+TEST(IsoBaseMedia, TellsTracksWithoutANumberOfTheirOwn)
+{
+    TrackSyntax track;
+    track.entries = {hvc1()};
+    const Bytes one = trak(track);
+    const CContainerRecord twice = read(joined({FTYP, box("moov", {one, one})}));
+    EXPECT_TRUE(twice.tells("track_ID 1 is that of another track too: both are told as one [14496-12 8.3.2.3]"));
+    EXPECT_EQ(twice.m_tracks.size(), 1U);
+    track.uiTrack = 0;
+    EXPECT_TRUE(read(joined({FTYP, box("moov", {trak(track)})})).tells("track_ID is 0, which is no track's"));
+    EXPECT_FALSE(read(joined({FTYP, box("moov", {one})})).tells("track_ID"));
+}
+
 TEST(IsoBaseMedia, TellsWhichTrackADescriptionIsOf)
 {
     TrackSyntax track;

@@ -18,7 +18,8 @@ using namespace h265_test::movies;
 namespace {
 
 // Two images of 64x48 and what a grid makes of them, in idat.
-Bytes gridFile(const Bytes& grid, std::uint32_t uiWidth, std::uint32_t uiHeight, unsigned uiImages = 2)
+Bytes gridFile(const Bytes& grid, std::uint32_t uiWidth, std::uint32_t uiHeight, unsigned uiImages = 2,
+               const Bytes& secondProperties = {0x81, 2})
 {
     const Bytes image = prefixed({IDR});
     const auto infe = [](unsigned uiItem, std::string_view type) {
@@ -33,9 +34,20 @@ Bytes gridFile(const Bytes& grid, std::uint32_t uiWidth, std::uint32_t uiHeight,
     Bytes images;
     for (unsigned i = 0; i < uiImages; ++i)
         images = joined({images, be(2, 1 + i % 2)});
-    const Bytes properties =
-        box("ipco", {box("hvcC", {hvcCContent({VPS, SPS, PPS})}), ispe(64, 48), ispe(uiWidth, uiHeight)});
-    const Bytes associations = fullBox("ipma", 0, 0, {be(4, 3), {0, 1, 2, 0x81, 2}, {0, 2, 2, 0x81, 2}, {0, 3, 1, 3}});
+    Bytes otherFormat = hvcCContent({VPS, SPS, PPS});
+    otherFormat[16] = 0xfe; // 4:2:2
+    otherFormat[17] = 0xfa; // 10 bits
+    const Bytes properties = box("ipco",
+                                 {box("hvcC", {hvcCContent({VPS, SPS, PPS})}),
+                                  ispe(64, 48),
+                                  ispe(uiWidth, uiHeight),
+                                  ispe(64, 64),
+                                  box("hvcC", {otherFormat})});
+    const Bytes associations = fullBox(
+        "ipma",
+        0,
+        0,
+        {be(4, 3), {0, 1, 2, 0x81, 2}, be(2, 2), be(1, secondProperties.size()), secondProperties, {0, 3, 1, 3}});
     return joined({FTYP,
                    box("meta",
                        {zeros(4),
@@ -144,6 +156,23 @@ TEST(IsoBaseMedia, HoldsWhatAGridClaimsAgainstItsImages)
     EXPECT_TRUE(read(gridFile(grid(2, 2, 128, 96), 128, 96)).tells("is a grid of 2x2 images, and iref names 2"));
     EXPECT_TRUE(read(gridFile(grid(1, 2, 128, 48), 128, 48, 3)).tells("is a grid of 2x1 images, and iref names 3"));
     EXPECT_TRUE(read(gridFile({0, 0, 0, 1, 0, 128, 0}, 128, 48)).tells("ends inside its fields"));
+}
+
+TEST(IsoBaseMedia, HoldsTheImagesOfAGridAgainstOneAnother)
+{
+    const Bytes grid = joined({{0, 0, 0, 1}, be(2, 128), be(2, 48)});
+    const CContainerRecord size = read(gridFile(grid, 128, 48, 2, {0x81, 4}));
+    ASSERT_EQ(size.m_findings.size(), 1U);
+    EXPECT_EQ(size.m_findings[0].message,
+              "image 2 of it is 64x64, the first one 64x48: all have one size [23008-12 6.6.2.3.1]");
+    EXPECT_EQ(size.m_findings[0].eSeverity, ESeverity::Error);
+    EXPECT_EQ(size.m_findings[0].ulTrack, 3U);
+    const CContainerRecord format = read(gridFile(grid, 128, 48, 2, {0x85, 2}));
+    ASSERT_EQ(format.m_findings.size(), 1U);
+    EXPECT_EQ(format.m_findings[0].message,
+              "image 2 of it is 10-bit 4:2:2, the first one 8-bit 4:2:0: few players show that");
+    EXPECT_EQ(format.m_findings[0].eSeverity, ESeverity::Warning);
+    EXPECT_EQ(read(gridFile(grid, 128, 48, 2, {0x81})).findings(), "");
 }
 
 // 23008-12 9.3.1: one ipma for each version and flags.

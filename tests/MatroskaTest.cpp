@@ -310,6 +310,42 @@ TEST(Matroska, ReadsFramesWithoutACodecPrivate)
     EXPECT_EQ(record.m_units.size(), 1U);
 }
 
+// What a muxer wrote in front of the NAL units of its frames may not be what its CodecPrivate says.
+TEST(Matroska, ReadsFramesByTheLengthsThatTheyHave)
+{
+    const struct
+    {
+        Bytes frame;
+        const char* pTold;
+    } aCases[] = {
+        {prefixed({SPS, IDR}, 2), "the NAL units have lengths of 2 bytes, and not lengths of 4 bytes as"},
+        {byteStream({SPS, IDR}),
+         "the NAL units have start codes, and not lengths of 4 bytes as lengthSizeMinusOne says"},
+    };
+    for (const auto& c : aCases) {
+        SCOPED_TRACE(c.pTold);
+        const CContainerRecord record =
+            read(joined({ebmlHeader(),
+                         segment({tracks({trackEntry(PRIVATE)}),
+                                  cluster(0, {simpleBlock(1, 0, c.frame), simpleBlock(1, 4, c.frame)})})}));
+        EXPECT_TRUE(record.tells(c.pTold)) << record.findings();
+        EXPECT_EQ(record.m_findings.size(), 1U);
+        ASSERT_EQ(record.m_units.size(), 7U);
+        EXPECT_EQ(record.m_units[3].bytes, SPS);
+        EXPECT_EQ(record.m_units[6].bytes, IDR);
+    }
+}
+
+TEST(Matroska, TellsThatEncryptedBlocksAreNotRead)
+{
+    const Bytes block = element(0xaf, {1, 2, 3, 4});
+    const CContainerRecord record =
+        read(joined({ebmlHeader(), segment({tracks({trackEntry(PRIVATE)}), cluster(0, {block, block})})}));
+    ASSERT_EQ(record.m_findings.size(), 1U);
+    EXPECT_EQ(record.m_findings[0].message, "holds encrypted frames, which are not read");
+    EXPECT_TRUE(record.m_findings[0].bUnread);
+}
+
 TEST(Matroska, ReadsEveryClaim)
 {
     const Bytes colour = element(0x55b0,

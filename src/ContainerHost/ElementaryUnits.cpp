@@ -1,6 +1,7 @@
 #include "ElementaryUnits.h"
 
 #include <algorithm>
+#include <array>
 #include <utility>
 
 #include "StartCodeScan.h"
@@ -106,6 +107,26 @@ void CElementaryUnits::finish(CUnitOutput& output)
 {
     close(output);
     m_ulZeros = 0;
+}
+
+void readStartCodeUnits(CUnitOutput& output, const UnitPlace& place, CRandomSource& source, std::uint64_t ulOffset,
+                        std::uint64_t ulSize, std::optional<std::uint64_t> ulFileBase)
+{
+    CElementaryUnits units;
+    std::array<unsigned char, 16384> aucPiece;
+    while (ulSize != 0 && !output.isStopped() && !output.isTrackDone(place.ulTrack)) {
+        const auto uiAsked = static_cast<std::size_t>(std::min<std::uint64_t>(ulSize, aucPiece.size()));
+        const std::size_t uiRead = source.read(ulOffset, std::span(aucPiece).first(uiAsked));
+        if (uiRead == 0)
+            break;
+        units.feed(output,
+                   std::span(aucPiece).first(uiRead),
+                   place,
+                   ulFileBase ? std::optional(*ulFileBase + ulOffset) : std::nullopt);
+        ulOffset += uiRead;
+        ulSize -= uiRead;
+    }
+    units.finish(output);
 }
 
 } // namespace h265_container

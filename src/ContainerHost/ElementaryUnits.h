@@ -41,4 +41,9 @@ private:
     bool m_bDelivered = false;                   // in front of its end, for a head
 };
 
+/// The NAL units of a sample that is a byte stream. Offsets in the file are those in source plus ulFileBase; none when
+/// that is none.
+void readStartCodeUnits(CUnitOutput& output, const UnitPlace& place, CRandomSource& source, std::uint64_t ulOffset,
+                        std::uint64_t ulSize, std::optional<std::uint64_t> ulFileBase);
+
 } // namespace h265_container

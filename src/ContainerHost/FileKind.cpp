@@ -73,14 +73,23 @@ bool hasAt(Bytes head, std::size_t uiOffset, std::string_view mark)
     return head.size() >= uiOffset + mark.size() && std::memcmp(head.data() + uiOffset, mark.data(), mark.size()) == 0;
 }
 
+bool isPrintable(unsigned char c)
+{
+    return c >= ' ' && c < 0x7f;
+}
+
 // A file of boxes: a size, then one of the types that such files begin with. A small number in front of
-// one that is a word of English, so that no text is taken for it.
+// one that is a word of English, so that no text is taken for it; an mdat can have any size.
 bool isBoxes(Bytes head)
 {
     constexpr std::string_view TYPES[] = {
         "ftyp", "styp", "prft", "moov", "moof", "mdat", "sidx", "emsg", "uuid", "pnot", "free", "skip", "wide", "meta"};
-    return head.size() >= 8 && head[0] < ' ' &&
-           std::any_of(std::begin(TYPES), std::end(TYPES), [&](auto type) { return hasAt(head, 4, type); });
+    if (head.size() < 8)
+        return false;
+    if (head[0] >= ' ')
+        return hasAt(head, 4, "mdat") &&
+               !std::all_of(head.begin(), head.begin() + std::min<std::ptrdiff_t>(std::ssize(head), 16), isPrintable);
+    return std::any_of(std::begin(TYPES), std::end(TYPES), [&](auto type) { return hasAt(head, 4, type); });
 }
 
 // Packets of H.222.0, as they are, behind a time, or in front of check bytes.

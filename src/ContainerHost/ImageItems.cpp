@@ -32,7 +32,7 @@ struct Item
     std::uint64_t ulAssociations = 0; // of its entry's count in ipma, 0 for none
     std::size_t uiAssociation = 0;    // which ipma that is
     unsigned uiDerivedFrom = 0;       // images that iref dimg names
-    std::uint32_t uiFirstImage = 0;   // the first of them
+    std::uint64_t ulImages = 0;       // of their ids
 };
 
 struct Meta
@@ -107,6 +107,22 @@ private:
     std::vector<std::uint64_t> m_ends; // of each in the item
 };
 
+std::string sizeText(const SizeClaim& size)
+{
+    return std::to_string(static_cast<std::uint32_t>(size.width)) + "x" +
+           std::to_string(static_cast<std::uint32_t>(size.height));
+}
+
+// "8-bit 4:2:0", as the record has it; empty without one.
+std::string formatOf(const SampleDescription& description)
+{
+    constexpr const char* FORMATS[] = {"4:0:0", "4:2:0", "4:2:2", "4:4:4"};
+    if (!description.claims.hvcC)
+        return {};
+    const DecoderConfiguration& record = description.claims.hvcC->value;
+    return std::to_string(record.bit_depth_luma_minus8 + 8) + "-bit " + FORMATS[record.chroma_format_idc & 3U];
+}
+
 class CImageItems
 {
 public:
@@ -127,6 +143,9 @@ private:
                                   unsigned uiConstruction, std::uint64_t ulBase) const;
     [[nodiscard]] SampleDescription describe(const Item& item);
     void deliverItem(std::uint32_t uiItem, const Item& item);
+    std::optional<SampleDescription> describeImage(const Item& grid, unsigned i);
+    void checkImagesOfGrid(std::uint32_t uiItem, const Item& grid, const SampleDescription& first,
+                           std::uint64_t ulOffset);
     void checkGrid(std::uint32_t uiItem, const Item& item);
     void tell(ESeverity eSeverity, const std::string& path, std::optional<std::uint64_t> ulOffset, std::string message,
               bool bUnread = false)
@@ -138,6 +157,7 @@ private:
     CRandomSource& m_source;
     Meta m_meta;
     LocationLayout m_layout;
+    unsigned m_uiImageIdBytes = 2; // of iref
 };
 
 bool CImageItems::read(const Box& meta)
@@ -226,15 +246,15 @@ void CImageItems::readProperties(const Box& iprp)
 void CImageItems::readReferences(const Box& iref)
 {
     CFieldCursor cursor(m_source, iref.ulContent, iref.ulEnd);
-    const unsigned uiIdBytes = readFullBox(cursor).uiVersion == 0 ? 2 : 4;
+    m_uiImageIdBytes = readFullBox(cursor).uiVersion == 0 ? 2 : 4;
     CBoxWalk walk(m_source, m_output, "meta/iref", cursor.offset(), iref.ulEnd);
     while (const auto box = walk.next()) {
         CFieldCursor fields(m_source, box->ulContent, box->ulEnd);
-        const auto uiFrom = static_cast<std::uint32_t>(fields.bytes(uiIdBytes));
+        const auto uiFrom = static_cast<std::uint32_t>(fields.bytes(m_uiImageIdBytes));
         const auto found = m_meta.items.find(uiFrom);
         if (box->uiType == fourCC("dimg") && found != m_meta.items.end()) {
             found->second.uiDerivedFrom = fields.u16();
-            found->second.uiFirstImage = static_cast<std::uint32_t>(fields.bytes(uiIdBytes));
+            found->second.ulImages = fields.offset();
         }
     }
 }
@@ -414,38 +434,88 @@ void CImageItems::deliverItem(std::uint32_t uiItem, const Item& item)
     readLengthPrefixedUnits(m_output, place, joined, 0, joined.itemBytes(), description.uiLengthBytes, std::nullopt);
 }
 
+// What image number i of a grid is described as; none when it is no H.265, or cannot be found.
+std::optional<SampleDescription> CImageItems::describeImage(const Item& grid, unsigned i)
+{
+    const std::uint64_t ulId = grid.ulImages + std::uint64_t{i} * m_uiImageIdBytes;
+    CFieldCursor cursor(m_source, ulId, ulId + m_uiImageIdBytes);
+    const auto uiImage = static_cast<std::uint32_t>(cursor.bytes(m_uiImageIdBytes));
+    const auto image = m_meta.items.find(uiImage);
+    if (i >= grid.uiDerivedFrom || !m_output.spend(m_source, 1) || image == m_meta.items.end() ||
+        !isH265Entry(image->second.uiType))
+        return std::nullopt;
+    m_output.speakOf(uiImage);
+    SampleDescription description = describe(image->second);
+    m_output.speakOf(std::nullopt);
+    return description;
+}
+
+// 23008-12 6.6.2.3.1: all images of a grid have one size; and it is one picture, so they have one format.
+void CImageItems::checkImagesOfGrid(std::uint32_t uiItem, const Item& grid, const SampleDescription& first,
+                                    std::uint64_t ulOffset)
+{
+    const auto tell = [&](ESeverity eSeverity, unsigned i, const std::string& what) {
+        m_output.finding({eSeverity, "grid", ulOffset, uiItem, "image " + std::to_string(i + 1) + " of it " + what});
+    };
+    const auto sizeOf = [](const SampleDescription& image) {
+        return image.claims.imageSize ? sizeText(image.claims.imageSize->value) : std::string();
+    };
+    const auto differs = [](const std::string& one, const std::string& other) {
+        return !one.empty() && !other.empty() && one != other;
+    };
+    bool bSizes = false; // told, once each
+    bool bFormats = false;
+    for (unsigned i = 1; i < grid.uiDerivedFrom && !(bSizes && bFormats) && !m_output.isStopped(); ++i) {
+        const auto image = describeImage(grid, i);
+        if (!image)
+            continue;
+        if (!bSizes && differs(sizeOf(first), sizeOf(*image))) {
+            bSizes = true;
+            tell(ESeverity::Error,
+                 i,
+                 "is " + sizeOf(*image) + ", the first one " + sizeOf(first) +
+                     ": all have one size [23008-12 6.6.2.3.1]");
+        }
+        if (!bFormats && differs(formatOf(first), formatOf(*image))) {
+            bFormats = true;
+            tell(ESeverity::Warning,
+                 i,
+                 "is " + formatOf(*image) + ", the first one " + formatOf(first) + ": few players show that");
+        }
+    }
+}
+
 // What a grid claims of its picture, held against its images. Their sizes are held against their sets.
 void CImageItems::checkGrid(std::uint32_t uiItem, const Item& item)
 {
-    const auto firstImage = m_meta.items.find(item.uiFirstImage);
-    if (item.ulLocation == 0 || item.bProtected || firstImage == m_meta.items.end() ||
-        !isH265Entry(firstImage->second.uiType) || !m_output.spend(m_source, 1))
+    if (item.ulLocation == 0 || item.bProtected)
+        return;
+    const auto first = describeImage(item, 0);
+    if (!first)
         return;
     const auto extents = extentsOf(uiItem, item);
     if (!extents || extents->empty())
         return;
     CExtentSource joined(m_source, *extents);
-    const auto tellOfItem = [&](const std::string& path, std::optional<std::uint64_t> ulOffset, std::string message) {
-        m_output.finding({ESeverity::Error, path, ulOffset, uiItem, std::move(message)});
+    const std::uint64_t ulOffset = extents->front().ulOffset;
+    const auto tellOfItem = [&](const std::string& path, std::optional<std::uint64_t> ulAt, std::string message) {
+        m_output.finding({ESeverity::Error, path, ulAt, uiItem, std::move(message)});
     };
     const auto grid = readImageGrid(joined, 0, joined.itemBytes());
     if (!grid)
-        return tellOfItem("grid", extents->front().ulOffset, "ends inside its fields");
-    const auto sizeOf = [](const SampleDescription& description) {
-        const auto& size = description.claims.imageSize;
-        return size ? std::optional(size->value) : std::nullopt;
-    };
-    if (std::string reason = whatGridContradicts(*grid, item.uiDerivedFrom, sizeOf(describe(firstImage->second)));
+        return tellOfItem("grid", ulOffset, "ends inside its fields");
+    const auto& tile = first->claims.imageSize;
+    if (std::string reason =
+            whatGridContradicts(*grid, item.uiDerivedFrom, tile ? std::optional(tile->value) : std::nullopt);
         !reason.empty())
-        tellOfItem("grid", extents->front().ulOffset, std::move(reason));
+        tellOfItem("grid", ulOffset, std::move(reason));
+    checkImagesOfGrid(uiItem, item, *first, ulOffset);
     const auto claim = describe(item).claims.imageSize;
     if (claim && (claim->value.width != grid->uiWidth || claim->value.height != grid->uiHeight))
         tellOfItem(claim->box,
                    claim->ulOffset,
-                   "says " + std::to_string(static_cast<std::uint32_t>(claim->value.width)) + "x" +
-                       std::to_string(static_cast<std::uint32_t>(claim->value.height)) +
-                       ", the grid makes a picture of " + std::to_string(grid->uiWidth) + "x" +
-                       std::to_string(grid->uiHeight));
+                   "says " + sizeText(claim->value) + ", the grid makes a picture of " + std::to_string(grid->uiWidth) +
+                       "x" + std::to_string(grid->uiHeight));
 }
 
 void CImageItems::deliver()

@@ -52,12 +52,23 @@ private:
     bool m_bMovie = false;
     bool m_bImages = false;
     bool m_bFragments = false;
+    std::optional<std::uint64_t> m_ulEarlyFragment; // in front of the moov
     bool m_bMediaData = false;
     bool m_bMovieFragments = false; // moov says that fragments follow
 };
 
 void CIsoReader::addTrack(MovieTrack track)
 {
+    const bool bTwice = std::any_of(
+        m_tracks.begin(), m_tracks.end(), [&](const MovieTrack& other) { return other.uiTrack == track.uiTrack; });
+    if (bTwice || track.uiTrack == 0)
+        m_output.finding({ESeverity::Error,
+                          track.path,
+                          track.ulOffset,
+                          track.uiTrack,
+                          bTwice ? "track_ID " + std::to_string(track.uiTrack) +
+                                       " is that of another track too: both are told as one [14496-12 8.3.2.3]"
+                                 : "track_ID is 0, which is no track's [14496-12 8.3.2.3]"});
     if (m_known.insert(track.uiTrack).second)
         m_output.track(trackInfo(track));
     m_tracks.push_back(std::move(track));
@@ -153,9 +164,16 @@ CIsoReader::EGoOn CIsoReader::readBox(const Box& box)
     case fourCC("moov"):
         if (!holdAhead(box, "moov"))
             return EGoOn::No;
+        if (m_ulEarlyFragment && !m_bMovie)
+            tell(ESeverity::Error,
+                 "moof",
+                 m_ulEarlyFragment,
+                 "stands in front of the moov that describes its samples: it is not read");
         readMovie(m_source, box, true);
         return EGoOn::Yes;
     case fourCC("moof"):
+        if (m_tracks.empty() && !m_bMovie && !std::exchange(m_bFragments, true))
+            m_ulEarlyFragment = box.ulOffset;
         m_bFragments = true;
         if (m_tracks.empty())
             return EGoOn::Yes;

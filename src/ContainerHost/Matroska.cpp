@@ -31,6 +31,7 @@ enum EId : std::uint32_t
     ID_CLUSTER = 0x1f43b675,
     ID_CLUSTER_TIMESTAMP = 0xe7,
     ID_SIMPLE_BLOCK = 0xa3,
+    ID_ENCRYPTED_BLOCK = 0xaf,
     ID_BLOCK_GROUP = 0xa0,
     ID_BLOCK = 0xa1,
     ID_CUES = 0x1c53bb6b,
@@ -262,6 +263,14 @@ std::uint64_t CMatroskaReader::readCluster(const EbmlElement& cluster)
             m_ulClusterTime = readEbmlUnsigned(m_source, *element);
         else if (element->uiId == ID_SIMPLE_BLOCK)
             readBlock(*element);
+        else if (element->uiId == ID_ENCRYPTED_BLOCK)
+            m_output.findingOnce(ONCE_ENCRYPTED,
+                                 {ESeverity::Error,
+                                  "Segment/Cluster/EncryptedBlock",
+                                  element->ulOffset,
+                                  std::nullopt,
+                                  "holds encrypted frames, which are not read",
+                                  true});
         else if (element->uiId == ID_BLOCK_GROUP)
             readGroup(*element);
     }

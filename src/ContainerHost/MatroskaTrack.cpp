@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "BoxWalk.h"
+#include "ElementaryUnits.h"
 #include "MatroskaPacking.h"
 
 namespace h265_container {
@@ -334,29 +335,18 @@ void deliverUnits(CUnitOutput& output, CRandomSource& source, MatroskaTrack& tra
                   std::uint64_t ulOffset, std::uint64_t ulSize, bool bInFile)
 {
     if (track.eFormat == EFrameFormat::Unknown)
-        track.eFormat = isLengthPrefixed(source, ulOffset, ulSize) ? EFrameFormat::Lengths : EFrameFormat::StartCodes;
-    if (track.eFormat == EFrameFormat::Lengths) {
-        readLengthPrefixedUnits(output,
-                                place,
-                                source,
-                                ulOffset,
-                                ulSize,
-                                track.uiLengthBytes,
-                                bInFile ? std::optional<std::uint64_t>(0) : std::nullopt);
-        return;
+        track.eFormat =
+            isLengthPrefixed(source, ulOffset, ulSize, 4) ? EFrameFormat::Lengths : EFrameFormat::StartCodes;
+    else if (track.eFormat == EFrameFormat::Lengths && track.ulFrames == 1 && !source.isForwardOnly()) {
+        track.uiLengthBytes = lengthBytesOf(output, place, source, ulOffset, ulSize, track.uiLengthBytes);
+        if (track.uiLengthBytes == 0)
+            track.eFormat = EFrameFormat::StartCodes;
     }
-    std::array<unsigned char, 16384> aucPiece;
-    while (ulSize != 0 && !output.isStopped() && !output.isTrackDone(track.ulTrack)) {
-        const auto uiAsked = static_cast<std::size_t>(std::min<std::uint64_t>(ulSize, aucPiece.size()));
-        const std::size_t uiRead = source.read(ulOffset, std::span(aucPiece).first(uiAsked));
-        if (uiRead == 0)
-            break;
-        track.units.feed(
-            output, std::span(aucPiece).first(uiRead), place, bInFile ? std::optional(ulOffset) : std::nullopt);
-        ulOffset += uiRead;
-        ulSize -= uiRead;
-    }
-    track.units.finish(output);
+    const auto ulFileBase = bInFile ? std::optional<std::uint64_t>(0) : std::nullopt;
+    if (track.eFormat == EFrameFormat::Lengths)
+        readLengthPrefixedUnits(output, place, source, ulOffset, ulSize, track.uiLengthBytes, ulFileBase);
+    else
+        readStartCodeUnits(output, place, source, ulOffset, ulSize, ulFileBase);
 }
 
 } // namespace

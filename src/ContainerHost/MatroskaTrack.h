@@ -7,7 +7,6 @@
 
 #include "ContainerClaims.h"
 #include "Ebml.h"
-#include "ElementaryUnits.h"
 
 namespace h265_container {
 
@@ -44,7 +43,6 @@ struct MatroskaTrack
     unsigned uiLengthBytes = 4;
     ContainerClaims claims;
     std::uint64_t ulFrames = 0; // seen so far
-    CElementaryUnits units;     // of frames with start codes
 };
 
 /// Reads a TrackEntry. Claims are complete but for the records of CodecPrivate.

@@ -5,6 +5,8 @@
 #include <queue>
 #include <utility>
 
+#include "ElementaryUnits.h"
+
 namespace h265_container {
 
 namespace {
@@ -311,7 +313,12 @@ void deliverSample(CUnitOutput& output, CRandomSource& source, MovieTrack& track
     place.part = "sample";
     place.ulPart = sample.ulNumber;
     place.time = track.secondsOf(sample.iTime);
-    readLengthPrefixedUnits(output, place, source, ulOffset, ulSize, description.uiLengthBytes, 0);
+    if (!std::exchange(description.bLengthsSeen, true) && !source.isForwardOnly())
+        description.uiLengthBytes = lengthBytesOf(output, place, source, ulOffset, ulSize, description.uiLengthBytes);
+    if (description.uiLengthBytes != 0)
+        readLengthPrefixedUnits(output, place, source, ulOffset, ulSize, description.uiLengthBytes, 0);
+    else
+        readStartCodeUnits(output, place, source, ulOffset, ulSize, 0);
 }
 
 void deliverSamples(CUnitOutput& output, CRandomSource& source, std::vector<MovieTrack>& tracks)

@@ -116,6 +116,9 @@ bool isH265Entry(std::uint32_t uiType)
                                        fourCC("lhv1"),
                                        fourCC("lhe1"),
                                        fourCC("hvt1"),
+                                       fourCC("hvt2"),
+                                       fourCC("hvt3"),
+                                       fourCC("lht1"),
                                        fourCC("dvh1"),
                                        fourCC("dvhe")};
     return std::find(std::begin(TYPES), std::end(TYPES), uiType) != std::end(TYPES);

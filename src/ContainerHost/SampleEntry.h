@@ -15,8 +15,9 @@ struct SampleDescription
     std::uint32_t uiType = 0;     // of the entry
     std::uint32_t uiOriginal = 0; // the same, of a protected entry the one that it stands for
     bool bIsH265 = false;
-    bool bDelivered = false; // its parameter sets have been
-    unsigned uiLengthBytes = 4;
+    bool bDelivered = false;    // its parameter sets have been
+    unsigned uiLengthBytes = 4; // 0 of samples that have start codes
+    bool bLengthsSeen = false;  // a sample has shown them
     std::uint64_t ulDataReference = 1;
     std::vector<unsigned char> hvcC; // contents of the boxes
     std::vector<unsigned char> lhvC;

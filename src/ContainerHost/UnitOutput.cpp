@@ -221,23 +221,57 @@ void readLengthPrefixedUnits(CUnitOutput& output, const UnitPlace& place, CRando
     }
 }
 
-bool isLengthPrefixed(CRandomSource& source, std::uint64_t ulOffset, std::uint64_t ulSize)
+bool isLengthPrefixed(CRandomSource& source, std::uint64_t ulOffset, std::uint64_t ulSize, unsigned uiLengthBytes)
 {
+    constexpr unsigned ENOUGH_UNITS = 256;
     const std::uint64_t ulEnd = ulOffset + ulSize;
-    while (ulOffset < ulEnd) {
-        std::array<unsigned char, 5> aucHead{};
-        if (ulEnd - ulOffset < aucHead.size() || source.read(ulOffset, aucHead) != aucHead.size())
+    for (unsigned i = 0; i < ENOUGH_UNITS && ulOffset < ulEnd; ++i) {
+        std::array<unsigned char, 4 + h265_stream::NAL_UNIT_HEADER_BYTES> aucHead{};
+        const std::size_t uiHead = uiLengthBytes + h265_stream::NAL_UNIT_HEADER_BYTES;
+        if (ulEnd - ulOffset < uiHead || source.read(ulOffset, std::span(aucHead).first(uiHead)) != uiHead)
             return false;
-        const std::uint64_t ulLength = static_cast<std::uint64_t>(aucHead[0]) << 24 |
-                                       static_cast<std::uint64_t>(aucHead[1]) << 16 |
-                                       static_cast<std::uint64_t>(aucHead[2]) << 8 | aucHead[3];
-        ulOffset += 4;
-        // 7.3.1.2: forbidden_zero_bit.
-        if (ulLength < h265_stream::NAL_UNIT_HEADER_BYTES || ulLength > ulEnd - ulOffset || (aucHead[4] & 0x80) != 0)
+        std::uint64_t ulLength = 0;
+        for (unsigned uiByte = 0; uiByte < uiLengthBytes; ++uiByte)
+            ulLength = ulLength << 8 | aucHead[uiByte];
+        ulOffset += uiLengthBytes;
+        const h265_stream::NalUnitHeader header =
+            h265_stream::parseNalUnitHeader(aucHead[uiLengthBytes], aucHead[uiLengthBytes + 1]);
+        // 7.4.2.2: forbidden_zero_bit, nuh_temporal_id_plus1.
+        if (ulLength < h265_stream::NAL_UNIT_HEADER_BYTES || ulLength > ulEnd - ulOffset ||
+            header.forbidden_zero_bit != 0 || header.nuh_temporal_id_plus1 == 0)
             return false;
         ulOffset += ulLength;
     }
     return ulSize != 0;
+}
+
+unsigned lengthBytesOf(CUnitOutput& output, const UnitPlace& place, CRandomSource& source, std::uint64_t ulOffset,
+                       std::uint64_t ulSize, unsigned uiClaimed)
+{
+    if (ulSize == 0 || isLengthPrefixed(source, ulOffset, ulSize, uiClaimed))
+        return uiClaimed;
+    const std::string claimed = std::to_string(uiClaimed) + (uiClaimed == 1 ? " byte" : " bytes");
+    const auto tell = [&](const std::string& what) {
+        output.finding(
+            {ESeverity::Error,
+             placeText(place),
+             ulOffset,
+             place.ulTrack,
+             what + ", and not lengths of " + claimed + " as lengthSizeMinusOne says: few players read them"});
+    };
+    for (const unsigned uiBytes : {4U, 2U, 1U, 3U}) {
+        if (isLengthPrefixed(source, ulOffset, ulSize, uiBytes)) {
+            tell("the NAL units have lengths of " + std::to_string(uiBytes) + (uiBytes == 1 ? " byte" : " bytes"));
+            return uiBytes;
+        }
+    }
+    std::array<unsigned char, 4> aucFirst{};
+    const std::size_t uiFirst = source.read(ulOffset, aucFirst);
+    const std::size_t uiZeros = aucFirst[2] == 0 ? 3 : 2;
+    if (uiFirst != aucFirst.size() || aucFirst[0] != 0 || aucFirst[1] != 0 || aucFirst[uiZeros] != 1)
+        return uiClaimed;
+    tell("the NAL units have start codes");
+    return 0;
 }
 
 void deliverConfiguration(CUnitOutput& output, const UnitPlace& place, const DecoderConfiguration& configuration,

@@ -122,6 +122,7 @@ enum EOnce : unsigned
     ONCE_EXTERNAL,
     ONCE_NO_DESCRIPTION,
     ONCE_COMPRESSION,
+    ONCE_ENCRYPTED,
     ONCE_NO_CONFIGURATION,
     ONCE_SCRAMBLED,
     ONCE_LOST_PACKETS,
@@ -133,8 +134,13 @@ enum EOnce : unsigned
 void readLengthPrefixedUnits(CUnitOutput& output, const UnitPlace& place, CRandomSource& source, std::uint64_t ulOffset,
                              std::uint64_t ulSize, unsigned uiLengthBytes, std::optional<std::uint64_t> ulFileBase);
 
-/// Whether the bytes are NAL units behind lengths of four bytes from end to end.
-bool isLengthPrefixed(CRandomSource& source, std::uint64_t ulOffset, std::uint64_t ulSize);
+/// Whether the bytes are NAL units behind lengths of so many bytes from end to end.
+bool isLengthPrefixed(CRandomSource& source, std::uint64_t ulOffset, std::uint64_t ulSize, unsigned uiLengthBytes);
+
+/// The bytes of a sample's lengths: uiClaimed, but where only others lead through the sample these, 0 where it has
+/// start codes, which is told.
+unsigned lengthBytesOf(CUnitOutput& output, const UnitPlace& place, CRandomSource& source, std::uint64_t ulOffset,
+                       std::uint64_t ulSize, unsigned uiClaimed);
 
 /// Tells what a record's findings are, and delivers its NAL units. ulFileOffset is where the record lies in
 /// the file, box its path.
