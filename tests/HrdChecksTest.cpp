@@ -63,20 +63,20 @@ TEST(HrdChecks, HoldEachConstraint)
 const ChecksRow LEVEL_ROWS[] = {
     // 25781 * 64 = 1649984 bits a second of 1650000, 103125 * 16 = 1650000 bits
     {NAL"bit_rate_value_minus1[0]=25780 " NAL"cpb_size_value_minus1[0]=103124", ""},
-    {NAL"bit_rate_value_minus1[0]=25781 " NAL"cpb_size_value_minus1[0]=103124", "error " NAL"bit_rate_value_minus1[0] [A.4.1]"},
+    {NAL"bit_rate_value_minus1[0]=25781 " NAL"cpb_size_value_minus1[0]=103124", "error " NAL"bit_rate_value_minus1[0] [A.4.2]"},
     {NAL"bit_rate_value_minus1[0]=25780 " NAL"cpb_size_value_minus1[0]=103125", "error " NAL"cpb_size_value_minus1[0] [A.4.1]"},
     // 23437 * 64 = 1499968 of 1500000, 93750 * 16 = 1500000
     {VCL"bit_rate_value_minus1[0]=23436 " VCL"cpb_size_value_minus1[0]=93749", ""},
-    {VCL"bit_rate_value_minus1[0]=23437", "error " VCL"bit_rate_value_minus1[0] [A.4.1]"},
+    {VCL"bit_rate_value_minus1[0]=23437", "error " VCL"bit_rate_value_minus1[0] [A.4.2]"},
     {VCL"cpb_size_value_minus1[0]=93750", "error " VCL"cpb_size_value_minus1[0] [A.4.1]"},
-    // One CPB within the level is enough.
+    // One CPB within the level is enough; one within each limit is legal, but of little use.
     {HRD"vcl_hrd_parameters_present_flag=0 " HRD"cpb_cnt_minus1[0]=1 " NAL"bit_rate_value_minus1[1]=900000", ""},
 #define SECOND HRD"vcl_hrd_parameters_present_flag=0 " HRD"cpb_cnt_minus1[0]=1 " NAL"cpb_size_value_minus1[0]=103125 "
     {SECOND NAL"bit_rate_value_minus1[1]=25780 " NAL"cpb_size_value_minus1[1]=103124", ""},
-    {SECOND NAL"bit_rate_value_minus1[1]=25780 " NAL"cpb_size_value_minus1[1]=103125", "error " NAL"cpb_size_value_minus1[0] [A.4.1]"},
-    {SECOND NAL"bit_rate_value_minus1[1]=25781 " NAL"cpb_size_value_minus1[1]=103124", "error " NAL"cpb_size_value_minus1[0] [A.4.1]"},
+    {SECOND NAL"bit_rate_value_minus1[1]=25780 " NAL"cpb_size_value_minus1[1]=103125", "error " NAL"cpb_size_value_minus1[1] [A.4.1]"},
+    {SECOND NAL"bit_rate_value_minus1[1]=25781 " NAL"cpb_size_value_minus1[1]=103124", "warning " NAL"cpb_size_value_minus1[0] [A.4.1]"},
 #undef SECOND
-    {HRD"vcl_hrd_parameters_present_flag=0 " HRD"bit_rate_scale=15 " NAL"bit_rate_value_minus1[0]=4294967294", "error " NAL"bit_rate_value_minus1[0] [A.4.1]"},
+    {HRD"vcl_hrd_parameters_present_flag=0 " HRD"bit_rate_scale=15 " NAL"bit_rate_value_minus1[0]=4294967294", "error " NAL"bit_rate_value_minus1[0] [A.4.2]"},
 };
 // clang-format on
 
@@ -90,9 +90,9 @@ TEST(HrdChecks, HoldTheLevel)
 // clang-format off
 const ChecksRow SUB_LAYER_ROWS[] = {
     {"", ""},
-    {"vui_parameters.hrd_parameters.nal_hrd[0].bit_rate_value_minus1[0]=25780", "error vui_parameters.hrd_parameters.nal_hrd[0].bit_rate_value_minus1[0] [A.4.1]"},
+    {"vui_parameters.hrd_parameters.nal_hrd[0].bit_rate_value_minus1[0]=25780", "error vui_parameters.hrd_parameters.nal_hrd[0].bit_rate_value_minus1[0] [A.4.2]"},
     {"vui_parameters.hrd_parameters.nal_hrd[1].bit_rate_value_minus1[0]=25780", ""},
-    {"vui_parameters.hrd_parameters.nal_hrd[1].bit_rate_value_minus1[0]=25781", "error vui_parameters.hrd_parameters.nal_hrd[1].bit_rate_value_minus1[0] [A.4.1]"},
+    {"vui_parameters.hrd_parameters.nal_hrd[1].bit_rate_value_minus1[0]=25781", "error vui_parameters.hrd_parameters.nal_hrd[1].bit_rate_value_minus1[0] [A.4.2]"},
 };
 // clang-format on
 

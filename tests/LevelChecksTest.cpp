@@ -14,6 +14,7 @@ namespace {
 #define SIZE(W, H) "pic_width_in_luma_samples=" #W " pic_height_in_luma_samples=" #H " "
 // Level 3.1: 983040 samples, sides up to 2804
 // clang-format off
+#define CTB_16 "log2_diff_max_min_luma_coding_block_size=1 log2_diff_max_min_luma_transform_block_size=2"
 const ChecksRow ROWS[] = {
     {SIZE(1280, 768), ""},
     {SIZE(1280, 776), "error pic_width_in_luma_samples [A.4.1]"},
@@ -34,6 +35,12 @@ const ChecksRow ROWS[] = {
     {SIZE(1280, 720) "vui_parameters_present_flag=1 vui_parameters.vui_timing_info_present_flag=1 vui_parameters.vui_num_units_in_tick=1 vui_parameters.vui_time_scale=36", ""},
     {SIZE(1280, 720) "vui_parameters_present_flag=1 vui_parameters.vui_timing_info_present_flag=1 vui_parameters.vui_num_units_in_tick=1 vui_parameters.vui_time_scale=37", "warning vui_parameters.vui_time_scale [A.4.2]"},
     {SIZE(8192, 8192) PTL"general_level_idc=255", ""},
+    // From level 5 on, CTBs of 32 or 64
+    {PTL"general_level_idc=123 " CTB_16, ""},
+    {PTL"general_level_idc=150 " CTB_16, "error log2_diff_max_min_luma_coding_block_size [A.4.1]"},
+    {PTL"general_level_idc=186 " CTB_16, "error log2_diff_max_min_luma_coding_block_size [A.4.1]"},
+    {PTL"general_level_idc=255 " CTB_16, ""},
+    {PTL"general_level_idc=150 log2_diff_max_min_luma_coding_block_size=2", ""},
 };
 
 // Screen content profiles start from seven pictures.
@@ -50,9 +57,9 @@ const ChecksRow SCREEN_ROWS[] = {
 #define HRD "vui_parameters.hrd_parameters."
 const ChecksRow SUB_LAYER_ROWS[] = {
     {HRD"nal_hrd[0].bit_rate_value_minus1[0]=25780 " HRD"nal_hrd[1].bit_rate_value_minus1[0]=25780 " HRD"nal_hrd[2].bit_rate_value_minus1[0]=171874", ""},
-    {HRD"nal_hrd[2].bit_rate_value_minus1[0]=171875", "error " HRD"nal_hrd[2].bit_rate_value_minus1[0] [A.4.1]"},
-    {HRD"nal_hrd[1].bit_rate_value_minus1[0]=25781", "error " HRD"nal_hrd[1].bit_rate_value_minus1[0] [A.4.1]"},
-    {HRD"nal_hrd[0].bit_rate_value_minus1[0]=25781", "error " HRD"nal_hrd[0].bit_rate_value_minus1[0] [A.4.1]"},
+    {HRD"nal_hrd[2].bit_rate_value_minus1[0]=171875", "error " HRD"nal_hrd[2].bit_rate_value_minus1[0] [A.4.2]"},
+    {HRD"nal_hrd[1].bit_rate_value_minus1[0]=25781", "error " HRD"nal_hrd[1].bit_rate_value_minus1[0] [A.4.2]"},
+    {HRD"nal_hrd[0].bit_rate_value_minus1[0]=25781", "error " HRD"nal_hrd[0].bit_rate_value_minus1[0] [A.4.2]"},
 };
 
 // Level 4 with two sub-layers, the lower one of a level of its own. Level 3: 552960 samples, sides up to 2103.
@@ -152,5 +159,6 @@ TEST(LevelChecks, KnowTheSidesOfLevels)
 
 #undef PTL
 #undef SIZE
+#undef CTB_16
 #undef HRD
 #undef SUB

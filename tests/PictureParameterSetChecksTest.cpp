@@ -65,6 +65,7 @@ const ChecksRow SEGMENTS[] = {
     {"tiles_enabled_flag=1 num_tile_columns_minus1=2 uniform_spacing_flag=0 column_width_minus1[0]=2 column_width_minus1[1]=0", "error num_tile_columns_minus1 [E.3.1]"},
     {"tiles_enabled_flag=1 num_tile_columns_minus1=1 num_tile_rows_minus1=1", ""},
     {"entropy_coding_sync_enabled_flag=1", "error entropy_coding_sync_enabled_flag [E.3.1]"},
+    {"tiles_enabled_flag=1 num_tile_columns_minus1=2 entropy_coding_sync_enabled_flag=1", "error entropy_coding_sync_enabled_flag [E.3.1]"},
 };
 // A larger picture, 1792x1024: (2048 + 1792) * 64 samples are less than an eighth.
 const ChecksRow LARGE_SEGMENTS[] = {

@@ -51,7 +51,7 @@ const ChecksRow MAIN_ROWS[] = {
     {"sps_max_sub_layers_minus1=1 sps_max_dec_pic_buffering_minus1[1]=4 sps_max_num_reorder_pics[1]=2 " PTL"sub_layer_profile_present_flag[0]=1 " PTL"sub_layer_profile_idc[0]=1 " PTL"sub_layer_profile_compatibility_flag[0][1]=1 bit_depth_luma_minus8=2",
      "error bit_depth_luma_minus8 [A.3.2]"},
     // CTBs of 16 to 64
-    {"log2_diff_max_min_luma_coding_block_size=1 log2_diff_max_min_luma_transform_block_size=2", ""},
+    {PTL"general_level_idc=123 log2_diff_max_min_luma_coding_block_size=1 log2_diff_max_min_luma_transform_block_size=2", ""},
     {"log2_diff_max_min_luma_coding_block_size=0 log2_diff_max_min_luma_transform_block_size=1", "error log2_diff_max_min_luma_coding_block_size [A.3.3]"},
     {"log2_diff_max_min_luma_coding_block_size=4", "error log2_diff_max_min_luma_coding_block_size [A.3.3]"},
 };

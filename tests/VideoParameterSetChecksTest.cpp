@@ -62,7 +62,7 @@ const ChecksRow TIMING_ROWS[] = {
     {"vps_num_hrd_parameters=1 hrd_parameters[0].fixed_pic_rate_general_flag[0]=1 hrd_parameters[0].elemental_duration_in_tc_minus1[0]=2048", "error hrd_parameters[0].elemental_duration_in_tc_minus1[0] [E.3.2]"},
     // The HRD of the base layer, against the level
     {MAIN_LEVEL_2 "vps_num_hrd_parameters=1 hrd_parameters[0].nal_hrd_parameters_present_flag=1 hrd_parameters[0].nal_hrd[0].bit_rate_value_minus1[0]=25780", ""},
-    {MAIN_LEVEL_2 "vps_num_hrd_parameters=1 hrd_parameters[0].nal_hrd_parameters_present_flag=1 hrd_parameters[0].nal_hrd[0].bit_rate_value_minus1[0]=25781", "error hrd_parameters[0].nal_hrd[0].bit_rate_value_minus1[0] [A.4.1]"},
+    {MAIN_LEVEL_2 "vps_num_hrd_parameters=1 hrd_parameters[0].nal_hrd_parameters_present_flag=1 hrd_parameters[0].nal_hrd[0].bit_rate_value_minus1[0]=25781", "error hrd_parameters[0].nal_hrd[0].bit_rate_value_minus1[0] [A.4.2]"},
     {MAIN_LEVEL_2 PTL"general_profile_space=1 vps_num_hrd_parameters=1 hrd_parameters[0].nal_hrd_parameters_present_flag=1 hrd_parameters[0].nal_hrd[0].bit_rate_value_minus1[0]=25781", "error " PTL"general_profile_space [7.4.4]"},
     {MAIN_LEVEL_2 "vps_max_layer_id=1 vps_num_layer_sets_minus1=1 layer_id_included_flag[1][1]=1 vps_num_hrd_parameters=1 hrd_layer_set_idx[0]=1 hrd_parameters[0].nal_hrd_parameters_present_flag=1 hrd_parameters[0].nal_hrd[0].bit_rate_value_minus1[0]=25781", ""},
 };

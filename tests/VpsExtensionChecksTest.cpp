@@ -67,7 +67,7 @@ const ChecksRow ROWS[] = {
     {DPB"max_vps_dec_pic_buffering_minus1[1][1][0]=15", ""},
     {DPB"max_vps_dec_pic_buffering_minus1[1][1][0]=16", "error " DPB"max_vps_dec_pic_buffering_minus1[1][1][0] [F.7.4.3.1.3]"},
     {DPB"max_vps_num_reorder_pics[1][0]=4", ""},
-    {DPB"max_vps_num_reorder_pics[1][0]=5", "error " DPB"max_vps_num_reorder_pics[1][0] [F.7.4.3.1.3]"},
+    {DPB"max_vps_num_reorder_pics[1][0]=5", "warning " DPB"max_vps_num_reorder_pics[1][0] [F.7.4.3.1.3]"},
     {X"direct_dependency_all_layers_type=3", "error " X"direct_dependency_all_layers_type [F.7.4.3.1.1]"},
     {X"direct_dependency_all_layers_flag=0 " X"direct_dependency_type[1][0]=2", ""},
     {X"direct_dependency_all_layers_flag=0 " X"direct_dependency_type[2][0]=3", "error " X"direct_dependency_type[2][0] [F.7.4.3.1.1]"},

@@ -123,6 +123,12 @@ TEST(VpsOfSpsChecks, HoldTheCtbOfALayer)
         {"log2_diff_max_min_luma_coding_block_size=3", ""},
         {"log2_diff_max_min_luma_coding_block_size=0 log2_diff_max_min_luma_transform_block_size=1",
          "error log2_diff_max_min_luma_coding_block_size [G.11.1.1]"},
+        // Multiview Main has the tools of Main.
+        {"sps_extension_present_flag=1 sps_range_extension_flag=1", ""},
+        {"sps_extension_present_flag=1 sps_range_extension_flag=1 sps_range_extension.implicit_rdpcm_enabled_flag=1",
+         "error sps_range_extension.implicit_rdpcm_enabled_flag [G.11.1.1]"},
+        {"sps_extension_present_flag=1 sps_scc_extension_flag=1 sps_scc_extension.palette_mode_enabled_flag=1",
+         "error sps_scc_extension.palette_mode_enabled_flag [G.11.1.1]"},
     };
     expectRows(
         with(layer, "sps_ext_or_max_sub_layers_minus1=7", context),
@@ -193,6 +199,36 @@ TEST_F(VpsOfSpsChecksOfLayers, HoldTheSmallestBlockOfALayer)
     expectLayerRows(aRows);
 }
 
+// A.4.1: level 5 has CTBs of 32 and 64.
+TEST_F(VpsOfSpsChecksOfLayers, HoldTheCtbOfALayerAgainstItsLevel)
+{
+    const ChecksRow aRows[] = {
+        {"log2_diff_max_min_luma_coding_block_size=1 log2_diff_max_min_luma_transform_block_size=2", ""},
+    };
+    for (ProfileTierLevel& ptl : m_vps.vps_extension->profile_tier_level)
+        ptl.general_level_idc = 123;
+    expectLayerRows(aRows);
+    const ChecksRow aHighRows[] = {
+        {"log2_diff_max_min_luma_coding_block_size=1 log2_diff_max_min_luma_transform_block_size=2",
+         "error log2_diff_max_min_luma_coding_block_size [A.4.1]"},
+    };
+    for (ProfileTierLevel& ptl : m_vps.vps_extension->profile_tier_level)
+        ptl.general_level_idc = 150;
+    expectLayerRows(aHighRows);
+}
+
+// F.7.4.3.1: the VPS says nothing of a base layer that comes from elsewhere.
+TEST_F(VpsOfSpsChecksOfLayers, TakeNothingForABaseLayerFromElsewhere)
+{
+    SequenceParameterSet base = sps();
+    base.sps_video_parameter_set_id = m_vps.vps_video_parameter_set_id;
+    m_vps.vps_max_dec_pic_buffering_minus1[0] = 0;
+    m_vps.profile_tier_level = {};
+    const ChecksRow aExternal[] = {{"", ""}};
+    m_vps.vps_base_layer_internal_flag = false;
+    expectRowsWithVps(base, aExternal, m_vps);
+}
+
 // A.4.1: level 3 has two columns and two rows of tiles.
 TEST_F(VpsOfSpsChecksOfLayers, HoldTheTilesOfALayer)
 {
@@ -217,6 +253,10 @@ TEST_F(VpsOfSpsChecksOfLayers, HoldTheTilesOfALayer)
         {"entropy_coding_sync_enabled_flag=1", ""},
         {"tiles_enabled_flag=1 num_tile_columns_minus1=1 entropy_coding_sync_enabled_flag=1",
          "error entropy_coding_sync_enabled_flag [G.11.1.1]"},
+        {"pps_extension_present_flag=1 pps_range_extension_flag=1", ""},
+        {"pps_extension_present_flag=1 pps_range_extension_flag=1 "
+         "pps_range_extension.chroma_qp_offset_list_enabled_flag=1",
+         "error pps_range_extension.chroma_qp_offset_list_enabled_flag [G.11.1.1]"},
     };
     expectRows(pps, aRows, [&](const auto& set, const auto& nalUnit, auto& findings) {
         check(set, nalUnit, &layerSps, findings, &m_vps);

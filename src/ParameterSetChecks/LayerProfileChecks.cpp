@@ -156,6 +156,12 @@ void withFirstClaimOf(const VideoParameterSet& vps, unsigned nuh_layer_id, TChec
     });
 }
 
+// H.11.1.2 gives the tools of Scalable Range Extensions by its flags, and otherwise than A.3.5 does.
+bool hasKnownTools(const Claim& claim)
+{
+    return claim.uiProfile != PROFILE_SCALABLE_RANGE_EXTENSIONS;
+}
+
 } // namespace
 
 void checkProfilesOfLayers(const VideoParameterSet& vps, const CChecks& checks)
@@ -193,8 +199,12 @@ void checkProfilesOfLayerSps(const SequenceParameterSet& s, const VideoParameter
     if (!s.MultiLayerExtSpsFlag)
         return;
     CChecks checks(findings, "");
-    withFirstClaimOf(
-        vps, s.nal_unit_header.nuh_layer_id, [&](const Claim& claim) { checkCtbOfProfile(s, claim, checks); });
+    withFirstClaimOf(vps, s.nal_unit_header.nuh_layer_id, [&](const Claim& claim) {
+        checkCtbOfProfile(s, claim, checks);
+        checkCtbOfLevel(s, claim.ptl.general_level_idc, checks);
+        if (hasKnownTools(claim))
+            checkToolsOfProfile(s, claim, checks);
+    });
 }
 
 void checkProfilesOfLayerPps(const PictureParameterSet& s, const SequenceParameterSet& sps,
@@ -206,6 +216,8 @@ void checkProfilesOfLayerPps(const PictureParameterSet& s, const SequenceParamet
     withFirstClaimOf(vps, s.nal_unit_header.nuh_layer_id, [&](const Claim& claim) {
         checkParallelismOfProfile(s, sps, claim, checks);
         checkTileCounts(s, claim.ptl.general_level_idc, checks);
+        if (hasKnownTools(claim))
+            checkToolsOfProfile(s, claim, checks);
     });
 }
 

@@ -207,21 +207,25 @@ std::uint64_t CpbSize(const HrdParameters& hrd, const SubLayerHrd& s, unsigned i
     return (std::uint64_t{s.cpb_size_value_minus1[i]} + 1) << (4 + hrd.cpb_size_scale);
 }
 
-// A.4.1 and A.4.2: one CPB within the limits is enough.
+// A.4.1 and A.4.2: one CPB within the limit of sizes is enough, and one within that of bit rates. Who wants to feed a
+// decoder needs one that is within both.
 void checkCpbs(const HrdParameters& hrd, const SubLayerHrd& s, unsigned CpbCnt, const CpbLimits& limits,
                const std::string& level, CChecks checks)
 {
     bool bAnyRate = false;
+    bool bAnySize = false;
     for (unsigned i = 0; i < CpbCnt; ++i) {
         const bool bRate = BitRate(hrd, s, i) <= limits.ulBitRate;
+        const bool bSize = CpbSize(hrd, s, i) <= limits.ulCpbSize;
         bAnyRate = bAnyRate || bRate;
-        if (bRate && CpbSize(hrd, s, i) <= limits.ulCpbSize)
+        bAnySize = bAnySize || bSize;
+        if (bRate && bSize)
             return;
     }
     // The first CPB has the lowest bit rate, the last the smallest buffer.
     if (!bAnyRate)
         checks.error(BLAME_1(bit_rate_value_minus1, 0U),
-                     "A.4.1",
+                     "A.4.2",
                      say("at most ", limits.ulBitRate, " bits a second"),
                      say("the lowest bit rate is ",
                          BitRate(hrd, s, 0),
@@ -229,17 +233,21 @@ void checkCpbs(const HrdParameters& hrd, const SubLayerHrd& s, unsigned CpbCnt, 
                          level,
                          " allows ",
                          limits.ulBitRate));
-    else
-        checks.error(BLAME_1(cpb_size_value_minus1, 0U),
+    if (!bAnySize)
+        checks.error(BLAME_1(cpb_size_value_minus1, CpbCnt - 1),
                      "A.4.1",
                      say("at most ", limits.ulCpbSize, " bits"),
-                     say("the coded picture buffer holds ",
-                         CpbSize(hrd, s, 0),
+                     say("the smallest coded picture buffer holds ",
+                         CpbSize(hrd, s, CpbCnt - 1),
                          " bits, ",
                          level,
                          " allows ",
-                         limits.ulCpbSize,
-                         " at a bit rate that it allows"));
+                         limits.ulCpbSize));
+    if (bAnyRate && bAnySize)
+        checks.warning(BLAME_1(cpb_size_value_minus1, 0U),
+                       "A.4.1",
+                       say("at most ", limits.ulCpbSize, " bits at a bit rate of at most ", limits.ulBitRate),
+                       say("no coded picture buffer is within the size and the bit rate of ", level, " at once"));
 }
 
 void checkHrd(const HrdParameters& hrd, unsigned uiSubLayer, const Level& level, bool bHighTier, const Profile& profile,
@@ -320,6 +328,7 @@ void checkLevelOfSps(const SequenceParameterSet& s, CFindings& findings)
     if (pLevel == nullptr)
         return;
     checkSize(s, *pLevel, checks);
+    checkCtbOfLevel(s, s.profile_tier_level.general_level_idc, checks);
     checkDpb(s, *pLevel, checks);
     const VuiParameters& vui = s.vui_parameters;
     if (s.vui_parameters_present_flag && vui.vui_hrd_parameters_present_flag && !s.stop) // all CPBs, or none
@@ -335,7 +344,7 @@ void checkLevelOfVpsOfSps(const SequenceParameterSet& s, const VideoParameterSet
     const ProfileTierLevel& ptl = s.profile_tier_level;
     const Level* const pLevel = ptl.general_profile_space == 0 ? findLevel(ptl.general_level_idc) : nullptr;
     CChecks checks(findings, "");
-    if (s.nal_unit_header.nuh_layer_id == 0 && pLevel != nullptr)
+    if (s.nal_unit_header.nuh_layer_id == 0 && vps.vps_base_layer_internal_flag && pLevel != nullptr)
         checkDpbOfVps(s, vps, *pLevel, checks);
 }
 
@@ -362,6 +371,22 @@ void checkLevelOfPps(const PictureParameterSet& s, const SequenceParameterSet& s
         return;
     CChecks checks(findings, "");
     checkTileCounts(s, ptl.general_level_idc, checks);
+}
+
+void checkCtbOfLevel(const SequenceParameterSet& s, unsigned general_level_idc, CChecks& checks)
+{
+    constexpr unsigned LEVEL_5_IDC = 150;
+    const std::uint64_t CtbLog2SizeY = blockSizes(s).CtbLog2SizeY;
+    const Level* const pLevel = findLevel(general_level_idc);
+    if (pLevel == nullptr || general_level_idc < LEVEL_5_IDC || CtbLog2SizeY < 4)
+        return; // smaller ones no profile has
+    SHALL(CtbLog2SizeY > 4,
+          BLAME(log2_diff_max_min_luma_coding_block_size),
+          "A.4.1",
+          "a CTB of 32 or 64",
+          "the CTB is 16 samples wide, level ",
+          pLevel->pName,
+          " allows 32 and 64, as every level from 5 on");
 }
 
 void checkTileCounts(const PictureParameterSet& s, unsigned general_level_idc, CChecks& checks)

@@ -20,6 +20,9 @@ void checkLevelOfVpsOfSps(const SequenceParameterSet& s, const VideoParameterSet
 /// A.4: likewise the tiles of a PPS.
 void checkLevelOfPps(const PictureParameterSet& s, const SequenceParameterSet& sps, CFindings& findings);
 
+/// A.4.1: from level 5 on, CTBs of 32 or 64.
+void checkCtbOfLevel(const SequenceParameterSet& s, unsigned general_level_idc, CChecks& checks);
+
 /// A.4.1: the tiles of a PPS by the level of its layer.
 void checkTileCounts(const PictureParameterSet& s, unsigned general_level_idc, CChecks& checks);
 

@@ -155,6 +155,13 @@ void checkSegmentation(const PictureParameterSet& s, const SequenceParameterSet&
               vui.min_spatial_segmentation_idc,
               " of the SPS promises at most ",
               ulMost);
+    SHALL(!s.tiles_enabled_flag || !s.entropy_coding_sync_enabled_flag,
+          BLAME(entropy_coding_sync_enabled_flag),
+          "E.3.1",
+          "0 with tiles",
+          "min_spatial_segmentation_idc ",
+          vui.min_spatial_segmentation_idc,
+          " of the SPS promises slices, tiles or wavefronts, not tiles with wavefronts in them");
     const std::uint64_t CtbSizeY = std::uint64_t{1} << std::min<std::uint64_t>(blockSizes(sps).CtbLog2SizeY, 24);
     SHALL(!s.entropy_coding_sync_enabled_flag || s.tiles_enabled_flag || (2 * ulHeight + ulWidth) * CtbSizeY <= ulMost,
           BLAME(entropy_coding_sync_enabled_flag),

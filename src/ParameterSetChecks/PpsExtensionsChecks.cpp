@@ -92,6 +92,8 @@ void checkColourMapping(const ColourMappingTable& s, CChecks checks)
         checks.reserved(BLAME(cm_octant_depth), "F.7.4.3.3.5", "0 or 1");
     else
         RANGE(cm_y_part_num_log2, 0, 3 - std::int64_t{s.cm_octant_depth}, "F.7.4.3.3.5");
+    RANGE(cm_adapt_threshold_u_delta, -32768, 32767, "F.7.4.3.3.5"); // 0 where they are not coded
+    RANGE(cm_adapt_threshold_v_delta, -32768, 32767, "F.7.4.3.3.5");
     RANGE(luma_bit_depth_cm_input_minus8, 0, 8, "F.7.4.3.3.5");
     RANGE(chroma_bit_depth_cm_input_minus8, 0, 8, "F.7.4.3.3.5");
     RANGE(luma_bit_depth_cm_output_minus8, 0, 8, "F.7.4.3.3.5");

@@ -78,30 +78,6 @@ void checkTileSizes(const PictureParameterSet& s, const SequenceParameterSet& sp
                          " asks for at least 64 when tiles are enabled"));
 }
 
-// The tools of the extensions. Chroma QP offset lists are those of 4:2:2 and 4:4:4.
-void checkTools(const PictureParameterSet& pps, const Claim& claim, const CChecks& checks)
-{
-    const auto forbid = [&](CChecks inside, const Blamed& blamed) {
-        if (blamed.iValue != 0)
-            inside.error(
-                blamed, claim.pClause, "0", say(blamed.pName, " is a tool that ", claim.name, " does not have"));
-    };
-    if (pps.pps_range_extension_flag) {
-        const PpsRangeExtension& s = pps.pps_range_extension;
-        const CChecks inside = checks.inside("pps_range_extension");
-        if (!hasGeneralRangeTools(claim))
-            forbid(inside, BLAME(log2_max_transform_skip_block_size_minus2));
-        if (!isByFlags(claim.uiProfile) || (claim.uiProfile == PROFILE_RANGE_EXTENSIONS && maxChromaFormat(claim) == 1))
-            forbid(inside, BLAME(chroma_qp_offset_list_enabled_flag));
-    }
-    if (pps.pps_scc_extension_flag && !isScreenContent(claim.uiProfile)) {
-        const PpsSccExtension& s = pps.pps_scc_extension;
-        const CChecks inside = checks.inside("pps_scc_extension");
-        forbid(inside, BLAME(pps_curr_pic_ref_enabled_flag));
-        forbid(inside, BLAME(residual_adaptive_colour_transform_enabled_flag));
-    }
-}
-
 // Most profiles have tiles or wavefronts; those of High Throughput have both, and below 16 bits wavefronts always.
 void checkParallelism(const PictureParameterSet& s, const Claim& claim, CChecks& checks)
 {
@@ -125,6 +101,31 @@ void checkParallelism(const PictureParameterSet& s, const Claim& claim, CChecks&
 
 } // namespace
 
+// Chroma QP offset lists are those of 4:2:2 and 4:4:4.
+void checkToolsOfProfile(const PictureParameterSet& pps, const Claim& claim, const CChecks& checks)
+{
+    const auto forbid = [&](CChecks inside, const Blamed& blamed) {
+        if (blamed.iValue != 0)
+            inside.error(
+                blamed, claim.pClause, "0", say(blamed.pName, " is a tool that ", claim.name, " does not have"));
+    };
+    if (pps.pps_range_extension_flag) {
+        const PpsRangeExtension& s = pps.pps_range_extension;
+        const CChecks inside = checks.inside("pps_range_extension");
+        if (!hasGeneralRangeTools(claim))
+            forbid(inside, BLAME(log2_max_transform_skip_block_size_minus2));
+        if (!hasRangeTools(claim.uiProfile) ||
+            (claim.uiProfile == PROFILE_RANGE_EXTENSIONS && maxChromaFormat(claim) == 1))
+            forbid(inside, BLAME(chroma_qp_offset_list_enabled_flag));
+    }
+    if (pps.pps_scc_extension_flag && !isScreenContent(claim.uiProfile)) {
+        const PpsSccExtension& s = pps.pps_scc_extension;
+        const CChecks inside = checks.inside("pps_scc_extension");
+        forbid(inside, BLAME(pps_curr_pic_ref_enabled_flag));
+        forbid(inside, BLAME(residual_adaptive_colour_transform_enabled_flag));
+    }
+}
+
 void checkParallelismOfProfile(const PictureParameterSet& s, const SequenceParameterSet& sps, const Claim& claim,
                                CChecks& checks)
 {
@@ -140,7 +141,7 @@ void checkProfilesOfPps(const PictureParameterSet& s, const SequenceParameterSet
     CChecks checks(findings, "");
     forEachClaim(sps.profile_tier_level, [&](const Claim& claim) {
         checkParallelismOfProfile(s, sps, claim, checks);
-        checkTools(s, claim, checks);
+        checkToolsOfProfile(s, claim, checks);
     });
 }
 

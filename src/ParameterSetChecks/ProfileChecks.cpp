@@ -76,7 +76,7 @@ void checkRangeTools(const SequenceParameterSet& sps, const Claim& claim, CCheck
     const auto forbid = [&](const Blamed& blamed) {
         SHALL(blamed.iValue == 0, blamed, claim.pClause, "0", message(blamed));
     };
-    const bool b16Bit = isByFlags(claim.uiProfile) && maxBitDepth(claim) == 16;
+    const bool b16Bit = hasRangeTools(claim.uiProfile) && maxBitDepth(claim) == 16;
     if (!hasGeneralRangeTools(claim)) {
         forbid(BLAME(transform_skip_rotation_enabled_flag));
         forbid(BLAME(transform_skip_context_enabled_flag));
@@ -97,7 +97,7 @@ void checkRangeTools(const SequenceParameterSet& sps, const Claim& claim, CCheck
         forbid(BLAME(extended_precision_processing_flag));
     if (!isHighThroughput(claim.uiProfile))
         forbid(BLAME(cabac_bypass_alignment_enabled_flag));
-    if (!isByFlags(claim.uiProfile))
+    if (!hasRangeTools(claim.uiProfile))
         forbid(BLAME(high_precision_offsets_enabled_flag));
 }
 
@@ -196,8 +196,16 @@ void checkBitDepth(const Blamed& blamed, const char* pWhat, const Claim& claim, 
 bool hasGeneralRangeTools(const Claim& claim) noexcept
 {
     if (claim.uiProfile != PROFILE_RANGE_EXTENSIONS)
-        return isByFlags(claim.uiProfile);
+        return hasRangeTools(claim.uiProfile);
     return maxBitDepth(claim) == 16 || maxChromaFormat(claim) == 3;
+}
+
+void checkToolsOfProfile(const SequenceParameterSet& s, const Claim& claim, const CChecks& checks)
+{
+    if (s.sps_range_extension_flag)
+        checkRangeTools(s, claim, checks.inside("sps_range_extension"));
+    if (s.sps_scc_extension_flag)
+        checkSccTools(s.sps_scc_extension, claim, checks.inside("sps_scc_extension"));
 }
 
 void checkCtbOfProfile(const SequenceParameterSet& s, const Claim& claim, CChecks& checks)
@@ -230,10 +238,7 @@ void checkProfilesOfSps(const SequenceParameterSet& s, CFindings& findings)
         checkPlanes(s, claim, checks);
         checkCtbOfProfile(s, claim, checks);
         checkStillPicture(s, claim, checks);
-        if (s.sps_range_extension_flag)
-            checkRangeTools(s, claim, checks.inside("sps_range_extension"));
-        if (s.sps_scc_extension_flag)
-            checkSccTools(s.sps_scc_extension, claim, checks.inside("sps_scc_extension"));
+        checkToolsOfProfile(s, claim, checks);
     });
     checkSubLayers(s, checks);
 }

@@ -35,6 +35,10 @@ void checkBitDepth(const Blamed& blamed, const char* pWhat, const Claim& claim, 
 /// Tiles of at least 256x64, and either tiles or wavefronts.
 void checkParallelismOfProfile(const PictureParameterSet& s, const SequenceParameterSet& sps, const Claim& claim,
                                CChecks& checks);
+/// No tools of sps_range_extension( ) and sps_scc_extension( ) that the profile lacks.
+void checkToolsOfProfile(const SequenceParameterSet& s, const Claim& claim, const CChecks& checks);
+/// Likewise of a PPS.
+void checkToolsOfProfile(const PictureParameterSet& s, const Claim& claim, const CChecks& checks);
 /// CTBs of 16, 32 or 64.
 void checkCtbOfProfile(const SequenceParameterSet& s, const Claim& claim, CChecks& checks);
 

@@ -38,6 +38,12 @@ inline constexpr const char* PROFILE_CLAUSES[] = {
            uiProfile == PROFILE_SCALABLE_RANGE_EXTENSIONS;
 }
 
+/// Not those of one layer's Main and Main 10, nor of layers that are made of these.
+[[nodiscard]] constexpr bool hasRangeTools(unsigned uiProfile) noexcept
+{
+    return isByFlags(uiProfile) && uiProfile != PROFILE_SCALABLE_MAIN;
+}
+
 [[nodiscard]] constexpr bool isScreenContent(unsigned uiProfile) noexcept
 {
     return uiProfile == PROFILE_SCREEN_EXTENDED || uiProfile == PROFILE_HIGH_THROUGHPUT_SCREEN_EXTENDED;

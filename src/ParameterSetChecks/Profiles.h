@@ -56,7 +56,7 @@ struct Profile
 /// The name of all profiles of a general_profile_idc ("Range Extensions"); null for a reserved value.
 [[nodiscard]] const char* profileGroupName(unsigned general_profile_idc) noexcept;
 
-/// A.4.3: how often the bit rate factors contain the CPB factors of the profile.
+/// A.4.2: how often the bit rate factors contain the CPB factors of the profile.
 [[nodiscard]] unsigned hbrFactor(const Profile& profile, bool general_lower_bit_rate_constraint_flag) noexcept;
 
 } // namespace h265_syntax

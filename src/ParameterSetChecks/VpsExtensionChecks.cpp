@@ -250,17 +250,18 @@ void checkDpbSize(const VideoParameterSet& vps, CChecks checks)
                       say("at least ", s.max_vps_dec_pic_buffering_minus1[i][k][uiBelow]),
                       "a higher sub-layer needs no smaller picture buffer than the one below it");
             }
-            SHALL(!bAny || s.max_vps_num_reorder_pics[i][j] <= uiLargest,
-                  BLAME_2(max_vps_num_reorder_pics, i, j),
-                  "F.7.4.3.1.3",
-                  say("0 to ", uiLargest),
-                  "output layer set ",
-                  i,
-                  " reorders ",
-                  s.max_vps_num_reorder_pics[i][j],
-                  " pictures, its largest picture buffer holds ",
-                  uiLargest,
-                  " besides the current one");
+            // Of access units, whose pictures stand in several buffers: no bound, but one does not expect more.
+            SHOULD(!bAny || s.max_vps_num_reorder_pics[i][j] <= uiLargest,
+                   BLAME_2(max_vps_num_reorder_pics, i, j),
+                   "F.7.4.3.1.3",
+                   say("0 to ", uiLargest),
+                   "output layer set ",
+                   i,
+                   " reorders ",
+                   s.max_vps_num_reorder_pics[i][j],
+                   " pictures, its largest picture buffer holds ",
+                   uiLargest,
+                   " besides the current one");
             SHALL(j == 0 || s.max_vps_num_reorder_pics[i][j] >= s.max_vps_num_reorder_pics[i][uiBelow],
                   BLAME_2(max_vps_num_reorder_pics, i, j),
                   "F.7.4.3.1.3",

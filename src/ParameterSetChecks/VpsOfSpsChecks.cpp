@@ -188,7 +188,8 @@ void checkVpsOfSps(const SequenceParameterSet& s, const VideoParameterSet& vps, 
     CChecks checks(findings, "");
     if (!s.MultiLayerExtSpsFlag)
         checkSubLayerCount(s, vps, checks);
-    if (!s.MultiLayerExtSpsFlag && s.nal_unit_header.nuh_layer_id == 0) {
+    // F.7.4.3.1: of a base layer that comes from elsewhere the VPS says nothing.
+    if (!s.MultiLayerExtSpsFlag && s.nal_unit_header.nuh_layer_id == 0 && vps.vps_base_layer_internal_flag) {
         checkSubLayers(s, vps, checks);
         checkProfile(s, vps, checks.inside("profile_tier_level"));
     }

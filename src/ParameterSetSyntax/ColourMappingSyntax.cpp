@@ -7,7 +7,7 @@ namespace h265_syntax {
 
 namespace {
 
-// F.7.4.3.3.7 (F-62): the length of res_coeff_r
+// F.7.4.3.3.6 (F-62): the length of res_coeff_r
 std::uint64_t resLsBits(const ColourMappingTable& s)
 {
     const std::int64_t CMResLSBits = std::int64_t{10} + s.luma_bit_depth_cm_input_minus8 -
@@ -39,7 +39,7 @@ void codedPart(TUse& use, Of<TUse, ColourMappingPart>& s, std::uint64_t CMResLSB
                 if (s.res_coeff_q[j][c] != 0 || s.res_coeff_r[j][c] != 0)
                     U_AS(1, res_coeff_s, s.res_coeff_s[j][c], idxShiftY, idxCb, idxCr, j, c);
                 else
-                    use.infer(s.res_coeff_s[j][c], 0); // F.7.4.3.3.7
+                    use.infer(s.res_coeff_s[j][c], 0); // F.7.4.3.3.6
             }
         }
     }
@@ -59,7 +59,7 @@ void colour_mapping_octants(TUse& use, Of<TUse, ColourMappingTable>& s, OctantPl
     if (inpDepth < s.cm_octant_depth)
         U_AS(1, split_octant_flag, ENTRY(split_octant_flag, uiOctant));
     else
-        INFER(split_octant_flag, 0, uiOctant); // F.7.4.3.3.7
+        INFER(split_octant_flag, 0, uiOctant); // F.7.4.3.3.6
     if (ENTRY(split_octant_flag, uiOctant) != 0) {
         for (unsigned k = 0; k < use.upTo(2); ++k) {
             for (unsigned m = 0; m < 2; ++m) {
@@ -106,8 +106,8 @@ void colour_mapping_table(TUse& use, Of<TUse, ColourMappingTable>& s)
         SE(cm_adapt_threshold_u_delta);
         SE(cm_adapt_threshold_v_delta);
     } else {
-        INFER(cm_adapt_threshold_u_delta, 0); // F.7.4.3.3.6
-        INFER(cm_adapt_threshold_v_delta, 0); // F.7.4.3.3.6
+        INFER(cm_adapt_threshold_u_delta, 0); // F.7.4.3.3.5
+        INFER(cm_adapt_threshold_v_delta, 0); // F.7.4.3.3.5
     }
     OctantPlace place;
     if (use.upTo(1) != 0)
