@@ -179,6 +179,179 @@ TEST(TransportStream, TellsOfMissingPackets)
     EXPECT_EQ(read(jump.bytes()).findings(), "");
 }
 
+// 2.4.3.5 of a packet without payload: its counter is the one that the next packet follows.
+TEST(TransportStream, FollowsCountersThatJump)
+{
+    CTransportWriter writer = withTables().add(PID, FIRST);
+    const CContainerRecord jumped = read(writer.jump(PID, 9).add(PID, SECOND).bytes());
+    EXPECT_EQ(jumped.findings(), "");
+    ASSERT_EQ(jumped.m_units.size(), 7U);
+    EXPECT_EQ(jumped.m_units[4].ulSize, IDR.size());
+    // Tables too.
+    CTransportWriter tables = withTables();
+    tables.jump(0, 5)
+        .jump(PMT_PID, 7)
+        .table(0, patSection({{1, PMT_PID}}))
+        .table(PMT_PID, pmtSection({{0x24, PID, {}}}));
+    EXPECT_EQ(read(tables.add(PID, SECOND).bytes()).findings(), "");
+    // Where it does not jump, the unit in front goes on.
+    CTransportWriter steady = withTables().add(PID, FIRST);
+    const std::vector<Bytes> packets = steady.m_packets;
+    steady.m_packets.resize(3);
+    steady.jump(PID, 0);
+    steady.m_packets.insert(steady.m_packets.end(), packets.begin() + 3, packets.end());
+    EXPECT_EQ(read(steady.bytes()).findings(), "");
+    EXPECT_EQ(read(steady.bytes()).m_units.at(4).ulSize, IDR.size());
+    // Where it does, packets are missing: what comes does not belong to that unit.
+    CTransportWriter cut = withTables().add(PID, FIRST);
+    cut.m_packets.resize(3);
+    cut.jump(PID, 1);
+    const std::uint64_t ulCut = read(cut.bytes()).m_units.at(4).ulSize;
+    cut.m_packets.push_back(packets.at(4));
+    EXPECT_EQ(read(cut.bytes()).findings(), "");
+    EXPECT_EQ(read(cut.bytes()).m_units.at(4).ulSize, ulCut);
+    // What is damaged says nothing.
+    steady.jump(PID, 3, 0x8000);
+    std::vector<Bytes> damaged = packets;
+    damaged.insert(damaged.begin() + 3, steady.m_packets.back());
+    steady.m_packets = damaged;
+    EXPECT_EQ(read(steady.bytes()).findings(), "");
+    EXPECT_EQ(read(steady.bytes()).m_units.at(4).ulSize, IDR.size());
+}
+
+TEST(TransportStream, BeginsAnewWhereACounterJumpsInsideAUnit)
+{
+    CTransportWriter writer = withTables().add(PID, FIRST);
+    const std::size_t uiWhole = writer.m_packets.size();
+    Bytes packet = joined({{0x47, 1, 0, 0x39, 100, 0x80}, Bytes(99, 0xff), Bytes(83, 7)});
+    writer.m_packets.insert(writer.m_packets.begin() + static_cast<std::ptrdiff_t>(uiWhole) - 1, packet);
+    writer.m_packets.pop_back();
+    const CContainerRecord record = read(writer.bytes());
+    EXPECT_EQ(record.findings(), "");
+    writer.m_packets.pop_back();
+    EXPECT_EQ(record.m_units.at(4).ulSize, read(writer.bytes()).m_units.at(4).ulSize);
+}
+
+// As other programs write H.264: an SPS, a PPS and a slice, whose first bytes are units of H.265 as well.
+const Bytes OTHER = pes(byteStream({{0x67, 0x42, 0, 0x1e, 5}, {0x68, 0xce, 6, 0xe2}, {0x65, 0x88, 7, 7}}), 140400);
+
+Bytes otherStream(unsigned stream_type = 0x1b)
+{
+    return withTables({}, stream_type).add(PID, OTHER).add(PID, OTHER).bytes();
+}
+
+TEST(TransportStream, StopsWhereAStreamBecomesAnotherCodec)
+{
+    const CContainerRecord expected = read(smallStream());
+    const CContainerRecord record = read(joined({smallStream(), otherStream()}));
+    EXPECT_EQ(record.unitBytes(), expected.unitBytes());
+    EXPECT_EQ(record.m_tracks.size(), 1U);
+    EXPECT_TRUE(record.tells("the map table of program 1 changes, its version stays 0"));
+    ASSERT_TRUE(record.tells("from here on it is no H.265 but stream type 0x1b"));
+    EXPECT_EQ(record.finding("from here on")->ulOffset, smallStream().size() + 188);
+    EXPECT_EQ(record.finding("from here on")->eSeverity, ESeverity::Note);
+    EXPECT_FALSE(record.tells("packets are missing"));
+    // A table that came behind the stream said so too.
+    const Bytes late = CTransportWriter().add(PID, FIRST).bytes();
+    const CContainerRecord behind = read(joined({late, smallStream(), otherStream()}));
+    EXPECT_EQ(behind.m_units.size(), 12U);
+    // What has shown itself to be H.265, and no table ever said so, stays that.
+    const CContainerRecord shown = read(joined({late, withTables({}, 0x1b).add(PID, SECOND).bytes()}));
+    EXPECT_EQ(shown.m_units.size(), 7U);
+    EXPECT_FALSE(shown.tells("from here on"));
+}
+
+TEST(TransportStream, ReadsAStreamThatBecomesH265)
+{
+    const CContainerRecord expected = read(smallStream());
+    const CContainerRecord record = read(joined({otherStream(), smallStream()}));
+    ASSERT_EQ(record.m_tracks.size(), 2U);
+    EXPECT_FALSE(record.m_tracks[0].bIsH265);
+    EXPECT_EQ(record.m_tracks[0].reason, "it is no H.265");
+    EXPECT_TRUE(record.m_tracks[1].bIsH265);
+    EXPECT_EQ(record.m_tracks[1].codec, "stream type 0x24");
+    EXPECT_EQ(record.m_tracks[1].eKind, ETrackKind::Video);
+    EXPECT_EQ(record.unitBytes(), expected.unitBytes());
+    EXPECT_EQ(record.m_findings.size(), 1U);
+    // What is left of the other codec behind the table is none of it.
+    CTransportWriter writer = withTables({}, 0x1b);
+    writer.add(PID, OTHER).table(PMT_PID, pmtSection({{0x24, PID, {}}}, 1));
+    writer.add(PID, byteStream({{0x65, 0x88, 7, 7}}), false).add(PID, FIRST).add(PID, SECOND);
+    EXPECT_EQ(read(writer.bytes()).unitBytes(), expected.unitBytes());
+}
+
+TEST(TransportStream, FollowsACodecThatChangesAgainAndAgain)
+{
+    Bytes file;
+    for (unsigned i = 0; i < 4; ++i)
+        file = joined({file, smallStream(), otherStream(i % 2 == 0 ? 0x1b : 0x02)});
+    const CContainerRecord record = read(file);
+    EXPECT_EQ(record.m_units.size(), 28U);
+    EXPECT_EQ(record.m_tracks.size(), 1U);
+    const auto iTold = std::ranges::count_if(
+        record.m_findings, [](const auto& finding) { return finding.message.starts_with("from here on"); });
+    EXPECT_EQ(iTold, 1);
+    EXPECT_EQ(readForward(file).unitBytes(), record.unitBytes());
+}
+
+// Files of several makers have other programs, and other PIDs for their tables.
+TEST(TransportStream, ForgetsProgramsThatAreGone)
+{
+    CTransportWriter other;
+    other.table(0, patSection({{2, 0x200}})).table(0x200, pmtSection({{0x1b, PID, {}}}, 0, 2)).add(PID, OTHER);
+    const CContainerRecord record = read(joined({smallStream(), other.bytes(), smallStream(), other.bytes()}));
+    EXPECT_EQ(record.m_units.size(), 14U);
+    EXPECT_EQ(record.m_findings.size(), 1U);
+    EXPECT_TRUE(record.tells("from here on it is no H.265"));
+    // The stream in packets that tables came in before.
+    CTransportWriter table;
+    table.table(0, patSection({{1, PID}})).table(PID, pmtSection({{0x24, 0x101, {}}})).add(0x101, SECOND);
+    const CContainerRecord moved = read(joined({table.bytes(), smallStream()}));
+    EXPECT_EQ(moved.m_units.size(), 9U);
+    // Sections of one association table do not make each other forget.
+    const auto sectionOf = [](unsigned uiSection, unsigned uiProgram, unsigned uiPid) {
+        Bytes bytes = patSection({{uiProgram, uiPid}});
+        bytes.resize(bytes.size() - 4);
+        bytes[6] = static_cast<unsigned char>(uiSection);
+        bytes[7] = 1;
+        return joined({bytes, be(4, sectionCrc(bytes))});
+    };
+    CTransportWriter sections;
+    sections.table(0, sectionOf(0, 1, PMT_PID)).table(0, sectionOf(1, 2, PMT_PID + 1));
+    sections.table(PMT_PID, pmtSection({{0x24, PID, {}}})).table(PMT_PID + 1, pmtSection({{0x24, 0x101, {}}}, 0, 2));
+    sections.add(PID, SECOND).add(0x101, SECOND);
+    EXPECT_EQ(read(sections.bytes()).m_units.size(), 4U);
+    // Fewer of them.
+    sections.table(0, patSection({{1, PMT_PID}}, 1)).table(PMT_PID + 1, pmtSection({{0x1b, 0x101, {}}}, 1, 2));
+    sections.add(0x101, SECOND);
+    EXPECT_EQ(read(sections.bytes()).m_units.size(), 6U);
+}
+
+TEST(TransportStream, ReadsWhatOneOfItsProgramsCallsH265)
+{
+    for (const bool bFirst : {true, false}) {
+        CTransportWriter writer;
+        writer.table(0, patSection({{1, PMT_PID}, {2, PMT_PID + 1}}))
+            .table(PMT_PID, pmtSection({{bFirst ? 0x24U : 0x06U, PID, {}}}))
+            .table(PMT_PID + 1, pmtSection({{bFirst ? 0x06U : 0x24U, PID, {}}}, 0, 2))
+            .add(PID, FIRST);
+        const CContainerRecord record = read(writer.bytes());
+        EXPECT_EQ(record.m_units.size(), 5U);
+        EXPECT_EQ(record.findings(), "");
+    }
+}
+
+// A table whose ends are those of another one, with the same counter by chance.
+TEST(TransportStream, ReadsATableThatOnlyDiffersInside)
+{
+    const auto padded = [](const Bytes& bytes) { return joined({{0}, bytes, Bytes(183 - bytes.size(), 0xff)}); };
+    CTransportWriter writer;
+    writer.table(0, patSection({{1, PMT_PID}})).packet(PMT_PID, padded(pmtSection({{0x1b, PID, {}}})), true);
+    CTransportWriter behind;
+    behind.packet(PMT_PID, padded(pmtSection({{0x24, PID, {}}})), true).add(PID, SECOND);
+    EXPECT_EQ(read(joined({writer.bytes(), behind.bytes()})).m_units.size(), 2U);
+}
+
 TEST(TransportStream, ReadsStreamsWithoutTables)
 {
     CTransportWriter writer;
@@ -231,6 +404,25 @@ TEST(TransportStream, ReadsSeveralProgramsAndTypes)
     EXPECT_EQ(record.m_tracks[2].eKind, ETrackKind::Audio);
     EXPECT_EQ(record.m_tracks[4].reason, "it is no H.265");
     EXPECT_EQ(record.m_units.size(), 6U);
+}
+
+// Types that say nothing of the content leave that to the descriptor; others do not.
+TEST(TransportStream, KnowsH265ByItsDescriptor)
+{
+    const Bytes descriptor = {0x38, 13, 1, 0x60, 0, 0, 0, 0x90, 0, 0, 0, 0, 0, 93, 0};
+    const struct
+    {
+        unsigned stream_type;
+        bool bIsH265;
+    } aCases[] = {{0x06, true}, {0x80, true}, {0xff, true}, {0x1b, false}, {0x0f, false}, {0x7f, false}};
+    for (const auto& c : aCases) {
+        SCOPED_TRACE(c.stream_type);
+        const CContainerRecord record = read(withTables(descriptor, c.stream_type).add(PID, SECOND).bytes());
+        ASSERT_EQ(record.m_tracks.size(), 1U);
+        EXPECT_EQ(record.m_tracks[0].bIsH265, c.bIsH265);
+        EXPECT_EQ(record.m_claims.size(), c.bIsH265 ? 1U : 0U);
+        EXPECT_EQ(record.m_units.size(), c.bIsH265 ? 2U : 0U);
+    }
 }
 
 TEST(TransportStream, FollowsTablesThatChange)

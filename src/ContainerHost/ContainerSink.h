@@ -81,7 +81,7 @@ class CContainerSink
 public:
     virtual ~CContainerSink() = default;
 
-    /// A track, before anything of it.
+    /// A track, before anything of it; again when one that is passed over becomes H.265.
     virtual void onTrack(const ContainerTrack& track) = 0;
 
     /// What the container claims about a track of H.265; again when that changes.

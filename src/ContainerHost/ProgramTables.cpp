@@ -2,6 +2,9 @@
 
 #include <algorithm>
 #include <array>
+#include <cstdio>
+#include <iterator>
+#include <set>
 
 namespace h265_container {
 
@@ -72,10 +75,16 @@ void takeDescriptors(ProgramStream& stream)
     constexpr unsigned char REGISTRATION = 0x05;
     constexpr unsigned char HEVC_VIDEO = 0x38;
     constexpr std::size_t HEVC_VIDEO_BYTES = 13;
+    // Table 2-34: what says nothing of the content by itself.
+    constexpr unsigned char PRIVATE_PES = 0x06;
+    constexpr unsigned char USER_PRIVATE = 0x80;
+    const bool bOpen = stream.stream_type == PRIVATE_PES || stream.stream_type >= USER_PRIVATE;
     const Bytes bytes = stream.descriptors;
     for (std::size_t i = 0; i + 2 <= bytes.size() && i + 2 + bytes[i + 1] <= bytes.size(); i += 2U + bytes[i + 1]) {
         const Bytes content = bytes.subspan(i + 2, bytes[i + 1]);
         if (bytes[i] == REGISTRATION && content.size() >= 4 && uAt(content, 0, 4) == 0x48455643) // "HEVC"
+            stream.bIsH265 = true;
+        if (bytes[i] == HEVC_VIDEO && bOpen)
             stream.bIsH265 = true;
         if (bytes[i] == HEVC_VIDEO && content.size() >= HEVC_VIDEO_BYTES)
             stream.hevcDescriptor = readHevcDescriptor(content);
@@ -90,7 +99,46 @@ bool isH265Type(unsigned char stream_type)
     return stream_type == 0x24 || stream_type == 0x25 || (stream_type >= 0x28 && stream_type <= 0x2b);
 }
 
+// 2.4.4.8: behind the descriptors of the program.
+std::vector<ProgramStream> streamsOf(Bytes map, std::uint16_t uiProgram, std::uint64_t ulOffset)
+{
+    std::vector<ProgramStream> streams;
+    std::size_t i = SECTION_HEADER + 4 + (u16At(map, SECTION_HEADER + 2) & 0xfff);
+    while (i + 5 <= map.size()) {
+        ProgramStream stream{};
+        stream.stream_type = map[i];
+        stream.uiPid = static_cast<std::uint16_t>(u16At(map, i + 1) & 0x1fff);
+        stream.uiProgram = uiProgram;
+        stream.ulOffset = ulOffset;
+        stream.bIsH265 = isH265Type(stream.stream_type);
+        i += 5;
+        const std::size_t uiInfo = std::min<std::size_t>(u16At(map, i - 2) & 0xfff, map.size() - i);
+        stream.descriptors.assign(map.begin() + static_cast<std::ptrdiff_t>(i),
+                                  map.begin() + static_cast<std::ptrdiff_t>(i + uiInfo));
+        i += uiInfo;
+        takeDescriptors(stream);
+        streams.push_back(std::move(stream));
+    }
+    return streams;
+}
+
 } // namespace
+
+ETrackKind kindOf(unsigned stream_type)
+{
+    constexpr std::array<unsigned, 9> VIDEO = {0x01, 0x02, 0x10, 0x1b, 0x20, 0x21, 0x33, 0x42, 0xea};
+    constexpr std::array<unsigned, 9> AUDIO = {0x03, 0x04, 0x0f, 0x11, 0x1c, 0x81, 0x82, 0x83, 0x87};
+    if (std::find(VIDEO.begin(), VIDEO.end(), stream_type) != VIDEO.end())
+        return ETrackKind::Video;
+    return std::find(AUDIO.begin(), AUDIO.end(), stream_type) != AUDIO.end() ? ETrackKind::Audio : ETrackKind::Other;
+}
+
+std::string typeText(unsigned stream_type)
+{
+    std::array<char, 32> text{};
+    std::snprintf(text.data(), text.size(), "stream type 0x%02x", stream_type);
+    return text.data();
+}
 
 void CSectionAssembler::take(Bytes bytes, const std::function<void(Bytes)>& onSection)
 {
@@ -147,11 +195,10 @@ void CProgramTables::feed(std::uint16_t uiPid, Section payload, bool bStart, std
         const bool current_next_indicator = (section[5] & 1) != 0;
         if (!current_next_indicator)
             return;
-        const Section body = section.first(section.size() - CRC_BYTES);
         if (uiPid == 0)
-            takeAssociation(body);
+            takeAssociation(section.first(section.size() - CRC_BYTES));
         else
-            takeMap(uiPid, body, ulOffset, onStream);
+            takeMap(uiPid, section, ulOffset, onStream);
     };
     (uiPid == 0 ? m_association : m_maps[uiPid]).feed(payload, bStart, onSection);
 }
@@ -161,61 +208,113 @@ void CProgramTables::drop(std::uint16_t uiPid)
     (uiPid == 0 ? m_association : m_maps[uiPid]).drop();
 }
 
-// 2.4.4.3
+// 2.4.4.3: a program that a section does not list any more is gone. Where files are joined, another one can have its
+// PIDs.
 void CProgramTables::takeAssociation(Section section)
 {
     m_bAssociation = true;
+    std::vector<Program> listed;
     for (std::size_t i = SECTION_HEADER; i + 4 <= section.size(); i += 4) {
         const auto uiProgram = static_cast<std::uint16_t>(u16At(section, i));
         const auto uiPid = static_cast<std::uint16_t>(u16At(section, i + 2) & 0x1fff);
-        if (uiProgram == 0 || uiPid == 0 || m_versions.size() >= MAX_PROGRAMS) // 0: the network's
-            continue;
-        m_maps.try_emplace(uiPid);
-        m_isTable.set(uiPid);
-        m_versions.try_emplace({uiPid, uiProgram});
+        if (uiProgram != 0 && uiPid != 0) // 0: the network's
+            listed.emplace_back(uiPid, uiProgram);
+    }
+    const unsigned section_number = section[6];
+    const unsigned last_section_number = section[7];
+    std::vector<Program> before = std::exchange(m_listed[section_number], listed);
+    while (m_listed.rbegin()->first > std::max(section_number, last_section_number)) {
+        const std::vector<Program>& gone = m_listed.rbegin()->second;
+        before.insert(before.end(), gone.begin(), gone.end());
+        m_listed.erase(std::prev(m_listed.end()));
+    }
+    const std::set<Program> kept(listed.begin(), listed.end());
+    for (const Program& program : before) {
+        if (!kept.contains(program))
+            forget(program);
+    }
+    for (const Program& program : listed) {
+        if (m_programs.size() >= MAX_PROGRAMS)
+            break;
+        m_maps.try_emplace(program.first);
+        m_isTable.set(program.first);
+        m_programs.try_emplace(program);
     }
 }
 
-// 2.4.4.8
+void CProgramTables::forget(const Program& program)
+{
+    const auto found = m_programs.find(program);
+    if (found == m_programs.end())
+        return;
+    forgetStreams(found->second);
+    m_programs.erase(found);
+    const std::uint16_t uiPid = program.first;
+    const auto next = m_programs.lower_bound({uiPid, 0});
+    if (next != m_programs.end() && next->first.first == uiPid)
+        return; // of another program too
+    m_maps.erase(uiPid);
+    m_isTable.reset(uiPid);
+    m_forgotten.push_back(uiPid);
+}
+
+void CProgramTables::forgetStreams(Map& map)
+{
+    for (const std::uint16_t uiPid : map.h265)
+        --m_auiH265[uiPid];
+    map.h265.clear();
+}
+
+void CProgramTables::tellChange(const Program& program, const Map& before, unsigned version_number,
+                                std::uint64_t ulOffset)
+{
+    const unsigned uiKnown = *before.version_number;
+    m_output.findingFew(FEW_NEW_VERSIONS,
+                        {ESeverity::Note,
+                         "PID " + std::to_string(program.first),
+                         ulOffset,
+                         program.first,
+                         "the map table of program " + std::to_string(program.second) + " changes" +
+                             (uiKnown == version_number ? ", its version stays " + std::to_string(uiKnown)
+                                                        : " from version " + std::to_string(uiKnown) + " to " +
+                                                              std::to_string(version_number))});
+}
+
+// 2.4.4.8. The version alone does not tell that it is known: where files are joined, another map has the same.
 void CProgramTables::takeMap(std::uint16_t uiPid, Section section, std::uint64_t ulOffset,
                              const std::function<void(const ProgramStream&)>& onStream)
 {
     const auto uiProgram = static_cast<std::uint16_t>(u16At(section, 3));
     const unsigned version_number = section[5] >> 1 & 0x1f;
-    const auto found = m_versions.find({uiPid, uiProgram});
-    if (found == m_versions.end() || found->second == version_number || section.size() < SECTION_HEADER + 4)
-        return; // of a program that the association does not put here, known, or empty
-    std::optional<unsigned>& known = found->second;
-    if (known)
-        m_output.findingFew(FEW_NEW_VERSIONS,
-                            {ESeverity::Note,
-                             "PID " + std::to_string(uiPid),
-                             ulOffset,
-                             uiPid,
-                             "the map table of program " + std::to_string(uiProgram) + " changes from version " +
-                                 std::to_string(*known) + " to " + std::to_string(version_number)});
-    known = version_number;
-    std::size_t i = SECTION_HEADER + 4 + (u16At(section, SECTION_HEADER + 2) & 0xfff);
-    while (i + 5 <= section.size()) {
-        ProgramStream stream{};
-        stream.stream_type = section[i];
-        stream.uiPid = static_cast<std::uint16_t>(u16At(section, i + 1) & 0x1fff);
-        stream.uiProgram = uiProgram;
-        stream.bIsH265 = isH265Type(stream.stream_type);
-        i += 5;
-        const std::size_t uiInfo = std::min<std::size_t>(u16At(section, i - 2) & 0xfff, section.size() - i);
-        stream.descriptors.assign(section.begin() + static_cast<std::ptrdiff_t>(i),
-                                  section.begin() + static_cast<std::ptrdiff_t>(i + uiInfo));
-        i += uiInfo;
-        takeDescriptors(stream);
-        onStream(stream);
+    const auto found = m_programs.find({uiPid, uiProgram});
+    if (found == m_programs.end() || section.size() < SECTION_HEADER + CRC_BYTES + 4)
+        return; // of a program that the association does not put here, or empty
+    Map& map = found->second;
+    const std::uint64_t ulCrc = uAt(section, section.size() - CRC_BYTES, CRC_BYTES);
+    if (map.version_number && map.ulCrc == ulCrc)
+        return;
+    if (map.version_number)
+        tellChange(found->first, map, version_number, ulOffset);
+    map.version_number = version_number;
+    map.ulCrc = ulCrc;
+    forgetStreams(map);
+    const std::vector<ProgramStream> streams =
+        streamsOf(section.first(section.size() - CRC_BYTES), uiProgram, ulOffset);
+    for (const ProgramStream& stream : streams) {
+        if (!stream.bIsH265)
+            continue;
+        map.h265.push_back(stream.uiPid);
+        ++m_auiH265[stream.uiPid];
     }
+    for (const ProgramStream& stream : streams)
+        onStream(stream);
 }
 
 bool CProgramTables::isComplete() const
 {
-    return m_bAssociation &&
-           std::all_of(m_versions.begin(), m_versions.end(), [](const auto& map) { return map.second.has_value(); });
+    return m_bAssociation && std::ranges::all_of(m_programs, [](const auto& program) {
+               return program.second.version_number.has_value();
+           });
 }
 
 } // namespace h265_container

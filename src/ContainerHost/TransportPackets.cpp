@@ -20,6 +20,37 @@ constexpr std::size_t BUFFER_BYTES = std::size_t{128} << 10;
 
 } // namespace
 
+PacketHeader readPacketHeader(std::span<const unsigned char> packet)
+{
+    PacketHeader header{};
+    header.transport_error_indicator = (packet[1] & 0x80) != 0;
+    header.payload_unit_start_indicator = (packet[1] & 0x40) != 0;
+    header.uiPid = static_cast<std::uint16_t>((packet[1] & 0x1fU) << 8 | packet[2]);
+    header.bScrambled = (packet[3] & 0xc0) != 0;
+    header.continuity_counter = packet[3] & 0xf;
+    header.uiPayload = 4;
+    if ((packet[3] & 0x20) != 0) { // adaptation_field( )
+        header.uiPayload += 1U + packet[4];
+        header.discontinuity_indicator = packet[4] != 0 && (packet[5] & 0x80) != 0;
+    }
+    header.bPayload = (packet[3] & 0x10) != 0 && header.uiPayload < packet.size();
+    return header;
+}
+
+PacketMark markOf(std::span<const unsigned char> packet, const PacketHeader& header, bool bTable)
+{
+    PacketMark mark{header.payload_unit_start_indicator, header.uiPayload};
+    const std::size_t uiLast = packet.size() - sizeof mark.ulLast;
+    std::memcpy(&mark.ulFirst, packet.data() + std::min(header.uiPayload, uiLast), sizeof mark.ulFirst);
+    std::memcpy(&mark.ulLast, packet.data() + uiLast, sizeof mark.ulLast);
+    if (bTable) {
+        constexpr std::uint64_t PRIME = 0x100000001b3;
+        for (const unsigned char ucByte : packet.subspan(header.uiPayload))
+            mark.ulLast = (mark.ulLast ^ ucByte) * PRIME;
+    }
+    return mark;
+}
+
 CTransportPackets::CTransportPackets(CRandomSource& source, CUnitOutput& output)
     : m_source(source), m_output(output), m_buffer(BUFFER_BYTES)
 {}

@@ -22,6 +22,36 @@ struct TransportPacket
     std::uint64_t ulNumber = 0;           // from 1
 };
 
+/// 2.4.3.2 and 2.4.3.4: what a packet's first bytes say.
+struct PacketHeader
+{
+    bool transport_error_indicator;
+    bool payload_unit_start_indicator;
+    std::uint16_t uiPid;
+    bool bScrambled;
+    bool bPayload;
+    bool discontinuity_indicator;
+    unsigned continuity_counter;
+    std::size_t uiPayload; // where it begins
+};
+
+[[nodiscard]] PacketHeader readPacketHeader(std::span<const unsigned char> packet);
+
+/// What two packets have in common when the one is a duplicate of the other: 2.4.3.3, every byte but those of a
+/// clock reference.
+struct PacketMark
+{
+    bool payload_unit_start_indicator = false;
+    std::size_t uiPayload = 0;
+    std::uint64_t ulFirst = 0;
+    std::uint64_t ulLast = 0;
+
+    bool operator==(const PacketMark&) const = default;
+};
+
+/// Of the payload both ends say enough, unless it holds tables (bTable): those have filling behind them.
+[[nodiscard]] PacketMark markOf(std::span<const unsigned char> packet, const PacketHeader& header, bool bTable);
+
 /// The packets of a file: of 188 bytes, 192 with a time in front, 204 with check bytes behind. They may begin
 /// anywhere, and are found again behind damage.
 class CTransportPackets

@@ -1,9 +1,6 @@
 #include "TransportStream.h"
 
 #include <algorithm>
-#include <array>
-#include <cstdio>
-#include <cstring>
 #include <memory>
 #include <utility>
 #include <vector>
@@ -27,62 +24,12 @@ constexpr unsigned MAX_STREAMS = 128;
 // Packets behind the first slice that a head waits for tables.
 constexpr std::uint64_t HEAD_PACKETS = 10000;
 
-// H.222.0 2.4.3.2 and 2.4.3.4: what a packet's first bytes say.
-struct PacketHeader
-{
-    bool transport_error_indicator;
-    bool payload_unit_start_indicator;
-    std::uint16_t uiPid;
-    bool bScrambled;
-    bool bPayload;
-    bool discontinuity_indicator;
-    unsigned continuity_counter;
-    std::size_t uiPayload; // where it begins
-};
-
-PacketHeader readPacketHeader(Bytes packet)
-{
-    PacketHeader header{};
-    header.transport_error_indicator = (packet[1] & 0x80) != 0;
-    header.payload_unit_start_indicator = (packet[1] & 0x40) != 0;
-    header.uiPid = static_cast<std::uint16_t>((packet[1] & 0x1fU) << 8 | packet[2]);
-    header.bScrambled = (packet[3] & 0xc0) != 0;
-    header.continuity_counter = packet[3] & 0xf;
-    header.uiPayload = 4;
-    if ((packet[3] & 0x20) != 0) { // adaptation_field( )
-        header.uiPayload += 1U + packet[4];
-        header.discontinuity_indicator = packet[4] != 0 && (packet[5] & 0x80) != 0;
-    }
-    header.bPayload = (packet[3] & 0x10) != 0 && header.uiPayload < packet.size();
-    return header;
-}
-
-// What two packets have in common when the one is a duplicate of the other: 2.4.3.3, every byte but those of a
-// clock reference. Of the payload both ends say enough.
-struct PacketMark
-{
-    bool payload_unit_start_indicator = false;
-    std::size_t uiPayload = 0;
-    std::uint64_t ulFirst = 0;
-    std::uint64_t ulLast = 0;
-
-    bool operator==(const PacketMark&) const = default;
-};
-
-PacketMark markOf(Bytes packet, const PacketHeader& header)
-{
-    PacketMark mark{header.payload_unit_start_indicator, header.uiPayload};
-    const std::size_t uiLast = packet.size() - sizeof mark.ulLast;
-    std::memcpy(&mark.ulFirst, packet.data() + std::min(header.uiPayload, uiLast), sizeof mark.ulFirst);
-    std::memcpy(&mark.ulLast, packet.data() + uiLast, sizeof mark.ulLast);
-    return mark;
-}
-
 // What is known of a PID that carries PES packets.
 struct PidStream
 {
-    bool bTold = false;    // as a track
-    bool bClaimed = false; // what the tables claim has been told
+    bool bTold = false;     // as a track that is passed over
+    bool bToldH265 = false; // as a track of H.265
+    bool bClaimed = false;  // what the tables claim has been told
     bool bH265 = false;
     bool bOther = false; // a table says so
     unsigned stream_type = 0;
@@ -96,25 +43,9 @@ struct PidStream
     CElementaryUnits units;
 };
 
-ETrackKind kindOf(unsigned stream_type)
-{
-    constexpr std::array<unsigned, 9> VIDEO = {0x01, 0x02, 0x10, 0x1b, 0x20, 0x21, 0x33, 0x42, 0xea};
-    constexpr std::array<unsigned, 9> AUDIO = {0x03, 0x04, 0x0f, 0x11, 0x1c, 0x81, 0x82, 0x83, 0x87};
-    if (std::find(VIDEO.begin(), VIDEO.end(), stream_type) != VIDEO.end())
-        return ETrackKind::Video;
-    return std::find(AUDIO.begin(), AUDIO.end(), stream_type) != AUDIO.end() ? ETrackKind::Audio : ETrackKind::Other;
-}
-
 std::string boxOf(std::uint16_t uiPid)
 {
     return "PID " + std::to_string(uiPid);
-}
-
-std::string typeText(unsigned stream_type)
-{
-    std::array<char, 32> text{};
-    std::snprintf(text.data(), text.size(), "stream type 0x%02x", stream_type);
-    return text.data();
 }
 
 // 2.4.3.7: presentation_time_stamp, 33 bits in three pieces.
@@ -158,10 +89,15 @@ public:
 private:
     void readPacket(const TransportPacket& packet);
     [[nodiscard]] bool checkContinuity(PidStream& stream, const PacketHeader& header, const TransportPacket& packet);
+    void readTable(const PacketHeader& header, const TransportPacket& packet);
     void readPes(PidStream& stream, const PacketHeader& header, const TransportPacket& packet);
     [[nodiscard]] Bytes takePesHeader(PidStream& stream, Bytes payload, const TransportPacket& packet,
                                       std::uint16_t uiPid);
+    void cut(PidStream& stream, std::uint16_t uiPid);
     void onTable(const ProgramStream& described);
+    void onOther(PidStream& stream, const ProgramStream& described);
+    void onH265(PidStream& stream, const ProgramStream& described);
+    void tellClaims(PidStream& stream, const ProgramStream& described);
     void lookAtUnknown(PidStream& stream, std::uint16_t uiPid, Bytes payload);
     void tellTrack(PidStream& stream, std::uint16_t uiPid, const std::string& codec, const std::string& reason);
     [[nodiscard]] bool isDone() const;
@@ -214,7 +150,8 @@ bool CTransportReader::isDone() const
 void CTransportReader::readPacket(const TransportPacket& packet)
 {
     const PacketHeader header = readPacketHeader(packet.bytes);
-    if (header.uiPid == NULL_PID || !header.bPayload)
+    const bool bJump = header.discontinuity_indicator && !header.transport_error_indicator;
+    if (header.uiPid == NULL_PID || (!header.bPayload && !bJump))
         return;
     PidStream& stream = streamOf(header.uiPid);
     if (header.transport_error_indicator) {
@@ -226,7 +163,7 @@ void CTransportReader::readPacket(const TransportPacket& packet)
                              "packet " + std::to_string(packet.ulNumber) + " is marked as damaged; it is passed over"});
         return;
     }
-    if (!checkContinuity(stream, header, packet))
+    if (!checkContinuity(stream, header, packet) || !header.bPayload)
         return;
     if (header.bScrambled) {
         m_output.findingOnce(ONCE_SCRAMBLED,
@@ -238,34 +175,32 @@ void CTransportReader::readPacket(const TransportPacket& packet)
         return;
     }
     if (m_tables.isTable(header.uiPid))
-        m_tables.feed(header.uiPid,
-                      packet.bytes.subspan(header.uiPayload),
-                      header.payload_unit_start_indicator,
-                      packet.ulOffset,
-                      [this](const ProgramStream& described) { onTable(described); });
+        readTable(header, packet);
     else if (!stream.bOther && !m_output.isTrackDone(header.uiPid))
         readPes(stream, header, packet);
 }
 
 // 2.4.3.3: false of a packet that is there twice. Behind missing packets everything begins anew: where files were
-// joined, the counter can be the same as before by chance.
+// joined, the counter can be the same as before by chance. 2.4.3.5: where it may jump, that is no error; a packet
+// without payload can say so, whose counter is that of the one before it (2.4.3.3).
 bool CTransportReader::checkContinuity(PidStream& stream, const PacketHeader& header, const TransportPacket& packet)
 {
     const auto before = std::exchange(stream.continuity, header.continuity_counter);
-    const PacketMark mark = markOf(packet.bytes, header);
+    if (!header.bPayload) {
+        if (before && *before != header.continuity_counter)
+            cut(stream, header.uiPid);
+        return true;
+    }
+    const PacketMark mark = markOf(packet.bytes, header, m_tables.isTable(header.uiPid));
     const bool bSame = std::exchange(stream.mark, mark) == mark;
-    if (!before || header.discontinuity_indicator)
+    if (!before)
         return true;
     if (*before == header.continuity_counter && bSame)
         return false;
     if (((*before + 1) & 0xf) == header.continuity_counter)
         return true;
-    if (m_tables.isTable(header.uiPid))
-        m_tables.drop(header.uiPid);
-    stream.units.finish(m_output);
-    stream.bPesHeader = false;
-    stream.bPesBroken = false;
-    if (stream.bH265)
+    cut(stream, header.uiPid);
+    if (stream.bH265 && !header.discontinuity_indicator)
         m_output.findingFew(FEW_LOST_PACKETS,
                             {ESeverity::Error,
                              boxOf(header.uiPid),
@@ -275,6 +210,29 @@ bool CTransportReader::checkContinuity(PidStream& stream, const PacketHeader& he
                                  ": its continuity counter is " + std::to_string(header.continuity_counter) +
                                  " behind " + std::to_string(*before) + "; the NAL unit in front of it is cut"});
     return true;
+}
+
+// What comes does not go on where the last packet ended.
+void CTransportReader::cut(PidStream& stream, std::uint16_t uiPid)
+{
+    if (m_tables.isTable(uiPid))
+        m_tables.drop(uiPid);
+    stream.units.finish(m_output);
+    stream.bPesHeader = false;
+    stream.bPesBroken = false;
+}
+
+void CTransportReader::readTable(const PacketHeader& header, const TransportPacket& packet)
+{
+    m_tables.feed(header.uiPid,
+                  packet.bytes.subspan(header.uiPayload),
+                  header.payload_unit_start_indicator,
+                  packet.ulOffset,
+                  [this](const ProgramStream& described) { onTable(described); });
+    for (const std::uint16_t uiPid : m_tables.takeForgotten()) {
+        if (m_streams[uiPid])
+            m_streams[uiPid]->continuity.reset();
+    }
 }
 
 void CTransportReader::readPes(PidStream& stream, const PacketHeader& header, const TransportPacket& packet)
@@ -335,10 +293,11 @@ Bytes CTransportReader::takePesHeader(PidStream& stream, Bytes payload, const Tr
     return payload;
 }
 
+// A stream that was passed over and becomes H.265 is told again.
 void CTransportReader::tellTrack(PidStream& stream, std::uint16_t uiPid, const std::string& codec,
                                  const std::string& reason)
 {
-    if (std::exchange(stream.bTold, true))
+    if (stream.bToldH265 || std::exchange(stream.bH265 ? stream.bToldH265 : stream.bTold, true))
         return;
     m_output.track(
         {uiPid, stream.bH265 ? ETrackKind::Video : kindOf(stream.stream_type), codec, stream.bH265, reason, "PID"});
@@ -347,36 +306,72 @@ void CTransportReader::tellTrack(PidStream& stream, std::uint16_t uiPid, const s
 void CTransportReader::onTable(const ProgramStream& described)
 {
     PidStream& stream = streamOf(described.uiPid);
-    stream.stream_type = described.stream_type;
+    if (described.bIsH265) {
+        stream.stream_type = described.stream_type;
+        onH265(stream, described);
+    } else if (!m_tables.isH265(described.uiPid)) { // of no program
+        stream.stream_type = described.stream_type;
+        onOther(stream, described);
+    }
+}
+
+void CTransportReader::onOther(PidStream& stream, const ProgramStream& described)
+{
+    if (stream.bH265 && !stream.bClaimed)
+        return; // what has shown itself to be H.265 stays that
+    stream.bOther = true;
+    if (stream.bH265) {
+        m_output.findingOnce(ONCE_OTHER_CODEC,
+                             {ESeverity::Note,
+                              boxOf(described.uiPid),
+                              described.ulOffset,
+                              described.uiPid,
+                              "from here on it is no H.265 but " + typeText(described.stream_type) +
+                                  ", says the map table of program " + std::to_string(described.uiProgram) +
+                                  "; that is passed over"});
+        stream.units.finish(m_output);
+        stream.units = {};
+        stream.bH265 = false;
+        std::erase(m_h265, described.uiPid);
+    }
+    tellTrack(stream, described.uiPid, typeText(described.stream_type), "it is no H.265");
+}
+
+void CTransportReader::onH265(PidStream& stream, const ProgramStream& described)
+{
     const std::string codec = typeText(described.stream_type);
-    if (described.bIsH265 && !stream.bH265 && m_h265.size() == MAX_STREAMS) {
+    if (!stream.bH265 && m_h265.size() == MAX_STREAMS) {
         stream.bOther = true;
         tellTrack(stream, described.uiPid, codec, "there are more than 128 streams of H.265");
         return;
     }
-    if (!described.bIsH265) {
-        stream.bOther = !stream.bH265; // what has shown itself to be H.265 stays that
-        tellTrack(stream, described.uiPid, codec, "it is no H.265");
-        return;
-    }
     if (!std::exchange(stream.bH265, true))
         m_h265.push_back(described.uiPid);
-    stream.bOther = false;
+    if (std::exchange(stream.bOther, false)) {
+        // What is left of the other codec ends where a PES packet begins; nothing of H.265 is lost in front of it.
+        stream.bPesHeader = false;
+        stream.bPesBroken = true;
+        stream.continuity.reset();
+    }
     tellTrack(stream, described.uiPid, codec, {});
+    tellClaims(stream, described);
+}
+
+void CTransportReader::tellClaims(PidStream& stream, const ProgramStream& described)
+{
     if (std::exchange(stream.bClaimed, true) && stream.descriptors == described.descriptors)
         return;
     stream.descriptors = described.descriptors;
+    const std::string box = "PMT of program " + std::to_string(described.uiProgram) + ", HEVC video descriptor";
     ContainerClaims claims;
     claims.ulTrack = described.uiPid;
-    claims.codec = codec;
+    claims.codec = typeText(described.stream_type);
     if (described.hevcDescriptor)
-        claims.hevcDescriptor = {*described.hevcDescriptor,
-                                 "PMT of program " + std::to_string(described.uiProgram) + ", HEVC video descriptor",
-                                 std::nullopt};
+        claims.hevcDescriptor = {*described.hevcDescriptor, box, std::nullopt};
     m_output.claims(claims);
     if (described.uiShortDescriptor != 0)
         m_output.finding({ESeverity::Error,
-                          "PMT of program " + std::to_string(described.uiProgram) + ", HEVC video descriptor",
+                          box,
                           std::nullopt,
                           described.uiPid,
                           "has " + std::to_string(described.uiShortDescriptor) +

@@ -42,7 +42,7 @@ class CFileSink
 public:
     virtual ~CFileSink() = default;
 
-    /// A track, of H.265 or passed over, before anything of it.
+    /// A track, of H.265 or passed over, before anything of it; again when one that is passed over becomes H.265.
     virtual void onTrack(const h265_container::ContainerTrack& track) = 0;
     /// A parameter set; valid during the call, and false ends the reading.
     virtual bool onSet(const FileTrack& track, const FileSet& set) = 0;

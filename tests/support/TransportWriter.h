@@ -111,6 +111,15 @@ public:
         return *this;
     }
 
+    /// A packet without payload, whose counter may jump: it becomes uiCounter.
+    CTransportWriter& jump(unsigned uiPid, unsigned uiCounter, unsigned uiFlags = 0)
+    {
+        m_counters[uiPid] = uiCounter + 1;
+        m_packets.push_back(
+            joined({{0x47}, be(2, uiPid | uiFlags), be(1, 0x20U | (uiCounter & 0xfU)), {183, 0x80}, Bytes(182, 0xff)}));
+        return *this;
+    }
+
     /// The packets, each with bytes in front and behind.
     [[nodiscard]] Bytes bytes(std::size_t uiFront = 0, std::size_t uiBehind = 0) const
     {
