@@ -383,19 +383,47 @@ TEST(ClaimConfigurationChecks, HoldTheDescriptorAgainstTheSps)
         {"profile",
          [](auto& t) { t.claims.hevcDescriptor->value.profile_idc = 1; },
          "error profile_tier_level.general_profile_idc [H.222.0 2.6.95]",
-         "the descriptor says profile_idc 1, SPS 0 says 4 (Main 4:4:4 16 Intra)"},
-        {"tier",
-         [](auto& t) { t.claims.hevcDescriptor->value.tier_flag = true; },
+         "the descriptor says profile_idc 1, SPS 0 says 4 (Main 4:4:4 16 Intra) and is not compatible with it"},
+        {"a profile that the SPS is compatible with",
+         [](auto& t) {
+             applyChanges(t.sps, "profile_tier_level.general_profile_compatibility_flag[2]=1");
+             t.claims.hevcDescriptor->value.profile_compatibility_indication |= std::uint32_t{1} << 29;
+             t.claims.hevcDescriptor->value.profile_idc = 2;
+         },
+         "",
+         ""},
+        {"tier too low",
+         [](auto& t) { applyChanges(t.sps, "profile_tier_level.general_tier_flag=1"); },
          "error profile_tier_level.general_tier_flag [H.222.0 2.6.95]",
-         "the descriptor says High tier, SPS 0 says Main tier"},
-        {"compatibility",
+         "the descriptor says Main tier, SPS 0 says High tier"},
+        {"tier higher",
+         [](auto& t) { t.claims.hevcDescriptor->value.tier_flag = true; },
+         "warning profile_tier_level.general_tier_flag [H.222.0 2.6.95]",
+         "the descriptor says High tier, the SPS says Main tier"},
+        {"tier higher and level lower",
+         [](auto& t) {
+             t.claims.hevcDescriptor->value.tier_flag = true;
+             t.claims.hevcDescriptor->value.level_idc = 183;
+         },
+         "warning profile_tier_level.general_tier_flag [H.222.0 2.6.95]",
+         ""},
+        {"compatible with more",
+         [](auto& t) { t.claims.hevcDescriptor->value.profile_compatibility_indication |= std::uint32_t{1} << 29; },
+         "error profile_tier_level.general_profile_compatibility_flag[2] [H.222.0 2.6.95]",
+         "the descriptor says profile_compatibility_indication 0x28000000, SPS 0 says 0x08000000, with fewer of them "
+         "set"},
+        {"compatible with less",
          [](auto& t) { t.claims.hevcDescriptor->value.profile_compatibility_indication = 0; },
-         "error profile_tier_level.general_profile_compatibility_flag[4] [H.222.0 2.6.95]",
-         "the descriptor says profile_compatibility_indication 0x00000000, SPS 0 says 0x08000000"},
-        {"constraints",
+         "warning profile_tier_level.general_profile_compatibility_flag[4] [H.222.0 2.6.95]",
+         "the descriptor says profile_compatibility_indication 0x00000000, every SPS sets 0x08000000"},
+        {"more constraints",
          [](auto& t) { t.claims.hevcDescriptor->value.progressive_source_flag = true; },
          "error profile_tier_level.general_progressive_source_flag [H.222.0 2.6.95]",
-         "the descriptor says constraint flags 0x802000000000, SPS 0 says 0x002000000000"},
+         "the descriptor says constraint flags 0x802000000000, SPS 0 says 0x002000000000, with fewer of them set"},
+        {"fewer constraints",
+         [](auto& t) { t.claims.hevcDescriptor->value.copied_44bits = 0; },
+         "warning profile_tier_level.general_constraint_indicator_flags [H.222.0 2.6.95]",
+         "the descriptor says constraint flags 0x000000000000, every SPS sets 0x002000000000"},
         {"interlaced",
          [](auto& t) { t.claims.hevcDescriptor->value.interlaced_source_flag = true; },
          "error profile_tier_level.general_interlaced_source_flag [H.222.0 2.6.95]",
@@ -409,7 +437,7 @@ TEST(ClaimConfigurationChecks, HoldTheDescriptorAgainstTheSps)
          "error profile_tier_level.general_frame_only_constraint_flag [H.222.0 2.6.95]",
          ""},
         {"44 bits",
-         [](auto& t) { t.claims.hevcDescriptor->value.copied_44bits = 0; },
+         [](auto& t) { t.claims.hevcDescriptor->value.copied_44bits |= 2; },
          "error profile_tier_level.general_constraint_indicator_flags [H.222.0 2.6.95]",
          ""},
         {"level too low",
@@ -419,7 +447,24 @@ TEST(ClaimConfigurationChecks, HoldTheDescriptorAgainstTheSps)
         {"level higher",
          [](auto& t) { t.claims.hevcDescriptor->value.level_idc = 255; },
          "warning profile_tier_level.general_level_idc [H.222.0 2.6.95]",
-         "the descriptor says level_idc 255, SPS 0 says level 6.2 (general_level_idc 186) only"},
+         "the descriptor says level_idc 255, the SPS says level 6.2 (general_level_idc 186); a player that ends below "
+         "the level that is claimed refuses it"},
+        {"of several SPSs, of which one needs all of it",
+         [](auto& t) {
+             SequenceParameterSet sps = with(t.sps, "sps_seq_parameter_set_id=1");
+             applyChanges(sps, "profile_tier_level.general_level_idc=93");
+             applyChanges(sps, "profile_tier_level.general_profile_compatibility_flag[5]=1");
+             t.more = {unitOf(sps)};
+         },
+         "",
+         ""},
+        {"of several SPSs, of which none does",
+         [](auto& t) {
+             t.more = {unitOf(with(t.sps, "sps_seq_parameter_set_id=1"))};
+             t.claims.hevcDescriptor->value.tier_flag = true;
+         },
+         "warning profile_tier_level.general_tier_flag [H.222.0 2.6.95]",
+         "the descriptor says High tier, no SPS says more than Main tier"},
         {"of a temporal part",
          [](auto& t) {
              t.claims.hevcDescriptor->value.level_idc = 93;
@@ -439,6 +484,22 @@ TEST(ClaimConfigurationChecks, HoldTheDescriptorAgainstTheSps)
          [](auto& t) {
              applyChanges(t.sps, PQ);
              t.claims.hevcDescriptor->value.HDR_WCG_idc = 2;
+         },
+         "",
+         ""},
+        {"high dynamic range beside an alternative transfer",
+         [](auto& t) {
+             applyChanges(t.sps, PQ);
+             applyChanges(t.sps, "vui_parameters.transfer_characteristics=14");
+             t.claims.hevcDescriptor->value.HDR_WCG_idc = 2;
+         },
+         "",
+         ""},
+        {"wide gamut alone",
+         [](auto& t) {
+             applyChanges(t.sps, PQ);
+             applyChanges(t.sps, "vui_parameters.transfer_characteristics=14");
+             t.claims.hevcDescriptor->value.HDR_WCG_idc = 1;
          },
          "",
          ""},
@@ -535,10 +596,34 @@ TEST(ClaimConfigurationChecks, AreMadeAgainWhenClaimsComeLater)
     feed(checks, unitOf(track.sps), {}, 1);
     checks.onClaims(track.claims);
     EXPECT_TRUE(checks.newFindings().empty());
+    feed(checks, unitOf(track.sps), {}, 2); // known
+    EXPECT_TRUE(checks.newFindings().empty());
+}
+
+// What stands in front of a map that changes was held against the one before.
+TEST(ClaimConfigurationChecks, AreMadeAgainOfWhatStandsBehindOtherClaims)
+{
+    ClaimedTrack track = rightProgram();
+    h265_inspect::CClaimChecks checks;
+    checks.onClaims(track.claims);
+    feed(checks, unitOf(track.sps), {}, 1);
     track.claims.hevcDescriptor->value.level_idc = 93;
     checks.onClaims(track.claims);
+    EXPECT_TRUE(checks.newFindings().empty());
+    feed(checks, unitOf(track.sps), {}, 2);
     EXPECT_EQ(checks.newFindings().size(), 1U);
+    feed(checks, unitOf(track.sps), {}, 3);
+    EXPECT_TRUE(checks.newFindings().empty());
+    // More than all in front of it need is told there, whatever comes behind.
+    track.claims.hevcDescriptor->value.level_idc = 255;
     checks.onClaims(track.claims);
+    feed(checks, unitOf(track.sps), {}, 4);
+    EXPECT_TRUE(checks.newFindings().empty());
+    track.claims.hevcDescriptor->value.level_idc = 186;
+    checks.onClaims(track.claims);
+    EXPECT_EQ(checks.newFindings().size(), 1U);
+    feed(checks, unitOf(track.sps), {}, 5);
+    checks.onEnd();
     EXPECT_TRUE(checks.newFindings().empty());
 }
 
@@ -572,11 +657,11 @@ TEST(ClaimConfigurationChecks, EndBeforeTheFindingsFillTheMemory)
 {
     ClaimedTrack track = rightProgram();
     h265_inspect::CClaimChecks checks;
-    feed(checks, unitOf(track.sps), {}, 1);
     std::size_t uiFindings = 0;
     for (unsigned i = 0; i < 5000; ++i) {
         track.claims.hevcDescriptor->value.profile_compatibility_indication = i;
         checks.onClaims(track.claims);
+        feed(checks, unitOf(track.sps), {}, 1);
         uiFindings += checks.newFindings().size();
     }
     EXPECT_EQ(uiFindings, h265_inspect::CClaimChecks::MAX_FINDINGS);

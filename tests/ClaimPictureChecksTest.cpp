@@ -272,6 +272,30 @@ TEST(ClaimPictureChecks, HoldColoursAgainstTheVui)
          },
          "warning vui_parameters.transfer_characteristics [14496-12 12.1.5.3]",
          ""},
+        {"the alternative of a transfer",
+         [](auto& t) {
+             applyChanges(t.sps, PQ);
+             applyChanges(t.sps, "vui_parameters.transfer_characteristics=14");
+             claimColour(t, {"nclx", 9, 18, 9, false});
+         },
+         "",
+         ""},
+        {"the alternative of a transfer, in Matroska",
+         [](auto& t) {
+             applyChanges(t.sps, PQ);
+             applyChanges(t.sps, "vui_parameters.transfer_characteristics=14");
+             claimColour(t, {"Colour", {}, 18, {}, {}});
+         },
+         "",
+         ""},
+        {"no alternative of a transfer",
+         [](auto& t) {
+             applyChanges(t.sps, PQ);
+             applyChanges(t.sps, "vui_parameters.transfer_characteristics=14");
+             claimColour(t, {"nclx", 9, 16, 9, false});
+         },
+         "warning vui_parameters.transfer_characteristics [14496-12 12.1.5.3]",
+         ""},
         {"matrix",
          [](auto& t) {
              applyChanges(t.sps, PQ);

@@ -76,6 +76,7 @@ struct CClaimChecks::State
     void compareInStream(Described& described, const ReadSet& set, const ContainerUnit& unit);
     void lookAtArrays(const Described& described);
     void settle(Described& described);
+    void settleDescriptor(Described& described);
 
     std::map<unsigned, Described> m_described;    // by sample description
     std::vector<ReadSetPtr> m_sets;               // of all descriptions
@@ -285,6 +286,13 @@ void CClaimChecks::State::settle(Described& described)
     if (claims.hvcC && claims.hvcC->value.uiFieldBits == std::size_t{23} * 8)
         checkWholeConfiguration(*claims.hvcC, spss, described.uiTemporalLayers, m_findings);
     checkSizes(claims, spss, m_findings);
+    settleDescriptor(described);
+}
+
+void CClaimChecks::State::settleDescriptor(Described& described)
+{
+    if (described.claims.hevcDescriptor && ++m_uiCompared <= MAX_COMPARED)
+        checkWholeDescriptor(*described.claims.hevcDescriptor, spssOf(described), m_findings);
 }
 
 CClaimChecks::CClaimChecks() : m_pState(std::make_unique<State>()) {}
@@ -293,10 +301,15 @@ CClaimChecks::~CClaimChecks() = default;
 void CClaimChecks::onClaims(const ContainerClaims& claims)
 {
     Described& described = m_pState->m_described[claims.uiDescription];
+    if (described.bClaimed && (described.claims.hevcDescriptor || claims.hevcDescriptor)) {
+        // The map changes with the stream: what stands in front of it was held against the one before.
+        m_pState->settleDescriptor(described);
+        described.sets.clear();
+    }
     described.claims = claims;
     described.bClaimed = true;
     m_pState->lookAtArrays(described);
-    // A program map can come behind the sets, or change.
+    // A program map can come behind the sets.
     for (const ReadSetPtr& pSet : described.sets)
         m_pState->compare(described, *pSet);
 }

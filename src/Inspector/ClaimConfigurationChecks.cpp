@@ -13,13 +13,6 @@ using h265_container::DecoderConfiguration;
 
 namespace {
 
-// The profile is one that the SPS conforms to: its own, or one that it is compatible with.
-bool conformsTo(const ClaimedSps& sps, unsigned general_profile_idc)
-{
-    return sps.set.profile_tier_level.general_profile_idc == general_profile_idc ||
-           (sps.set.profile_tier_level.uiCompatibility >> (31 - general_profile_idc % 32) & 1) != 0;
-}
-
 void checkProfile(const DecoderConfiguration& c, const ClaimedSps& sps, const CBoxChecks& checks)
 {
     const ClaimedProfile& s = sps.set.profile_tier_level;
@@ -259,29 +252,6 @@ void checkConfiguration(const Claim<DecoderConfiguration>& claim, const PictureP
 }
 
 namespace {
-
-struct Together
-{
-    std::uint32_t uiCompatibility = 0xffffffff;
-    std::uint64_t ulConstraints = ~std::uint64_t{0};
-    unsigned general_level_idc = 0;
-    bool general_tier_flag = false;
-    unsigned uiSubLayers = 0;
-};
-
-Together together(std::span<const ClaimedSps> spss)
-{
-    Together all;
-    for (const ClaimedSps& sps : spss) {
-        const ClaimedProfile& s = sps.set.profile_tier_level;
-        all.uiCompatibility &= sps.set.profile_tier_level.uiCompatibility;
-        all.ulConstraints &= sps.set.profile_tier_level.ulConstraints;
-        all.general_level_idc = std::max<unsigned>(all.general_level_idc, s.general_level_idc);
-        all.general_tier_flag = all.general_tier_flag || s.general_tier_flag;
-        all.uiSubLayers = std::max(all.uiSubLayers, sps.set.sps_max_sub_layers_minus1 + 1U);
-    }
-    return all;
-}
 
 void checkWholeLayers(const DecoderConfiguration& c, const Together& all, unsigned uiTemporalLayers,
                       const CBoxChecks& checks)

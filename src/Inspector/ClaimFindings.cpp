@@ -1,5 +1,6 @@
 #include "ClaimFindings.h"
 
+#include <algorithm>
 #include <utility>
 
 namespace h265_inspect {
@@ -76,6 +77,26 @@ Blamed ClaimedSps::timeScale() const
 std::string_view ClaimedSps::timeStructure() const
 {
     return gist.frameRate && gist.frameRate->bFromVps ? "" : "vui_parameters";
+}
+
+bool conformsTo(const ClaimedSps& sps, unsigned general_profile_idc)
+{
+    return sps.set.profile_tier_level.general_profile_idc == general_profile_idc ||
+           (sps.set.profile_tier_level.uiCompatibility >> (31 - general_profile_idc % 32) & 1) != 0;
+}
+
+Together together(std::span<const ClaimedSps> spss)
+{
+    Together all;
+    for (const ClaimedSps& sps : spss) {
+        const ClaimedProfile& s = sps.set.profile_tier_level;
+        all.uiCompatibility &= s.uiCompatibility;
+        all.ulConstraints &= s.ulConstraints;
+        all.general_level_idc = std::max<unsigned>(all.general_level_idc, s.general_level_idc);
+        all.general_tier_flag = all.general_tier_flag || s.general_tier_flag;
+        all.uiSubLayers = std::max(all.uiSubLayers, sps.set.sps_max_sub_layers_minus1 + 1U);
+    }
+    return all;
 }
 
 } // namespace h265_inspect

@@ -105,6 +105,21 @@ struct ClaimedSps
     [[nodiscard]] std::string_view timeStructure() const;
 };
 
+/// Whether the profile is one that the SPS conforms to: its own, or one that it is compatible with.
+bool conformsTo(const ClaimedSps& sps, unsigned general_profile_idc);
+
+/// What several SPSs need, and what all of them keep to.
+struct Together
+{
+    std::uint32_t uiCompatibility = 0xffffffff;
+    std::uint64_t ulConstraints = ~std::uint64_t{0};
+    unsigned general_level_idc = 0;
+    bool general_tier_flag = false;
+    unsigned uiSubLayers = 0;
+};
+
+Together together(std::span<const ClaimedSps> spss);
+
 /// The clauses that several checks cite.
 inline constexpr std::string_view RECORD_CLAUSE = "14496-15 8.3.2.1.1"; // what holds for all sets of a record
 inline constexpr std::string_view FIELDS_CLAUSE = "14496-15 8.3.2.1.3"; // what its fields mean

@@ -224,6 +224,11 @@ void checkColour(const Claim<ColourClaim>& claim, const ClaimedSps& sps, CClaimF
                                            colour.uiTransfer.value_or(UNSPECIFIED),
                                            colour.uiMatrix.value_or(UNSPECIFIED));
     const std::string coded = colourText(s.colour_primaries, s.transfer_characteristics, s.matrix_coeffs);
+    // E.3.1, D.2.38: for decoders that know no HLG the VUI says 14, and an SEI message of alternative transfer
+    // characteristics says 18, which a container may go by.
+    constexpr unsigned BT_2020 = 14;
+    constexpr unsigned HLG = 18;
+    const bool bAlternative = s.transfer_characteristics == BT_2020 && colour.uiTransfer == HLG;
     const auto compare = [&](const Blamed& blamed, std::optional<unsigned> uiClaimed, unsigned (*same)(unsigned)) {
         const auto uiCoded = static_cast<unsigned>(blamed.iValue);
         // What the VUI leaves open, a container may say.
@@ -250,7 +255,8 @@ void checkColour(const Claim<ColourClaim>& claim, const ClaimedSps& sps, CClaimF
         return;
     if (s.colour_description_present_flag) {
         compare(BLAME(colour_primaries), colour.uiPrimaries, samePrimaries);
-        compare(BLAME(transfer_characteristics), colour.uiTransfer, sameTransfer);
+        if (!bAlternative)
+            compare(BLAME(transfer_characteristics), colour.uiTransfer, sameTransfer);
         compare(BLAME(matrix_coeffs), colour.uiMatrix, sameMatrix);
     }
     const auto range = [](bool bFull) { return bFull ? "full range" : "limited range"; };
