@@ -34,6 +34,22 @@ CContainerRecord read(const std::string& text)
     return record;
 }
 
+TEST(SessionDescription, KnowsWhatIsWrittenForTheNameOfH265)
+{
+    const auto named = [](const std::string& name) {
+        return read(HEAD + "m=video 5000 RTP/AVP 96\r\na=rtpmap:96 " + name + "/90000\r\na=fmtp:96 " + SETS + "\r\n");
+    };
+    EXPECT_EQ(named("h265").findings(), "");
+    for (const char* pName : {"HEVC", "H.265"}) {
+        const CContainerRecord record = named(pName);
+        EXPECT_EQ(record.m_units.size(), 3U);
+        EXPECT_TRUE(record.tells(std::string(pName) + " is no encoding name of H.265: that is H265"));
+        ASSERT_EQ(record.m_findings.size(), 1U);
+        EXPECT_EQ(record.m_findings[0].ulOffset, HEAD.size() + 25 + 12);
+    }
+    EXPECT_TRUE(named("H264").m_units.empty());
+}
+
 TEST(SessionDescription, HoldsTheSetsOfItsMediaSection)
 {
     const std::string text = HEAD + VIDEO + "a=fmtp:96 profile-id=1; " + SETS + "\r\n";

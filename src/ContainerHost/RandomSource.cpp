@@ -92,9 +92,10 @@ private:
 
     std::span<const unsigned char> windowAt(std::uint64_t ulBegin)
     {
-        const auto pFound = std::find(m_aulBegins.begin(), m_aulBegins.end(), ulBegin);
-        const bool bHeld = pFound != m_aulBegins.end();
-        m_uiLast = bHeld ? static_cast<std::size_t>(pFound - m_aulBegins.begin()) : fillWindow(ulBegin);
+        const auto uiFound =
+            static_cast<std::size_t>(std::find(m_aulBegins.begin(), m_aulBegins.end(), ulBegin) - m_aulBegins.begin());
+        const bool bHeld = uiFound != WINDOWS;
+        m_uiLast = bHeld ? uiFound : fillWindow(ulBegin);
         m_used[m_uiLast] = bHeld;
         m_uiLastBytes = static_cast<std::size_t>(std::min<std::uint64_t>(WINDOW_BYTES, m_ulSize - ulBegin));
         return std::span(m_bytes[m_uiLast]).first(m_uiLastBytes);

@@ -81,6 +81,12 @@ struct Media
     std::set<string_view> h265;                   // payload types
 };
 
+// Its registered one, and what is written in its place.
+bool isNameOfH265(string_view name)
+{
+    return isSameWord(name, "H265") || isSameWord(name, "HEVC") || isSameWord(name, "H.265");
+}
+
 ETrackKind kindOf(string_view kind)
 {
     if (isSameWord(kind, "video"))
@@ -185,7 +191,7 @@ private:
     {
         const auto encoding = m_media.encodings.find(format.payloadType);
         if (encoding != m_media.encodings.end())
-            return isSameWord(trimmed(encoding->second), "H265");
+            return isNameOfH265(trimmed(encoding->second));
         return std::ranges::any_of(SET_PARAMETERS, [&](const SetParameter& parameter) {
             return format.parameters.find(std::string(parameter.name) + '=') != string_view::npos;
         });
@@ -196,8 +202,16 @@ private:
         if (m_media.ulNumber == 0 || m_output.isStopped())
             return;
         for (const auto& [payloadType, encoding] : m_media.encodings) {
-            if (isSameWord(trimmed(encoding), "H265"))
-                m_media.h265.insert(payloadType);
+            const string_view name = trimmed(encoding);
+            if (!isNameOfH265(name))
+                continue;
+            m_media.h265.insert(payloadType);
+            if (!isSameWord(name, "H265"))
+                tell(ESeverity::Error,
+                     "a=rtpmap",
+                     encoding,
+                     std::string(name) +
+                         " is no encoding name of H.265: that is H265, and receivers go by it [RFC 7798 7.1]");
         }
         for (const Format& format : m_media.formats) {
             if (isH265(format))
