@@ -12,6 +12,8 @@ using namespace h265_test;
 
 namespace {
 
+constexpr const char* SAR_1_1 = "vui_parameters_present_flag=1 vui_parameters.aspect_ratio_info_present_flag=1 "
+                                "vui_parameters.aspect_ratio_idc=1";
 constexpr const char* SAR_2_1 = "vui_parameters_present_flag=1 vui_parameters.aspect_ratio_info_present_flag=1 "
                                 "vui_parameters.aspect_ratio_idc=16";
 constexpr const char* SAR_8_5 = "vui_parameters_present_flag=1 vui_parameters.aspect_ratio_info_present_flag=1 "
@@ -523,6 +525,36 @@ TEST(ClaimPictureChecks, HoldMatroskasVideoAgainstTheSps)
              video(t).ulDisplayWidth = 700;
          },
          "warning vui_parameters.sar_width [RFC 9559 5.1.4.1.28]",
+         ""},
+        {"shape of one view of two",
+         [](auto& t) {
+             applyChanges(t.sps, SAR_1_1);
+             video(t).ulStereoMode = 1;
+             video(t).ulDisplayWidth = 208;
+         },
+         "",
+         ""},
+        {"shape of one view above the other",
+         [](auto& t) {
+             applyChanges(t.sps, SAR_1_1);
+             video(t).ulStereoMode = 3;
+             video(t).ulDisplayHeight = 120;
+         },
+         "",
+         ""},
+        {"shape of both views",
+         [](auto& t) {
+             applyChanges(t.sps, SAR_1_1);
+             video(t).ulStereoMode = 11;
+         },
+         "",
+         ""},
+        {"half of one view",
+         [](auto& t) {
+             applyChanges(t.sps, SAR_1_1);
+             video(t).ulDisplayWidth = 208;
+         },
+         "warning vui_parameters.aspect_ratio_idc [RFC 9559 5.1.4.1.28]",
          ""},
         {"unknown shape",
          [](auto& t) {

@@ -368,6 +368,7 @@ TEST(Matroska, ReadsEveryClaim)
                                  number(0x54b0, 70),
                                  number(0x54ba, 50),
                                  number(0x54b2, 3),
+                                 number(0x53b8, 11),
                                  colour});
     const CContainerRecord record =
         read(segment({tracks({trackEntry(PRIVATE, joined({number(0x23e383, 40000000), video}))})}));
@@ -386,6 +387,7 @@ TEST(Matroska, ReadsEveryClaim)
     EXPECT_EQ(picture.ulDisplayWidth, 70U);
     EXPECT_EQ(picture.ulDisplayHeight, 50U);
     EXPECT_EQ(picture.ulDisplayUnit, 3U);
+    EXPECT_EQ(picture.ulStereoMode, 11U);
     EXPECT_EQ(picture.ulBitsPerChannel, 10U);
     EXPECT_EQ(picture.ulChromaSubsamplingHorz, 1U);
     EXPECT_EQ(picture.ulChromaSubsamplingVert, 0U);

@@ -59,6 +59,7 @@ struct MatroskaVideoClaim
     std::optional<std::uint64_t> ulPixelWidth, ulPixelHeight;
     std::optional<std::uint64_t> ulPixelCropLeft, ulPixelCropRight, ulPixelCropTop, ulPixelCropBottom;
     std::optional<std::uint64_t> ulDisplayWidth, ulDisplayHeight, ulDisplayUnit;
+    std::optional<std::uint64_t> ulStereoMode;
     std::optional<std::uint64_t> ulBitsPerChannel, ulChromaSubsamplingHorz, ulChromaSubsamplingVert;
     std::optional<std::uint64_t> ulMaxCLL, ulMaxFALL;
 };

@@ -101,7 +101,8 @@ void readVideo(CRandomSource& source, CUnitOutput& output, const EbmlElement& el
                    {0x54dd, video.ulPixelCropRight},
                    {0x54b0, video.ulDisplayWidth},
                    {0x54ba, video.ulDisplayHeight},
-                   {0x54b2, video.ulDisplayUnit}};
+                   {0x54b2, video.ulDisplayUnit},
+                   {0x53b8, video.ulStereoMode}};
     const std::string path = "Segment/Tracks/TrackEntry/Video";
     CEbmlWalk walk(source, output, path, element.ulContent, element.ulEnd);
     while (const auto child = walk.next()) {

@@ -77,7 +77,12 @@ void checkDisplay(const MatroskaVideoClaim& video, double left, double lines, co
     const double width = video.ulDisplayWidth ? static_cast<double>(*video.ulDisplayWidth) : left;
     const double height = video.ulDisplayHeight ? static_cast<double>(*video.ulDisplayHeight) : lines;
     const double codedWidth = left * ratio.uiWidth / ratio.uiHeight;
-    SHOULD(isSameShape(width, height, codedWidth, lines),
+    // 18.10: of two views in one picture the shape is that of one, and is often written as that of both.
+    const std::uint64_t ulStereo = video.ulStereoMode.value_or(0);
+    const double beside = ulStereo == 1 || ulStereo == 11 ? 2 : 1;
+    const double above = ulStereo == 2 || ulStereo == 3 ? 2 : 1;
+    SHOULD(isSameShape(width, height, codedWidth, lines) ||
+               isSameShape(width * beside, height * above, codedWidth, lines),
            s.aspect_ratio_idc == EXTENDED_SAR ? BLAME(sar_width) : BLAME(aspect_ratio_idc),
            MATROSKA_CLAUSE,
            sizeText(width, height),
