@@ -66,7 +66,7 @@ public:
     {
         const std::uint64_t ulInLast = ulOffset - m_aulBegins[m_uiLast];
         if (ulInLast < WINDOW_BYTES && ulInLast + to.size() <= m_uiLastBytes) { // nearly always
-            std::copy_n(m_bytes[m_uiLast].data() + ulInLast, to.size(), to.data()); // which may be nothing
+            std::copy_n(m_bytes[m_uiLast].data() + ulInLast, to.size(), to.data());
             return to.size();
         }
         if (ulOffset >= m_ulSize)
