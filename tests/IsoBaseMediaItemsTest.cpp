@@ -19,9 +19,8 @@ namespace {
 
 // Two images of 64x48 and what a grid makes of them, in idat.
 Bytes gridFile(const Bytes& grid, std::uint32_t uiWidth, std::uint32_t uiHeight, unsigned uiImages = 2,
-               const Bytes& secondProperties = {0x81, 2})
+               const Bytes& secondProperties = {0x81, 2}, const Bytes& image = prefixed({IDR}))
 {
-    const Bytes image = prefixed({IDR});
     const auto infe = [](unsigned uiItem, std::string_view type) {
         return fullBox("infe", 2, 0, {be(2, uiItem), be(2, 0), text(type), be(1, 0)});
     };
@@ -156,6 +155,18 @@ TEST(IsoBaseMedia, HoldsWhatAGridClaimsAgainstItsImages)
     EXPECT_TRUE(read(gridFile(grid(2, 2, 128, 96), 128, 96)).tells("is a grid of 2x2 images, and iref names 2"));
     EXPECT_TRUE(read(gridFile(grid(1, 2, 128, 48), 128, 48, 3)).tells("is a grid of 2x1 images, and iref names 3"));
     EXPECT_TRUE(read(gridFile({0, 0, 0, 1, 0, 128, 0}, 128, 48)).tells("ends inside its fields"));
+}
+
+// As of samples: what hvcC says of the lengths may not be so.
+TEST(IsoBaseMedia, ReadsItemsByTheLengthsThatTheyHave)
+{
+    const Bytes grid = joined({{0, 0, 0, 1}, be(2, 128), be(2, 48)});
+    for (const Bytes& image : {prefixed({IDR}, 2), byteStream({IDR})}) {
+        const CContainerRecord record = read(gridFile(grid, 128, 48, 2, {0x81, 2}, image));
+        EXPECT_TRUE(record.tells("and not lengths of 4 bytes as lengthSizeMinusOne says"));
+        EXPECT_EQ(record.m_findings.size(), 2U);
+        EXPECT_EQ(record.m_units.back().bytes, IDR);
+    }
 }
 
 TEST(IsoBaseMedia, HoldsTheImagesOfAGridAgainstOneAnother)

@@ -330,10 +330,20 @@ TEST(Matroska, ReadsFramesByTheLengthsThatTheyHave)
                                   cluster(0, {simpleBlock(1, 0, c.frame), simpleBlock(1, 4, c.frame)})})}));
         EXPECT_TRUE(record.tells(c.pTold)) << record.findings();
         EXPECT_EQ(record.m_findings.size(), 1U);
+        EXPECT_TRUE(record.m_findings[0].ulOffset.has_value());
         ASSERT_EQ(record.m_units.size(), 7U);
         EXPECT_EQ(record.m_units[3].bytes, SPS);
         EXPECT_EQ(record.m_units[6].bytes, IDR);
     }
+    // Header stripping: the bytes do not stand so in the file.
+    const Bytes stripped = encodings(element(0x5034, {number(0x4254, 3, 1), element(0x4255, {0})}));
+    const Bytes frame = prefixed({SPS, IDR}, 2);
+    const CContainerRecord record =
+        read(joined({ebmlHeader(),
+                     segment({tracks({trackEntry(PRIVATE, stripped)}),
+                              cluster(0, {simpleBlock(1, 0, Bytes(frame.begin() + 1, frame.end()))})})}));
+    ASSERT_TRUE(record.tells("the NAL units have lengths of 2 bytes")) << record.findings();
+    EXPECT_FALSE(record.m_findings[0].ulOffset.has_value());
 }
 
 TEST(Matroska, TellsThatEncryptedBlocksAreNotRead)

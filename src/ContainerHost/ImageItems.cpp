@@ -6,6 +6,7 @@
 #include <utility>
 #include <vector>
 
+#include "ElementaryUnits.h"
 #include "ImageGrid.h"
 #include "SampleEntry.h"
 
@@ -420,18 +421,19 @@ void CImageItems::deliverItem(std::uint32_t uiItem, const Item& item)
     const auto extents = extentsOf(uiItem, item);
     if (!extents || extents->empty() || item.bProtected || m_output.isStopped())
         return;
-    if (extents->size() == 1) {
-        readLengthPrefixedUnits(m_output,
-                                place,
-                                m_source,
-                                extents->front().ulOffset,
-                                extents->front().ulSize,
-                                description.uiLengthBytes,
-                                0);
-        return;
-    }
+    const auto readUnits = [&](CRandomSource& source, std::uint64_t ulOffset, std::uint64_t ulSize, auto ulFileBase) {
+        unsigned uiBytes = description.uiLengthBytes;
+        if (description.claims.hvcC && !source.isForwardOnly())
+            uiBytes = lengthBytesOf(m_output, place, source, ulOffset, ulSize, uiBytes, ulFileBase);
+        if (uiBytes != 0)
+            readLengthPrefixedUnits(m_output, place, source, ulOffset, ulSize, uiBytes, ulFileBase);
+        else
+            readStartCodeUnits(m_output, place, source, ulOffset, ulSize, ulFileBase);
+    };
+    if (extents->size() == 1)
+        return readUnits(m_source, extents->front().ulOffset, extents->front().ulSize, std::optional<std::uint64_t>(0));
     CExtentSource joined(m_source, *extents);
-    readLengthPrefixedUnits(m_output, place, joined, 0, joined.itemBytes(), description.uiLengthBytes, std::nullopt);
+    readUnits(joined, 0, joined.itemBytes(), std::optional<std::uint64_t>());
 }
 
 // What image number i of a grid is described as; none when it is no H.265, or cannot be found.

@@ -335,15 +335,15 @@ namespace {
 void deliverUnits(CUnitOutput& output, CRandomSource& source, MatroskaTrack& track, const UnitPlace& place,
                   std::uint64_t ulOffset, std::uint64_t ulSize, bool bInFile)
 {
+    const auto ulFileBase = bInFile ? std::optional<std::uint64_t>(0) : std::nullopt;
     if (track.eFormat == EFrameFormat::Unknown)
         track.eFormat =
             isLengthPrefixed(source, ulOffset, ulSize, 4) ? EFrameFormat::Lengths : EFrameFormat::StartCodes;
     else if (track.eFormat == EFrameFormat::Lengths && track.ulFrames == 1 && !source.isForwardOnly()) {
-        track.uiLengthBytes = lengthBytesOf(output, place, source, ulOffset, ulSize, track.uiLengthBytes);
+        track.uiLengthBytes = lengthBytesOf(output, place, source, ulOffset, ulSize, track.uiLengthBytes, ulFileBase);
         if (track.uiLengthBytes == 0)
             track.eFormat = EFrameFormat::StartCodes;
     }
-    const auto ulFileBase = bInFile ? std::optional<std::uint64_t>(0) : std::nullopt;
     if (track.eFormat == EFrameFormat::Lengths)
         readLengthPrefixedUnits(output, place, source, ulOffset, ulSize, track.uiLengthBytes, ulFileBase);
     else

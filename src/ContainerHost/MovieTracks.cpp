@@ -314,7 +314,8 @@ void deliverSample(CUnitOutput& output, CRandomSource& source, MovieTrack& track
     place.ulPart = sample.ulNumber;
     place.time = track.secondsOf(sample.iTime);
     if (!std::exchange(description.bLengthsSeen, true) && !source.isForwardOnly())
-        description.uiLengthBytes = lengthBytesOf(output, place, source, ulOffset, ulSize, description.uiLengthBytes);
+        description.uiLengthBytes =
+            lengthBytesOf(output, place, source, ulOffset, ulSize, description.uiLengthBytes, 0);
     if (description.uiLengthBytes != 0)
         readLengthPrefixedUnits(output, place, source, ulOffset, ulSize, description.uiLengthBytes, 0);
     else

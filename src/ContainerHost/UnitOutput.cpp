@@ -246,7 +246,7 @@ bool isLengthPrefixed(CRandomSource& source, std::uint64_t ulOffset, std::uint64
 }
 
 unsigned lengthBytesOf(CUnitOutput& output, const UnitPlace& place, CRandomSource& source, std::uint64_t ulOffset,
-                       std::uint64_t ulSize, unsigned uiClaimed)
+                       std::uint64_t ulSize, unsigned uiClaimed, std::optional<std::uint64_t> ulFileBase)
 {
     if (ulSize == 0 || isLengthPrefixed(source, ulOffset, ulSize, uiClaimed))
         return uiClaimed;
@@ -255,7 +255,7 @@ unsigned lengthBytesOf(CUnitOutput& output, const UnitPlace& place, CRandomSourc
         output.finding(
             {ESeverity::Error,
              placeText(place),
-             ulOffset,
+             ulFileBase ? std::optional(*ulFileBase + ulOffset) : std::nullopt,
              place.ulTrack,
              what + ", and not lengths of " + claimed + " as lengthSizeMinusOne says: few players read them"});
     };

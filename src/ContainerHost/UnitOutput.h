@@ -139,9 +139,9 @@ void readLengthPrefixedUnits(CUnitOutput& output, const UnitPlace& place, CRando
 bool isLengthPrefixed(CRandomSource& source, std::uint64_t ulOffset, std::uint64_t ulSize, unsigned uiLengthBytes);
 
 /// The bytes of a sample's lengths: uiClaimed, but where only others lead through the sample these, 0 where it has
-/// start codes, which is told.
+/// start codes, which is told. ulFileBase: as above.
 unsigned lengthBytesOf(CUnitOutput& output, const UnitPlace& place, CRandomSource& source, std::uint64_t ulOffset,
-                       std::uint64_t ulSize, unsigned uiClaimed);
+                       std::uint64_t ulSize, unsigned uiClaimed, std::optional<std::uint64_t> ulFileBase);
 
 /// Tells what a record's findings are, and delivers its NAL units. ulFileOffset is where the record lies in
 /// the file, box its path.
