@@ -4,6 +4,8 @@
 #include <optional>
 #include <type_traits>
 
+#include "BytesAt.h"
+
 namespace h265_container {
 
 namespace {
@@ -136,11 +138,6 @@ private:
 
     std::size_t m_uiBit = 0;
 };
-
-unsigned u16At(Bytes bytes, std::size_t i)
-{
-    return static_cast<unsigned>(bytes[i]) << 8 | bytes[i + 1];
-}
 
 void tell(DecoderConfiguration& record, ESeverity eSeverity, std::size_t uiOffset, std::string message)
 {

@@ -5,6 +5,8 @@
 #include <cstring>
 #include <optional>
 
+#include "TransportPackets.h"
+
 namespace h265_container {
 
 namespace {
@@ -92,15 +94,11 @@ bool isBoxes(Bytes head)
     return std::any_of(std::begin(TYPES), std::end(TYPES), [&](auto type) { return hasAt(head, 4, type); });
 }
 
-// Packets of H.222.0, as they are, behind a time, or in front of check bytes.
-constexpr std::size_t PACKET_SIZES[] = {188, 192, 204};
-constexpr std::size_t SURE_PACKETS = 5;
-
 // How many sync bytes follow one another from a byte on.
 std::size_t syncBytesFrom(Bytes head, std::size_t uiFirst, std::size_t uiPacket)
 {
     std::size_t uiPackets = 0;
-    for (std::size_t i = uiFirst; i < head.size() && head[i] == 0x47; i += uiPacket)
+    for (std::size_t i = uiFirst; i < head.size() && head[i] == TS_SYNC_BYTE; i += uiPacket)
         ++uiPackets;
     return uiPackets;
 }
@@ -109,8 +107,8 @@ std::size_t syncBytesFrom(Bytes head, std::size_t uiFirst, std::size_t uiPacket)
 bool hasPackets(Bytes head)
 {
     for (std::size_t i = 0; i < head.size(); ++i) {
-        const auto isSure = [&](std::size_t uiPacket) { return syncBytesFrom(head, i, uiPacket) >= SURE_PACKETS; };
-        if (head[i] == 0x47 && std::any_of(std::begin(PACKET_SIZES), std::end(PACKET_SIZES), isSure))
+        const auto isSure = [&](std::size_t uiPacket) { return syncBytesFrom(head, i, uiPacket) >= TS_SURE_PACKETS; };
+        if (head[i] == TS_SYNC_BYTE && std::any_of(std::begin(TS_PACKET_SIZES), std::end(TS_PACKET_SIZES), isSure))
             return true;
     }
     return false;
@@ -119,7 +117,7 @@ bool hasPackets(Bytes head)
 // All there is of a small file.
 bool isFewPackets(Bytes head)
 {
-    return std::any_of(std::begin(PACKET_SIZES), std::end(PACKET_SIZES), [&](std::size_t uiPacket) {
+    return std::any_of(std::begin(TS_PACKET_SIZES), std::end(TS_PACKET_SIZES), [&](std::size_t uiPacket) {
         const std::size_t uiFirst = uiPacket == 192 ? 4 : 0;
         const std::size_t uiPackets = head.size() < uiFirst ? 0 : (head.size() - uiFirst + uiPacket - 1) / uiPacket;
         return (uiPackets >= 2 || head.size() == uiPacket) && syncBytesFrom(head, uiFirst, uiPacket) == uiPackets;

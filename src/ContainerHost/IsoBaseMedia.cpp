@@ -13,7 +13,7 @@ namespace h265_container {
 
 namespace {
 
-constexpr std::size_t MAX_TRACKS = 4096;
+constexpr std::size_t MAX_MOVIE_TRACKS = 4096;
 constexpr std::string_view INIT_FILE = "initialisation segment";
 
 class CIsoReader
@@ -82,11 +82,11 @@ void CIsoReader::readMovie(CRandomSource& source, const Box& moov, bool bSamples
     std::optional<Box> mvex;
     CBoxWalk walk(source, m_output, "moov", moov.ulContent, moov.ulEnd);
     while (const auto box = walk.next()) {
-        if (box->uiType == fourCC("trak") && m_tracks.size() == MAX_TRACKS) {
+        if (box->uiType == fourCC("trak") && m_tracks.size() == MAX_MOVIE_TRACKS) {
             tell(ESeverity::Error,
                  "moov",
                  box->ulOffset,
-                 "more than " + std::to_string(MAX_TRACKS) + " tracks; from here on they are not read");
+                 "more than " + std::to_string(MAX_MOVIE_TRACKS) + " tracks; from here on they are not read");
             break;
         }
         if (box->uiType == fourCC("trak"))

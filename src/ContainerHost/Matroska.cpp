@@ -13,10 +13,10 @@ namespace h265_container {
 
 namespace {
 
-constexpr std::size_t MAX_TRACKS = 1024;
+constexpr std::size_t MAX_SEGMENT_TRACKS = 1024;
 
 // RFC 9559 5.1 and RFC 8794 11.
-enum EId : std::uint32_t
+enum ESegmentId : std::uint32_t
 {
     ID_EBML = 0x1a45dfa3,
     ID_DOC_TYPE = 0x4282,
@@ -209,7 +209,7 @@ void CMatroskaReader::readTracks(const EbmlElement& tracks)
             continue;
         auto pTrack = std::make_unique<MatroskaTrack>(readMatroskaTrack(m_source, m_output, *element));
         const auto known = std::ranges::find(m_tracks, pTrack->ulTrack, [](const auto& p) { return p->ulTrack; });
-        if (m_tracks.size() == MAX_TRACKS ||
+        if (m_tracks.size() == MAX_SEGMENT_TRACKS ||
             !m_output.keep(sizeof *pTrack + pTrack->codecPrivate.size() + pTrack->strippedHeader.size())) {
             tell(ESeverity::Error,
                  "Segment/Tracks",

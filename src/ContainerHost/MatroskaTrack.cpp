@@ -14,7 +14,7 @@ namespace h265_container {
 namespace {
 
 // Numbers of elements: RFC 9559 5.1.4.
-enum EId : std::uint32_t
+enum ETrackId : std::uint32_t
 {
     ID_TRACK_NUMBER = 0xd7,
     ID_TRACK_TYPE = 0x83,
@@ -32,9 +32,7 @@ enum EId : std::uint32_t
     ID_COMPRESSION_SETTINGS = 0x4255
 };
 
-using Bytes = std::vector<unsigned char>;
-
-std::string textOf(const Bytes& bytes)
+std::string textOf(const std::vector<unsigned char>& bytes)
 {
     return {bytes.begin(), std::find(bytes.begin(), bytes.end(), '\0')};
 }
@@ -122,7 +120,7 @@ struct Encoding
     std::uint64_t ulScope = 1;
     std::uint64_t ulType = 0;
     std::uint64_t ulAlgorithm = 0;
-    Bytes settings;
+    std::vector<unsigned char> settings;
 };
 
 Encoding readEncoding(CRandomSource& source, CUnitOutput& output, const EbmlElement& element)
@@ -174,7 +172,7 @@ void readEncodings(CRandomSource& source, CUnitOutput& output, const EbmlElement
 constexpr std::size_t BITMAP_HEADER_BYTES = 40;
 constexpr std::size_t BITMAP_COMPRESSION = 16;
 
-bool isH265Bitmap(const Bytes& codecPrivate)
+bool isH265Bitmap(const std::vector<unsigned char>& codecPrivate)
 {
     if (codecPrivate.size() < BITMAP_HEADER_BYTES)
         return false;
@@ -189,7 +187,7 @@ void unpackPrivate(CUnitOutput& output, CRandomSource& source, MatroskaTrack& tr
     track.codecPrivate.clear();
     track.ulPrivateOffset.reset();
     if (track.ePacking == EFramePacking::HeaderStripping) {
-        const Bytes bytes = readEbmlBytes(source, element, MAX_CONFIGURATION_BYTES);
+        const std::vector<unsigned char> bytes = readEbmlBytes(source, element, MAX_CONFIGURATION_BYTES);
         track.codecPrivate = track.strippedHeader;
         track.codecPrivate.insert(track.codecPrivate.end(), bytes.begin(), bytes.end());
         return;
@@ -226,7 +224,7 @@ void judge(MatroskaTrack& track)
         track.reason = "it is no H.265";
 }
 
-ETrackKind kindOf(std::uint64_t ulType)
+ETrackKind kindOfTrack(std::uint64_t ulType)
 {
     switch (ulType) {
     case 1:
@@ -295,11 +293,11 @@ MatroskaTrack readMatroskaTrack(CRandomSource& source, CUnitOutput& output, cons
 
 void deliverMatroskaTrack(CUnitOutput& output, MatroskaTrack& track)
 {
-    output.track({track.ulTrack, kindOf(track.ulType), track.codec, track.reason.empty(), track.reason});
+    output.track({track.ulTrack, kindOfTrack(track.ulType), track.codec, track.reason.empty(), track.reason});
     if (!track.reason.empty())
         return;
     const std::string path = "Segment/Tracks/TrackEntry/CodecPrivate";
-    const Bytes& bytes = track.codecPrivate;
+    const std::vector<unsigned char>& bytes = track.codecPrivate;
     UnitPlace place = placeOf(track);
     place.configuration = "CodecPrivate";
     const bool bStartCode = bytes.size() >= 4 && bytes[0] == 0 && bytes[1] == 0 && (bytes[2] == 1 || bytes[3] == 1);
@@ -379,7 +377,7 @@ void deliverMatroskaFrame(CUnitOutput& output, CRandomSource& source, MatroskaTr
         deliverUnits(output, whole, track, place, 0, ulSize + track.strippedHeader.size(), false);
         return;
     }
-    Bytes unpacked;
+    std::vector<unsigned char> unpacked;
     if (const char* const pReason = unpack(source, ulOffset, ulSize, unpacked))
         output.findingFew(FEW_DAMAGED_FRAMES,
                           {ESeverity::Error,

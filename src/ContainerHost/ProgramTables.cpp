@@ -6,6 +6,8 @@
 #include <iterator>
 #include <set>
 
+#include "BytesAt.h"
+
 namespace h265_container {
 
 namespace {
@@ -18,19 +20,6 @@ constexpr std::size_t CRC_BYTES = 4;
 constexpr std::size_t MAX_PROGRAMS = 16384;
 
 using Bytes = std::span<const unsigned char>;
-
-unsigned u16At(Bytes bytes, std::size_t i)
-{
-    return static_cast<unsigned>(bytes[i]) << 8 | bytes[i + 1];
-}
-
-std::uint64_t uAt(Bytes bytes, std::size_t i, unsigned uiBytes)
-{
-    std::uint64_t ulValue = 0;
-    for (; uiBytes != 0; --uiBytes)
-        ulValue = ulValue << 8 | bytes[i++];
-    return ulValue;
-}
 
 // Annex A of H.222.0: 0 over a section with its own CRC.
 std::uint32_t crc32(Bytes bytes)

@@ -33,7 +33,7 @@ constexpr SetParameter SET_PARAMETERS[] = {
     {"sprop-pps", h265_stream::PPS_NUT},
 };
 
-constexpr string_view NAMES[] = {"VPS", "SPS", "PPS"};
+constexpr string_view SET_NAMES[] = {"VPS", "SPS", "PPS"};
 
 // One line, with those that it is folded into: what stands behind its "=".
 struct Line
@@ -87,7 +87,7 @@ bool isNameOfH265(string_view name)
     return isSameWord(name, "H265") || isSameWord(name, "HEVC") || isSameWord(name, "H.265");
 }
 
-ETrackKind kindOf(string_view kind)
+ETrackKind kindOfMedia(string_view kind)
 {
     if (isSameWord(kind, "video"))
         return ETrackKind::Video;
@@ -240,7 +240,7 @@ private:
             codec = m_media.encodings.empty() ? takeWord(line) : trimmed(m_media.encodings.begin()->second);
         }
         m_output.track({m_media.ulNumber,
-                        kindOf(m_media.kind),
+                        kindOfMedia(m_media.kind),
                         std::string(codec.substr(0, MAX_CODEC)),
                         bH265,
                         bH265 ? "" : "it is no H.265",
@@ -343,7 +343,7 @@ private:
         if (nal_unit_type != parameter.nal_unit_type)
             fail(text,
                  "a NAL unit of type " + std::to_string(nal_unit_type) + ", not a " +
-                     std::string(NAMES[parameter.nal_unit_type - h265_stream::VPS_NUT]) + " (type " +
+                     std::string(SET_NAMES[parameter.nal_unit_type - h265_stream::VPS_NUT]) + " (type " +
                      std::to_string(parameter.nal_unit_type) + ')');
         m_output.unit(place, unit, unit.size(), std::nullopt);
     }

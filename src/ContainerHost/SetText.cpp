@@ -22,31 +22,31 @@ using Bytes = std::span<const unsigned char>;
 constexpr std::uint64_t TRACK = 1;
 
 // What stands between two commas.
-struct Item
+struct TextItem
 {
     std::size_t uiOffset = 0; // in the text
     std::variant<std::vector<unsigned char>, TextError> bytes;
 };
 
-std::vector<Item> itemsOf(std::string_view text, ETextForm eForm)
+std::vector<TextItem> itemsOf(std::string_view text, ETextForm eForm)
 {
-    std::vector<Item> items;
+    std::vector<TextItem> items;
     for (std::size_t uiBegin = 0; uiBegin <= text.size() && items.size() <= MAX_TEXT_SETS;) {
         const std::size_t uiEnd = std::min(text.find(',', uiBegin), text.size());
         items.push_back({uiBegin, bytesOfText(text.substr(uiBegin, uiEnd - uiBegin), eForm)});
         uiBegin = uiEnd + 1;
     }
-    const auto hasBytes = [](const Item& item, std::size_t uiBytes) {
+    const auto hasBytes = [](const TextItem& item, std::size_t uiBytes) {
         const auto* const pBytes = std::get_if<std::vector<unsigned char>>(&item.bytes);
         return pBytes != nullptr && pBytes->size() == uiBytes;
     };
     if (items.size() > 1 && hasBytes(items.back(), 0))
         items.pop_back(); // a comma at the end
     // Bytes one by one, as the array of a program has them.
-    if (items.size() > 1 && std::ranges::all_of(items, [&](const Item& item) { return hasBytes(item, 1); })) {
+    if (items.size() > 1 && std::ranges::all_of(items, [&](const TextItem& item) { return hasBytes(item, 1); })) {
         std::vector<unsigned char> bytes;
         bytes.reserve(items.size());
-        for (const Item& item : items)
+        for (const TextItem& item : items)
             bytes.push_back(std::get<0>(item.bytes).front());
         items.assign(1, {0, std::move(bytes)});
     }
@@ -88,7 +88,7 @@ class CSetTextReading
 public:
     explicit CSetTextReading(CContainerSink& sink) : m_output(sink, {}) {}
 
-    void item(const Item& item)
+    void item(const TextItem& item)
     {
         ++m_place.ulPart;
         if (const auto* const pError = std::get_if<TextError>(&item.bytes))
@@ -159,11 +159,11 @@ void readSetText(std::string_view text, ETextForm eForm, CContainerSink& sink)
                      "the text has more than " + std::to_string(MAX_SET_TEXT_BYTES) + " bytes: it is not read");
         return;
     }
-    const std::vector<Item> items = itemsOf(text, eForm);
+    const std::vector<TextItem> items = itemsOf(text, eForm);
     if (items.size() > MAX_TEXT_SETS)
         reading.fail(items.back().uiOffset,
                      "there are more than " + std::to_string(MAX_TEXT_SETS) + " sets: what follows is not read");
-    for (const Item& item : std::span(items).first(std::min(items.size(), MAX_TEXT_SETS)))
+    for (const TextItem& item : std::span(items).first(std::min(items.size(), MAX_TEXT_SETS)))
         reading.item(item);
     reading.finish();
 }

@@ -9,8 +9,6 @@ namespace h265_container {
 
 namespace {
 
-using Bytes = std::vector<unsigned char>;
-
 bool isSpace(char c)
 {
     return c == ' ' || (c >= '\t' && c <= '\r');
@@ -45,9 +43,9 @@ std::size_t separatorAt(std::string_view text, std::size_t i)
     return bPrefix ? 2 : 0;
 }
 
-std::variant<Bytes, TextError> bytesOfHex(std::string_view text)
+std::variant<std::vector<unsigned char>, TextError> bytesOfHex(std::string_view text)
 {
-    Bytes bytes;
+    std::vector<unsigned char> bytes;
     std::optional<unsigned> uiHigh;
     for (std::size_t i = 0; i < text.size();) {
         if (const std::size_t uiLength = separatorAt(text, i); uiLength != 0) {
@@ -79,9 +77,9 @@ std::optional<unsigned> base64Digit(char c)
     return uiDigit == std::string_view::npos ? std::nullopt : std::optional(static_cast<unsigned>(uiDigit));
 }
 
-std::variant<Bytes, TextError> bytesOfBase64(std::string_view text)
+std::variant<std::vector<unsigned char>, TextError> bytesOfBase64(std::string_view text)
 {
-    Bytes bytes;
+    std::vector<unsigned char> bytes;
     std::uint32_t uiBits = 0;
     std::size_t uiDigits = 0;
     bool bPadded = false;
@@ -111,7 +109,7 @@ std::variant<Bytes, TextError> bytesOfBase64(std::string_view text)
 
 } // namespace
 
-std::variant<Bytes, TextError> bytesOfText(std::string_view text, ETextForm eForm)
+std::variant<std::vector<unsigned char>, TextError> bytesOfText(std::string_view text, ETextForm eForm)
 {
     return eForm == ETextForm::Hex ? bytesOfHex(text) : bytesOfBase64(text);
 }

@@ -9,11 +9,9 @@ namespace h265_container {
 
 namespace {
 
-constexpr std::array<std::size_t, 3> PACKET_SIZES = {188, 192, 204};
 constexpr std::size_t LARGEST_PACKET = 204;
 
-// Sync bytes in a row that make sure: at the start of a file, and behind damage.
-constexpr std::size_t SURE_PACKETS = 5;
+// Sync bytes in a row that make sure behind damage.
 constexpr std::size_t SURE_AGAIN_PACKETS = 3;
 
 constexpr std::size_t BUFFER_BYTES = std::size_t{128} << 10;
@@ -109,10 +107,10 @@ void CTransportPackets::tellSkipped(std::uint64_t ulFrom, std::uint64_t ulTo)
 bool CTransportPackets::synchronise()
 {
     const std::uint64_t ulFrom = m_ulBufferOffset + m_uiPosition;
-    const std::size_t uiPackets = m_uiPacketBytes == 0 ? SURE_PACKETS : SURE_AGAIN_PACKETS;
+    const std::size_t uiPackets = m_uiPacketBytes == 0 ? TS_SURE_PACKETS : SURE_AGAIN_PACKETS;
     while (ensure(uiPackets * LARGEST_PACKET) || m_uiPosition < m_uiFilled) {
         if (ahead()[0] == TS_SYNC_BYTE) {
-            for (const std::size_t uiPacket : PACKET_SIZES) {
+            for (const std::size_t uiPacket : TS_PACKET_SIZES) {
                 if ((m_uiPacketBytes != 0 && uiPacket != m_uiPacketBytes) || !isSync(0, uiPacket, uiPackets))
                     continue;
                 m_uiPacketBytes = uiPacket;

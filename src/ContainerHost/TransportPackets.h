@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <span>
@@ -13,6 +14,12 @@ namespace h265_container {
 inline constexpr std::size_t TS_PACKET_BYTES = 188;
 
 inline constexpr unsigned char TS_SYNC_BYTE = 0x47;
+
+/// From one sync byte to the next: packets as they are, behind a time, or in front of check bytes.
+inline constexpr std::array<std::size_t, 3> TS_PACKET_SIZES = {188, 192, 204};
+
+/// Sync bytes in a row that make sure at the start of a file.
+inline constexpr std::size_t TS_SURE_PACKETS = 5;
 
 /// A packet with its place.
 struct TransportPacket

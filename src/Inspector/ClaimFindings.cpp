@@ -36,21 +36,21 @@ std::string_view CBoxChecks::box() const
 
 void CBoxChecks::error(const Blamed& blamed, std::string_view clause, std::string allowed, std::string message) const
 {
-    add(ESeverity::Error, blamed, clause, std::move(allowed), std::move(message));
+    add(h265_syntax::ESeverity::Error, blamed, clause, std::move(allowed), std::move(message));
 }
 
 void CBoxChecks::warning(const Blamed& blamed, std::string_view clause, std::string allowed, std::string message) const
 {
-    add(ESeverity::Warning, blamed, clause, std::move(allowed), std::move(message));
+    add(h265_syntax::ESeverity::Warning, blamed, clause, std::move(allowed), std::move(message));
 }
 
-void CBoxChecks::add(ESeverity eSeverity, const Blamed& blamed, std::string_view clause, std::string allowed,
-                     std::string message) const
+void CBoxChecks::add(h265_syntax::ESeverity eSeverity, const Blamed& blamed, std::string_view clause,
+                     std::string allowed, std::string message) const
 {
     // The list of one set makes the finding of the element; box and byte are what a claim adds.
     CFindings one;
     CChecks checks(one, m_structure);
-    if (eSeverity == ESeverity::Error)
+    if (eSeverity == h265_syntax::ESeverity::Error)
         checks.error(blamed, clause, std::move(allowed), std::move(message));
     else
         checks.warning(blamed, clause, std::move(allowed), std::move(message));

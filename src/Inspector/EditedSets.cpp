@@ -44,12 +44,12 @@ std::string placeOf(const std::string& name, std::uint64_t ulOffset)
     return name + " at byte " + std::to_string(ulOffset);
 }
 
-std::string pathOf(const Difference& difference)
+std::string differencePath(const Difference& difference)
 {
     return difference.structure.empty() ? difference.name : difference.structure + "." + difference.name;
 }
 
-std::string pathOf(const Finding& finding)
+std::string findingPath(const Finding& finding)
 {
     return finding.structure.empty() ? finding.element : finding.structure + "." + finding.element;
 }
@@ -57,7 +57,7 @@ std::string pathOf(const Finding& finding)
 // SEI messages are parsed by what an element says now and what it said before: an absent flag says 0.
 bool changesSei(const Difference& difference)
 {
-    if (!isSeiParsedBy(pathOf(difference)))
+    if (!isSeiParsedBy(differencePath(difference)))
         return false;
     if (difference.left && difference.right)
         return *difference.left != *difference.right;
@@ -67,7 +67,7 @@ bool changesSei(const Difference& difference)
 // What makes a finding the same one in two sets. Where an element is to blame, its value may be another.
 std::string keyOf(const Finding& finding)
 {
-    return finding.clause + '/' + pathOf(finding) + '/' + (finding.element.empty() ? finding.message : "");
+    return finding.clause + '/' + findingPath(finding) + '/' + (finding.element.empty() ? finding.message : "");
 }
 
 } // namespace
@@ -198,7 +198,7 @@ void CEditedSets::tellChanges(const Entry<TSet>& entry, const std::vector<Differ
     const std::string name = nameOf(*entry.pBefore);
     std::string sei;
     for (const Difference& difference : differences) {
-        const std::string path = pathOf(difference);
+        const std::string path = differencePath(difference);
         if (sei.empty() && changesSei(difference))
             sei = path;
         const std::string_view subject = codedAgainst(SetKind<TSet>::TYPE, path);
@@ -254,18 +254,18 @@ void CEditedSets::findNewErrors(const Entry<TSet>& entry)
     const CFindings after = findings(*entry.pAfter, entry.bytesAfter, true);
     std::map<std::string, unsigned> known;
     for (const Finding& finding : before.all()) {
-        if (finding.eSeverity == ESeverity::Error)
+        if (finding.eSeverity == h265_syntax::ESeverity::Error)
             ++known[keyOf(finding)];
     }
     for (const Finding& finding : after.all()) {
-        if (finding.eSeverity != ESeverity::Error)
+        if (finding.eSeverity != h265_syntax::ESeverity::Error)
             continue;
         unsigned& uiKnown = known[keyOf(finding)];
         if (uiKnown > 0) {
             --uiKnown;
             continue;
         }
-        const std::string path = finding.element.empty() ? std::string() : "." + pathOf(finding);
+        const std::string path = finding.element.empty() ? std::string() : "." + findingPath(finding);
         refuse(entry.ulOffset,
                nameOf(*entry.pAfter) + path + " would be an error: " + finding.message + " [" + finding.clause + "]");
     }

@@ -263,16 +263,10 @@ std::size_t distance(std::string_view given, std::string_view known)
     return row[known.size()];
 }
 
-std::string_view lastOf(std::string_view path)
-{
-    const std::size_t uiDot = path.rfind('.');
-    return uiDot == std::string_view::npos ? path : path.substr(uiDot + 1);
-}
-
 // The name alone may be right, in a structure that was left out.
 std::size_t unlikeness(std::string_view given, std::string_view known)
 {
-    return std::min(2 * distance(given, known), 2 * distance(lastOf(given), lastOf(known)) + 1);
+    return std::min(2 * distance(given, known), 2 * distance(lastNameOf(given), lastNameOf(known)) + 1);
 }
 
 template <class TSet>

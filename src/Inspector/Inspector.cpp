@@ -256,7 +256,7 @@ std::span<const SetFinding> CInspector::newSetFindings()
     const std::span<const SetFinding> fresh = all.subspan(std::min(m_uiTold, all.size()));
     m_uiTold = all.size();
     for (const SetFinding& found : fresh)
-        ++(found.finding.eSeverity == ESeverity::Error ? m_counts.ulErrors : m_counts.ulWarnings);
+        ++(found.finding.eSeverity == h265_syntax::ESeverity::Error ? m_counts.ulErrors : m_counts.ulWarnings);
     return fresh;
 }
 
@@ -359,7 +359,7 @@ void CInspector::count(const InspectedSet& set, const ParameterSetEvent& event, 
         return;
     ++m_counts.aulSets[typeIndex(event)];
     for (const Finding& finding : set.findings)
-        ++(finding.eSeverity == ESeverity::Error ? m_counts.ulErrors : m_counts.ulWarnings);
+        ++(finding.eSeverity == h265_syntax::ESeverity::Error ? m_counts.ulErrors : m_counts.ulWarnings);
     m_counts.ulErrors += set.uiMoreFindings;
 }
 

@@ -20,8 +20,6 @@ using namespace h265_container;
 
 namespace {
 
-using Bytes = std::span<const unsigned char>;
-
 constexpr std::size_t MAX_WARNINGS = 20;
 
 class CKeeper
@@ -36,8 +34,8 @@ public:
     }
 
     // place: made only of a set that is kept.
-    void add(std::uint64_t ulTrack, const h265_stream::NalUnitHeader& header, Bytes bytes, std::uint64_t ulSize,
-             const std::function<std::string()>& place)
+    void add(std::uint64_t ulTrack, const h265_stream::NalUnitHeader& header, std::span<const unsigned char> bytes,
+             std::uint64_t ulSize, const std::function<std::string()>& place)
     {
         if (!h265_stream::isParameterSet(header.nal_unit_type))
             return;
@@ -97,7 +95,7 @@ public:
     }
     void onFinding(const ContainerFinding& finding) override
     {
-        if (finding.eSeverity != ESeverity::Error)
+        if (finding.eSeverity != h265_container::ESeverity::Error)
             return;
         const std::string place = finding.ulOffset ? "at byte " + std::to_string(*finding.ulOffset) + ": " : "";
         warn(place + (finding.box.empty() ? "" : finding.box + ": ") + finding.message);
@@ -111,7 +109,7 @@ KeptSets keepSets(h265_stream::CByteSource& source)
     CStreamKeeper keeper;
     keeper.begin(0);
     h265_stream::CNalUnitFinder finder;
-    for (Bytes piece = source.next(); !piece.empty(); piece = source.next())
+    for (std::span<const unsigned char> piece = source.next(); !piece.empty(); piece = source.next())
         (void)finder.feed(piece, keeper); // the keeper never ends it
     (void)finder.finish(keeper);
     return keeper.take();

@@ -33,7 +33,7 @@ unsigned vintBytes(unsigned char ucFirst)
     return uiBytes;
 }
 
-std::optional<ElementPlace> elementAt(CRandomSource& source, std::uint64_t ulOffset, std::uint64_t ulEnd)
+std::optional<ElementPlace> placeAt(CRandomSource& source, std::uint64_t ulOffset, std::uint64_t ulEnd)
 {
     constexpr std::uint64_t MAX_HEADER = 12;
     const Bytes header = bytesOf(source, ulOffset, std::min(MAX_HEADER, ulEnd - ulOffset));
@@ -63,7 +63,7 @@ std::optional<ElementPlace> find(CRandomSource& source, std::uint32_t uiId, std:
                                  std::uint64_t ulWith)
 {
     while (ulBegin < ulEnd) {
-        const auto element = elementAt(source, ulBegin, ulEnd);
+        const auto element = placeAt(source, ulBegin, ulEnd);
         if (!element || (element->uiId == uiId && element->ulContent <= ulWith && ulWith < element->ulEnd))
             return element;
         ulBegin = element->ulEnd;
@@ -148,7 +148,7 @@ bool CMatroskaEdit::findPrivate(std::uint64_t ulOffset)
     m_tracks = *tracks;
     m_entry = *entry;
     m_private = *codecPrivate;
-    m_void = elementAt(m_source, m_tracks.ulEnd, m_segment.ulEnd);
+    m_void = placeAt(m_source, m_tracks.ulEnd, m_segment.ulEnd);
     if (m_void && (m_void->uiId != ID_VOID || m_void->bUnknownSize))
         m_void.reset();
     return true;
@@ -197,7 +197,7 @@ bool CMatroskaEdit::takeFromFront(std::vector<unsigned char> tracks, CFilePatche
     std::optional<ElementPlace> space;
     std::optional<ElementPlace> seekHead;
     for (std::uint64_t ulAt = m_segment.ulContent; ulAt < m_tracks.ulOffset;) {
-        const auto element = elementAt(m_source, ulAt, m_segment.ulEnd);
+        const auto element = placeAt(m_source, ulAt, m_segment.ulEnd);
         if (!element || element->bUnknownSize || element->uiId == ID_CLUSTER ||
             (space && element->uiId == ID_SEEK_HEAD))
             return false;
@@ -223,7 +223,7 @@ void CMatroskaEdit::moveSeeks(const ElementPlace& seekHead, std::uint64_t ulBegi
                               CFilePatches& patches)
 {
     for (std::uint64_t ulAt = seekHead.ulContent; ulAt < seekHead.ulEnd;) {
-        const auto seek = elementAt(m_source, ulAt, seekHead.ulEnd);
+        const auto seek = placeAt(m_source, ulAt, seekHead.ulEnd);
         if (!seek)
             break;
         ulAt = seek->ulEnd;
@@ -245,7 +245,7 @@ void CMatroskaEdit::moveSeeks(const ElementPlace& seekHead, std::uint64_t ulBegi
 std::optional<ElementPlace> CMatroskaEdit::childOf(const ElementPlace& parent, std::uint32_t uiId)
 {
     for (std::uint64_t ulAt = parent.ulContent; ulAt < parent.ulEnd;) {
-        const auto element = elementAt(m_source, ulAt, parent.ulEnd);
+        const auto element = placeAt(m_source, ulAt, parent.ulEnd);
         if (!element || element->uiId == uiId)
             return element;
         ulAt = element->ulEnd;
@@ -297,7 +297,7 @@ void CMatroskaEdit::updateCrcOf(const ElementPlace& element, CFilePatches& patch
 {
     if (element.bUnknownSize || !patches.isPatched(element.ulContent, element.ulEnd))
         return;
-    const auto first = elementAt(m_source, element.ulContent, element.ulEnd);
+    const auto first = placeAt(m_source, element.ulContent, element.ulEnd);
     if (!first || first->uiId != ID_CRC_32 || first->ulEnd - first->ulContent != 4)
         return;
     CCrc32 crc;
@@ -309,14 +309,14 @@ void CMatroskaEdit::updateSums(CFilePatches& patches)
 {
     const std::uint64_t ulEnd = m_source.size().value_or(0);
     for (std::uint64_t ulAt = 0; ulAt < ulEnd;) {
-        const auto segment = elementAt(m_source, ulAt, ulEnd);
+        const auto segment = placeAt(m_source, ulAt, ulEnd);
         if (!segment)
             return;
         ulAt = segment->ulEnd;
         if (segment->uiId != ID_SEGMENT)
             continue;
         for (std::uint64_t ulInside = segment->ulContent; ulInside < segment->ulEnd;) {
-            const auto element = elementAt(m_source, ulInside, segment->ulEnd);
+            const auto element = placeAt(m_source, ulInside, segment->ulEnd);
             if (!element)
                 break;
             if (element->uiId == ID_CLUSTER)

@@ -14,11 +14,6 @@ using namespace h265_syntax;
 
 namespace {
 
-std::string_view lastOf(std::string_view path)
-{
-    return path.substr(path.rfind('.') + 1);
-}
-
 // What the descriptor of an element can code, 9.2. More tile columns or rows than 65536 no picture has, and
 // their sizes would take all memory.
 std::pair<std::int64_t, std::int64_t> rangeOf(const SetElement& element)
@@ -26,7 +21,7 @@ std::pair<std::int64_t, std::int64_t> rangeOf(const SetElement& element)
     constexpr std::int64_t MAX_TILES = 65535;
     switch (element.eDescriptor) {
     case EDescriptor::ue:
-        return {0, lastOf(element.path).starts_with("num_tile_") ? MAX_TILES : std::int64_t{UINT32_MAX} - 1};
+        return {0, lastNameOf(element.path).starts_with("num_tile_") ? MAX_TILES : std::int64_t{UINT32_MAX} - 1};
     case EDescriptor::se:
         return {-std::int64_t{INT32_MAX}, INT32_MAX};
     default:
@@ -42,7 +37,7 @@ std::string descriptorOf(const SetElement& element)
     return named.descriptor();
 }
 
-bool isExtensionData(std::string_view path)
+bool isExtensionPath(std::string_view path)
 {
     return path.ends_with("_extension_data_flag");
 }
@@ -50,7 +45,7 @@ bool isExtensionData(std::string_view path)
 [[noreturn]] void failForElement(const EditSetting& setting, const std::string& path, std::string_view place)
 {
     std::string reason = setting.text;
-    if (isExtensionData(path)) {
+    if (isExtensionPath(path)) {
         reason.append(": the bits of an extension that is not known stay as they are");
         throw CSettingError(reason);
     }

@@ -78,6 +78,12 @@ struct SetElement
 /// "vui_parameters.colour_primaries"
 std::string pathOf(const h265_syntax::Element& element);
 
+/// "colour_primaries" of the above.
+inline std::string_view lastNameOf(std::string_view path)
+{
+    return path.substr(path.rfind('.') + 1); // npos + 1 is 0
+}
+
 /// Whether an element is one of the bits of an extension that is not known. They are the last of a set, and
 /// there can be millions of them: who looks for elements ends in front of them.
 bool isExtensionData(const h265_syntax::Element& element);

@@ -21,8 +21,8 @@ using namespace h265_syntax;
 
 namespace {
 
-constexpr std::array<unsigned char, 3> TYPES = {VPS_NUT, SPS_NUT, PPS_NUT};
-constexpr std::array<const char*, 3> NAMES = {"VPS", "SPS", "PPS"};
+constexpr std::array<unsigned char, 3> SET_TYPES = {VPS_NUT, SPS_NUT, PPS_NUT};
+constexpr std::array<const char*, 3> SET_NAMES = {"VPS", "SPS", "PPS"};
 
 std::string hexOf(std::span<const unsigned char> bytes)
 {
@@ -56,7 +56,7 @@ class CBaseLayer
 public:
     explicit CBaseLayer(ExportedSets& exported) : m_exported(exported)
     {
-        for (const unsigned char nal_unit_type : TYPES)
+        for (const unsigned char nal_unit_type : SET_TYPES)
             m_units.push_back({nal_unit_type, true, {}});
     }
 
@@ -76,7 +76,7 @@ public:
             return;
         UnitsForConfiguration& units = m_units[set.nal_unit_type - VPS_NUT];
         const std::pair key(set.nal_unit_type, *uiId);
-        const std::string name = NAMES[set.nal_unit_type - VPS_NUT] + (' ' + std::to_string(*uiId));
+        const std::string name = SET_NAMES[set.nal_unit_type - VPS_NUT] + (' ' + std::to_string(*uiId));
         if (!m_first.emplace(key, set.place).second) {
             units.array_completeness = false;
             m_exported.warnings.push_back(name + " changes at " + set.place + ": the first one is written (" +
@@ -106,8 +106,8 @@ private:
     {
         const bool bWhole = h265_syntax::read(to, m_nalUnit);
         if (!bWhole)
-            m_exported.errors.push_back("the " + std::string(NAMES[set.nal_unit_type - VPS_NUT]) + " at " + set.place +
-                                        " cannot be read whole: " + to.stop.message());
+            m_exported.errors.push_back("the " + std::string(SET_NAMES[set.nal_unit_type - VPS_NUT]) + " at " +
+                                        set.place + " cannot be read whole: " + to.stop.message());
         return bWhole;
     }
 

@@ -16,7 +16,7 @@ using namespace h265_syntax;
 namespace {
 
 template <class T>
-std::optional<T> numberOf(std::string_view text)
+std::optional<T> wholeNumber(std::string_view text)
 {
     T value{};
     const char* const pEnd = text.data() + text.size();
@@ -30,7 +30,7 @@ void parseSet(std::string_view text, std::string_view set, DiffSide& side)
     constexpr std::array<std::string_view, 3> NAMES = {"vps", "sps", "pps"};
     for (unsigned i = 0; i < NAMES.size(); ++i) {
         const auto id =
-            set.starts_with(NAMES.at(i)) ? numberOf<std::uint32_t>(set.substr(NAMES.at(i).size())) : std::nullopt;
+            set.starts_with(NAMES.at(i)) ? wholeNumber<std::uint32_t>(set.substr(NAMES.at(i).size())) : std::nullopt;
         if (id) {
             side.nal_unit_type = VPS_NUT + i;
             side.uiId = *id;
@@ -169,7 +169,7 @@ DiffSide parseDiffSide(std::string_view text)
         file = file.substr(0, uiHash);
     }
     if (const std::size_t uiAt = file.rfind('@'); uiAt != std::string_view::npos) {
-        side.ulOffset = numberOf<std::uint64_t>(file.substr(uiAt + 1));
+        side.ulOffset = wholeNumber<std::uint64_t>(file.substr(uiAt + 1));
         if (!side.ulOffset)
             throw CDiffError(std::string(text) + ": behind @ stands the offset of a byte, as in @4096");
         file = file.substr(0, uiAt);

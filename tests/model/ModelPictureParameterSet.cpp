@@ -4,8 +4,6 @@ namespace h265_model {
 
 namespace {
 
-constexpr Value MAX_TILES = 1 << 20;
-
 // se(v) into a signed byte, 0 on failure.
 void readSignedByte(Value& field, CModelBits& bits)
 {

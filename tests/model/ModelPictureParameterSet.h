@@ -4,6 +4,8 @@
 
 namespace h265_model {
 
+inline constexpr Value MAX_TILES = 1 << 20; // columns, rows, and both together
+
 /// An owned table of 32-bit numbers: its pool block (0: none) and its contents.
 struct ModelTable
 {

@@ -6,8 +6,6 @@ namespace h265_model {
 
 namespace {
 
-constexpr Value MAX_TILES = 1 << 20;
-
 // 6.5.1 (6-3), (6-4) in 32 bits: sizes of the columns or rows along one side of the picture.
 void readSizes(std::vector<std::uint32_t>& sizes, std::uint32_t last, std::uint32_t side, bool bUniform,
                CModelBits& bits)

@@ -7,9 +7,10 @@ namespace h265ps {
 
 namespace {
 
-constexpr VerbUsage USAGE = {"h265ps check",
-                             "Says what is wrong with the parameter sets of H.265 files, and nothing of sound ones.",
-                             R"(
+constexpr VerbUsage CHECK_USAGE = {
+    "h265ps check",
+    "Says what is wrong with the parameter sets of H.265 files, and nothing of sound ones.",
+    R"(
 Examples:
   h265ps check *.hevc *.mp4        a line for everything that is wrong
   h265ps check --json movie.hevc   the same for programs
@@ -34,7 +35,7 @@ Exit codes:
 int runCheck(std::span<char* const> arguments, COutputStream& output)
 {
     Options options;
-    CCommandLine commandLine(USAGE);
+    CCommandLine commandLine(CHECK_USAGE);
     addFiles(commandLine, options);
     addSets(commandLine, options);
     addReading(commandLine, options);

@@ -19,9 +19,10 @@ namespace h265ps {
 
 namespace {
 
-constexpr VerbUsage USAGE = {"h265ps diff",
-                             "Says what differs between the parameter sets of two H.265 streams, element by element.",
-                             R"(
+constexpr VerbUsage DIFF_USAGE = {
+    "h265ps diff",
+    "Says what differs between the parameter sets of two H.265 streams, element by element.",
+    R"(
 Examples:
   h265ps diff a.hevc b.hevc                 all parameter sets
   h265ps diff a.hevc@131072 b.hevc          those in force at a byte of a.hevc
@@ -131,7 +132,7 @@ int runDiff(std::span<char* const> arguments, COutputStream& output)
 {
     std::vector<std::string> files;
     bool bJson = false;
-    CCommandLine commandLine(USAGE);
+    CCommandLine commandLine(DIFF_USAGE);
     commandLine.addWords("A B", "Two files: FILE, FILE@OFFSET, FILE#SET; one can be -", files);
     commandLine.addFlag("--json", "Write one JSON document", bJson);
     if (const std::optional<EarlyEnd> end = commandLine.parse(arguments))

@@ -18,7 +18,7 @@ namespace h265ps {
 
 namespace {
 
-constexpr VerbUsage USAGE = {
+constexpr VerbUsage EDIT_USAGE = {
     "h265ps edit",
     "Writes an H.265 stream, a movie (MP4, MOV) or a Matroska file with changed parameter sets,\n"
     "and everything else byte for byte.",
@@ -86,7 +86,7 @@ void fail(const std::string& file, const h265_stream::CSourceError& error)
 }
 
 // The kind of a file that can be read where it is wanted.
-h265_container::EFileKind kindOf(h265_container::CRandomSource& source)
+h265_container::EFileKind containerKindOf(h265_container::CRandomSource& source)
 {
     std::vector<unsigned char> head(h265_container::FILE_KIND_BYTES);
     head.resize(source.read(0, head));
@@ -99,7 +99,7 @@ std::unique_ptr<h265_container::CRandomSource> openContainer(const std::string& 
     if (!std::filesystem::is_regular_file(std::filesystem::path(path)))
         return nullptr;
     auto pSource = h265_container::openRandomSource(path);
-    return h265_inspect::isEditedAsContainer(kindOf(*pSource)) ? std::move(pSource) : nullptr;
+    return h265_inspect::isEditedAsContainer(containerKindOf(*pSource)) ? std::move(pSource) : nullptr;
 }
 
 int edit(const EditArguments& arguments, const h265_inspect::EditOptions& options)
@@ -109,7 +109,7 @@ int edit(const EditArguments& arguments, const h265_inspect::EditOptions& option
     CReplacedFile file(arguments.out, arguments.in);
     const h265_inspect::EditOutcome outcome =
         pContainer == nullptr ? h265_inspect::editStream(*pStream, options, file)
-                              : h265_inspect::editContainer(kindOf(*pContainer), *pContainer, options, file);
+                              : h265_inspect::editContainer(containerKindOf(*pContainer), *pContainer, options, file);
     for (const h265_inspect::EditMessage& refusal : outcome.refusals)
         tell(arguments, refusal, "error", " (--force does it all the same)");
     for (const h265_inspect::EditMessage& reason : outcome.impossible)
@@ -131,7 +131,7 @@ int edit(const EditArguments& arguments, const h265_inspect::EditOptions& option
 int runEdit(std::span<char* const> arguments, COutputStream& output)
 {
     EditArguments wanted;
-    CCommandLine commandLine(USAGE);
+    CCommandLine commandLine(EDIT_USAGE);
     declareOptions(commandLine, wanted);
     if (const std::optional<EarlyEnd> end = commandLine.parse(arguments))
         return endEarly(*end, output);

@@ -24,9 +24,9 @@ using h265_stream::CSourceError;
 
 namespace {
 
-constexpr VerbUsage USAGE = {"h265ps export",
-                             "Writes the parameter sets of a file as others need them.",
-                             R"(
+constexpr VerbUsage EXPORT_USAGE = {"h265ps export",
+                                    "Writes the parameter sets of a file as others need them.",
+                                    R"(
 Examples:
   h265ps export movie.hevc --as hex            text, a set a line
   h265ps export movie.mp4 --as sprop           one a=fmtp line for SDP
@@ -169,7 +169,7 @@ int exportFile(const ExportArguments& arguments, COutputStream& output)
 int runExport(std::span<char* const> arguments, COutputStream& output)
 {
     ExportArguments wanted;
-    CCommandLine commandLine(USAGE);
+    CCommandLine commandLine(EXPORT_USAGE);
     declareOptions(commandLine, wanted);
     if (const std::optional<EarlyEnd> end = commandLine.parse(arguments))
         return endEarly(*end, output);

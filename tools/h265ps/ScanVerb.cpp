@@ -31,9 +31,9 @@ namespace h265ps {
 
 namespace {
 
-constexpr VerbUsage USAGE = {"h265ps scan",
-                             "One line for each H.265 stream in many files and folders.",
-                             R"(
+constexpr VerbUsage SCAN_USAGE = {"h265ps scan",
+                                  "One line for each H.265 stream in many files and folders.",
+                                  R"(
 Examples:
   h265ps scan movies                       a table of all that is in the folder
   h265ps scan --json movies > movies.json  a JSON document a line, one for each track
@@ -325,7 +325,7 @@ private:
 int runScan(std::span<char* const> arguments, COutputStream& output)
 {
     ScanArguments wanted;
-    CCommandLine commandLine(USAGE);
+    CCommandLine commandLine(SCAN_USAGE);
     declareOptions(commandLine, wanted);
     if (const std::optional<EarlyEnd> end = parseFiles(commandLine, arguments, wanted.options))
         return endEarly(*end, output);

@@ -9,9 +9,9 @@ namespace {
 
 constexpr int NO_LOG_LINES = 3;
 
-constexpr VerbUsage USAGE = {"h265ps trace",
-                             "Lists every syntax element of the parameter sets of H.265 files, in coding order.",
-                             R"(
+constexpr VerbUsage TRACE_USAGE = {"h265ps trace",
+                                   "Lists every syntax element of the parameter sets of H.265 files, in coding order.",
+                                   R"(
 Examples:
   h265ps trace movie.hevc                      every element of every set
   h265ps trace --type sps --id 0 movie.hevc    those of SPS 0
@@ -32,7 +32,7 @@ Exit codes:
 int runTrace(std::span<char* const> arguments, COutputStream& output)
 {
     Options options;
-    CCommandLine commandLine(USAGE);
+    CCommandLine commandLine(TRACE_USAGE);
     addFiles(commandLine, options);
     addSets(commandLine, options);
     addReading(commandLine, options);
