@@ -86,6 +86,10 @@ TEST(IsoBaseMedia, TellsWhatIsWrongWithTheFile)
          "is a compressed moov",
          "moov/cmov"},
         {"a header cut", read(joined({FTYP, {0, 0, 0}, {9, 9}})), "5 bytes are too few for a box", ""},
+        {"a header cut inside a box", // what follows it would make one
+         read(joined({FTYP, box("moov", {box("free", {}), {0, 0, 9}}), {9, 'f', 'r', 'e', 'e', 0}})),
+         "3 bytes are too few for a box",
+         "moov"},
         {"a large header cut", read(joined({FTYP, be(4, 1), text("mdat"), {9, 9}})), "ends inside its header", "mdat"},
         {"samples elsewhere",
          changed("url ", 3, be(1, 0)),
