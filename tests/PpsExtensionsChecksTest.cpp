@@ -87,6 +87,8 @@ const ChecksRow MAP_ROWS[] = {
     {"#" MAP"num_cm_ref_layers_minus1=62", "error " MAP"num_cm_ref_layers_minus1 [F.7.4.3.3.5]"},
     {MAP"cm_octant_depth=1 " MAP"cm_y_part_num_log2=2", ""},
     {MAP"cm_octant_depth=1 " MAP"cm_adapt_threshold_u_delta=32767 " MAP"cm_adapt_threshold_v_delta=-32768", ""},
+    {MAP"cm_octant_depth=1 " MAP"cm_adapt_threshold_u_delta=-32769", "error " MAP"cm_adapt_threshold_u_delta [F.7.4.3.3.5]"},
+    {MAP"cm_octant_depth=1 " MAP"cm_adapt_threshold_v_delta=32768", "error " MAP"cm_adapt_threshold_v_delta [F.7.4.3.3.5]"},
     {MAP"cm_octant_depth=1 " MAP"cm_adapt_threshold_u_delta=32768", "error " MAP"cm_adapt_threshold_u_delta [F.7.4.3.3.5]"},
     {MAP"cm_octant_depth=1 " MAP"cm_adapt_threshold_v_delta=-32769", "error " MAP"cm_adapt_threshold_v_delta [F.7.4.3.3.5]"},
     {MAP"cm_octant_depth=2", "error " MAP"cm_octant_depth [F.7.4.3.3.5]"},

@@ -220,13 +220,16 @@ TEST_F(VpsOfSpsChecksOfLayers, HoldTheCtbOfALayerAgainstItsLevel)
 // F.7.4.3.1: the VPS says nothing of a base layer that comes from elsewhere.
 TEST_F(VpsOfSpsChecksOfLayers, TakeNothingForABaseLayerFromElsewhere)
 {
-    SequenceParameterSet base = sps();
+    SequenceParameterSet base =
+        with(sps(), PTL "general_level_idc=93 pic_width_in_luma_samples=1280 pic_height_in_luma_samples=584");
     base.sps_video_parameter_set_id = m_vps.vps_video_parameter_set_id;
-    m_vps.vps_max_dec_pic_buffering_minus1[0] = 0;
     m_vps.profile_tier_level = {};
     const ChecksRow aExternal[] = {{"", ""}};
     m_vps.vps_base_layer_internal_flag = false;
-    expectRowsWithVps(base, aExternal, m_vps);
+    for (const unsigned vps_max_dec_pic_buffering_minus1 : {0U, 7U}) {
+        m_vps.vps_max_dec_pic_buffering_minus1[0] = vps_max_dec_pic_buffering_minus1;
+        expectRowsWithVps(base, aExternal, m_vps);
+    }
 }
 
 // A.4.1: level 3 has two columns and two rows of tiles.
