@@ -267,6 +267,7 @@ TEST_F(H265psContainer, WhatIsWrongWithTheContainerIsAFindingWithItsBox)
     EXPECT_EQ(document(h265ps({"check", "--json", file}))["findings"], json["findings"]);
 
     const std::string text = h265ps({file}).output;
+    EXPECT_TRUE(contains(firstLines(text, 2), "1 VPS, 1 SPS, 1 PPS; no problems found in the sets\n"));
     EXPECT_TRUE(contains(firstLines(text, 4), "the container: 2 warnings found\n"));
     EXPECT_TRUE(contains(firstLines(text, 6), "at byte " + place + ": warning: " + sentence));
     EXPECT_EQ(countOf(text, "at byte " + place + ": warning: " + sentence), 2U); // in front, and behind the sets

@@ -78,6 +78,11 @@ std::string repeatName(const CTextReport::RepeatKey& key)
         "{} {}{}", typeName(nal_unit_type), eRepeats == CTextReport::ERepeats::OfLayer ? "of layer " : "", uiNumber);
 }
 
+const char* whereOf(const CFileVerdict& verdict)
+{
+    return verdict.containerProblems().empty() ? "" : " in the sets";
+}
+
 } // namespace
 
 std::string printable(const std::string& name)
@@ -247,12 +252,13 @@ void CTextReport::showFindings(const CFileVerdict& verdict)
     m_output.append(text);
 }
 
-std::string CTextReport::streamHead(const CVerdict& verdict, const std::string& prefix) const
+// pWhere: of what its problems are, where the container has some too.
+std::string CTextReport::streamHead(const CVerdict& verdict, const std::string& prefix, const char* pWhere) const
 {
     std::string text;
     for (const std::string& line : verdict.sequences())
         text += formatted("{}{}{}{}\n", prefix, m_options.style.pHeading, line, m_options.style.pEnd);
-    text += formatted("{}{}\n", prefix, verdict.inspection());
+    text += formatted("{}{}{}\n", prefix, verdict.inspection(), pWhere);
     const char* const pColour = verdict.exitCode() == EXIT_ALL_READ ? m_options.style.pGood : m_options.style.pBad;
     return text + formatted("{}{}{}{}\n", prefix, pColour, verdict.text(), m_options.style.pEnd);
 }
@@ -278,7 +284,7 @@ std::string CTextReport::tracksHead(const CFileVerdict& verdict, const std::stri
                           prefix,
                           printable(nameOf(track.info)),
                           bMany ? formatted(", and {} more like it", said->second - 1) : "");
-        text += streamHead(*track.verdict, prefix + "  ");
+        text += streamHead(*track.verdict, prefix + "  ", whereOf(verdict));
         if (bMany)
             more.erase(said);
     }
@@ -287,7 +293,8 @@ std::string CTextReport::tracksHead(const CFileVerdict& verdict, const std::stri
 
 std::string CTextReport::head(const CFileVerdict& verdict, const std::string& prefix) const
 {
-    std::string text = verdict.h265Tracks() > 1 ? tracksHead(verdict, prefix) : streamHead(verdict.worst(), prefix);
+    std::string text =
+        verdict.h265Tracks() > 1 ? tracksHead(verdict, prefix) : streamHead(verdict.worst(), prefix, whereOf(verdict));
     if (const std::string problems = verdict.containerProblems(); !problems.empty())
         text += prefix + problems + "\n";
     if (!m_bHeadShown) {

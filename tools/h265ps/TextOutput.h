@@ -54,7 +54,7 @@ private:
     void showFindings(const CFileVerdict& verdict);
     std::string head(const CFileVerdict& verdict, const std::string& prefix) const;
     std::string tracksHead(const CFileVerdict& verdict, const std::string& prefix) const;
-    std::string streamHead(const CVerdict& verdict, const std::string& prefix) const;
+    std::string streamHead(const CVerdict& verdict, const std::string& prefix, const char* pWhere) const;
     void showHead(const CFileVerdict& verdict, const char* pPrefix);
     void noteForHead(const h265_stream::ParameterSetEvent& event);
 
