@@ -77,8 +77,8 @@ private:
 // A track of H.265 while it is read.
 struct TrackReading
 {
-    TrackReading(const ContainerTrack& track, const FileOptions& options)
-        : info(track), units(options.stream), inspector(options.inspect)
+    TrackReading(ContainerTrack track, const FileOptions& options)
+        : info(std::move(track)), units(options.stream), inspector(options.inspect)
     {}
 
     [[nodiscard]] FileTrack told() const { return {info, inspector.counts()}; }
@@ -93,7 +93,7 @@ struct TrackReading
 class CTracksReader : public CContainerSink
 {
 public:
-    CTracksReader(const FileOptions& options, CFileSink& sink) : m_options(options), m_sink(sink) {}
+    CTracksReader(FileOptions options, CFileSink& sink) : m_options(std::move(options)), m_sink(sink) {}
 
     void onTrack(const ContainerTrack& track) override;
     void onClaims(const ContainerClaims& claims) override;
