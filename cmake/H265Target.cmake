@@ -41,8 +41,8 @@ function(h265_words_apart RESULT NAME)
     set(${RESULT} ${WORDS} PARENT_SCOPE)
 endfunction()
 
-# h265_compile_together(TARGET): all files as one source, which takes much less time. Each file still stands alone, which the
-# preset clang shows; where two files give one name of their own to two things, the compiler tells.
+# h265_compile_together(TARGET): all files as one source, which takes much less time. Each file still stands alone, as
+# the preset clang shows; where two files give one name of their own to two things, the compiler tells.
 function(h265_compile_together TARGET)
     if(NOT H265PS_FILES_APART)
         set_target_properties(${TARGET} PROPERTIES UNITY_BUILD ON UNITY_BUILD_BATCH_SIZE 0)
