@@ -71,6 +71,25 @@ TEST(FileKind, KnowsFilesByTheirFirstBytes)
         {byteStream({{0x67, 100, 0, 31}}), EFileKind::Foreign, "a raw H.264 stream", false},
         {byteStream({{0, 0x79, 0, 31}}), EFileKind::Foreign, "a raw H.266 stream", false},
         {{0x1f, 0x8b, 8}, EFileKind::Foreign, "a file packed with gzip", true},
+        {{0, 0, 1, 0xb0, 1}, EFileKind::Foreign, "a raw MPEG-4 Part 2 or AVS video stream", false},
+        {text("RIFF\1\2\3\4WEBPVP8 "), EFileKind::Foreign, "a WebP image", false},
+        {text("DKIF\0\0 \0AV01"sv), EFileKind::Foreign, "an IVF file", false},
+        {{0x06, 0x0e, 0x2b, 0x34, 1, 1, 1, 2}, EFileKind::Foreign, "an MXF or GXF file", true},
+        {{0x30, 0x26, 0xb2, 0x75, 0x8e, 0x66, 0xcf, 0x11}, EFileKind::Foreign, "an ASF or WMV file", true},
+        {text(".RMF\0\0"sv), EFileKind::Foreign, "a RealMedia file", true},
+        {text("YUV4MPEG2 W176"), EFileKind::Foreign, "pictures that are not coded (YUV4MPEG2)", false},
+        {{0xff, 0xd8, 0xff, 0xe0}, EFileKind::Foreign, "a JPEG image", false},
+        {{0x89, 'P', 'N', 'G', '\r', '\n', 0x1a, '\n'}, EFileKind::Foreign, "a PNG image", false},
+        {text("GIF89a"), EFileKind::Foreign, "a GIF image", false},
+        {{0x12, 0, 0x0a, 0x0b}, EFileKind::Foreign, "a raw AV1 stream", false},
+        {text("ID3\4\0"sv), EFileKind::Foreign, "an MP3 file", false},
+        {text("fLaC\0"sv), EFileKind::Foreign, "a FLAC file", false},
+        {{0xfd, '7', 'z', 'X', 'Z', 0, 0}, EFileKind::Foreign, "a file packed with xz", true},
+        {{0x28, 0xb5, 0x2f, 0xfd, 4}, EFileKind::Foreign, "a file packed with zstd", true},
+        {text("PK\3\4\24"), EFileKind::Foreign, "a ZIP archive", true},
+        {text("%PDF-1.7"), EFileKind::Foreign, "a PDF document", false},
+        {{0x7f, 'E', 'L', 'F', 2}, EFileKind::Foreign, "a program", false},
+        {text("v=0\no=- 0 0 IN IP4 127.0.0.1"), EFileKind::SessionDescription, "an SDP session description", false},
     };
     for (const auto& c : aCases) {
         SCOPED_TRACE(c.pName);
@@ -79,6 +98,58 @@ TEST(FileKind, KnowsFilesByTheirFirstBytes)
         EXPECT_EQ(kind.name, c.pName);
         EXPECT_EQ(!kind.command.empty(), c.bCommand);
     }
+}
+
+// Each has its mark at the front: behind a byte it is something else.
+TEST(FileKind, LooksForMarksWhereTheyStand)
+{
+    for (const Bytes& head : {text("OggS\0\2"sv),
+                              text("FLV\1\5"sv),
+                              text("fLaC\0"sv),
+                              text("RIFF\1\2\3\4AVI LIST"),
+                              text("%PDF-1.7"),
+                              text("YUV4MPEG2 W176"),
+                              containerFile("live.mkv")}) {
+        EXPECT_NE(fileKind(head).eKind, EFileKind::Unknown);
+        EXPECT_EQ(fileKind(joined({{1}, head})).eKind, EFileKind::Unknown);
+    }
+}
+
+TEST(FileKind, KnowsNalUnitsBehindTheirLengths)
+{
+    const Bytes vps = {0x40, 1, 0x0c};
+    const auto sps = [](std::size_t uiSize) { return joined({{0x42, 1}, Bytes(uiSize - 2, 1)}); };
+    for (const std::size_t uiSize : {3U, 255U, 256U, 300U, 65535U, 65536U, 66000U, 70000U}) {
+        EXPECT_EQ(fileKind(prefixed({sps(uiSize), vps})).eKind, EFileKind::LengthPrefixed) << uiSize;
+        // One alone can be anything, and so can one whose length leads elsewhere.
+        EXPECT_NE(fileKind(prefixed({sps(uiSize)})).eKind, EFileKind::LengthPrefixed) << uiSize;
+        Bytes longer = prefixed({sps(uiSize), vps});
+        longer.insert(longer.end() - 7, {1, 1, 1});
+        EXPECT_NE(fileKind(longer).eKind, EFileKind::LengthPrefixed) << uiSize;
+    }
+    const Bytes slice = {0x26, 1, 0xaf};
+    EXPECT_EQ(fileKind(prefixed({{0x46, 1, 0x50}, slice})).eKind, EFileKind::LengthPrefixed); // a delimiter
+    EXPECT_EQ(fileKind(prefixed({vps, {80, 1, 1}})).eKind, EFileKind::LengthPrefixed);        // type 40
+    EXPECT_NE(fileKind(prefixed({vps, {82, 1, 1}})).eKind, EFileKind::LengthPrefixed);        // 41
+    EXPECT_NE(fileKind(prefixed({slice, vps})).eKind, EFileKind::LengthPrefixed);
+    EXPECT_NE(fileKind(prefixed({{0x48, 1, 1}, vps})).eKind, EFileKind::LengthPrefixed); // 36, an end
+    EXPECT_NE(fileKind(prefixed({{0x40, 9, 1}, vps})).eKind, EFileKind::LengthPrefixed); // layer 1
+    EXPECT_NE(fileKind(prefixed({{0x41, 1, 1}, vps})).eKind, EFileKind::LengthPrefixed); // layer 32
+    EXPECT_NE(fileKind(prefixed({vps, {0x42, 1}})).eKind, EFileKind::LengthPrefixed);    // a header alone
+}
+
+// Of H.264 a byte says which profile: the one behind the header of a sequence parameter set.
+TEST(FileKind, KnowsRawH264ByAnyOfItsHeadersAndProfiles)
+{
+    for (const unsigned char ucHeader : Bytes{0x27, 0x47, 0x67}) {
+        for (const unsigned char ucProfile : Bytes{44, 66, 77, 83, 86, 88, 100, 110, 118, 122, 128, 244})
+            EXPECT_EQ(fileKind(byteStream({{ucHeader, ucProfile, 0, 31}})).name, "a raw H.264 stream");
+        EXPECT_EQ(fileKind(byteStream({{ucHeader, 99, 0, 31}})).name, "a byte stream with start codes");
+    }
+    EXPECT_EQ(fileKind(byteStream({{0x87, 100, 0, 31}})).name, "a byte stream with start codes");
+    EXPECT_EQ(fileKind(byteStream({{0, 0x71, 0, 31}})).name, "a raw H.266 stream");
+    for (const unsigned char ucSecond : Bytes{0x79 - 8 * 3, 0x79 - 1, 0x79 + 1, 0x79 + 8})
+        EXPECT_EQ(fileKind(byteStream({{0, ucSecond, 0, 31}})).name, "a byte stream with start codes");
 }
 
 TEST(FileKind, KnowsPacketsThatBeginInTheMiddleOrWithDamage)

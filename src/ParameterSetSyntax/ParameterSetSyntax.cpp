@@ -1,9 +1,5 @@
 #include "ParameterSetSyntax.h"
 
-#include <algorithm>
-#include <unordered_map>
-#include <utility>
-
 #include "Description.h"
 #include "Descriptions.h"
 
@@ -197,30 +193,6 @@ Stop writeSet(TSet& set, std::vector<unsigned char>& nalUnit, const Context& con
     return {};
 }
 
-// The elements of a set, to hold against those of another.
-class CList : public CElementSink
-{
-public:
-    bool onElement(const Element& element) override
-    {
-        m_elements.push_back({std::string(element.structure), element.nameWithIndices(), element.iValue});
-        return true;
-    }
-
-    struct Entry
-    {
-        std::string structure;
-        std::string name;
-        std::int64_t iValue;
-
-        [[nodiscard]] bool isSameElement(const Entry& other) const
-        {
-            return name == other.name && structure == other.structure;
-        }
-    };
-    std::vector<Entry> m_elements;
-};
-
 class CPathSink : public CElementSink
 {
 public:
@@ -289,79 +261,6 @@ std::optional<std::int64_t> valueIn(const TSet& set, std::string_view path)
     return sink.m_value;
 }
 
-// The elements of two sets, held against each other in coding order, which is the same for both.
-class CComparison
-{
-public:
-    CComparison(const std::vector<CList::Entry>& lefts, const std::vector<CList::Entry>& rights)
-        : m_lefts(lefts), m_rights(rights)
-    {}
-
-    std::vector<Difference> differences()
-    {
-        for (const CList::Entry& left : m_lefts)
-            add(left);
-        addRightsTo(m_rights.size());
-        return std::move(m_differences);
-    }
-
-private:
-    static std::string keyOf(const CList::Entry& entry) { return entry.structure + '.' + entry.name; }
-
-    void add(const CList::Entry& left)
-    {
-        const std::size_t uiPlace = placeOf(left);
-        if (uiPlace == SIZE_MAX) {
-            m_differences.push_back({left.structure, left.name, left.iValue, std::nullopt});
-            return;
-        }
-        addRightsTo(uiPlace);
-        if (m_rights[uiPlace].iValue != left.iValue)
-            m_differences.push_back({left.structure, left.name, left.iValue, m_rights[uiPlace].iValue});
-        ++m_uiRight;
-    }
-
-    void addRightsTo(std::size_t uiEnd)
-    {
-        for (; m_uiRight < uiEnd; ++m_uiRight) {
-            const CList::Entry& right = m_rights[m_uiRight];
-            m_differences.push_back({right.structure, right.name, std::nullopt, right.iValue});
-        }
-    }
-
-    // Where the right set has the element, not looked at yet; SIZE_MAX: it has not.
-    std::size_t placeOf(const CList::Entry& left)
-    {
-        if (m_uiRight < m_rights.size() && m_rights[m_uiRight].isSameElement(left))
-            return m_uiRight;
-        if (m_places.empty()) {
-            for (std::size_t i = 0; i < m_rights.size(); ++i)
-                m_places[keyOf(m_rights[i])].push_back(i);
-        }
-        const auto found = m_places.find(keyOf(left));
-        if (found == m_places.end())
-            return SIZE_MAX;
-        const auto place = std::lower_bound(found->second.begin(), found->second.end(), m_uiRight);
-        return place == found->second.end() ? SIZE_MAX : *place;
-    }
-
-    const std::vector<CList::Entry>& m_lefts;
-    const std::vector<CList::Entry>& m_rights;
-    std::size_t m_uiRight = 0;
-    std::unordered_map<std::string, std::vector<std::size_t>> m_places;
-    std::vector<Difference> m_differences;
-};
-
-template <class TSet>
-std::vector<Difference> compareSets(const TSet& left, const TSet& right)
-{
-    CList lefts;
-    CList rights;
-    traceSet(left, lefts, nullptr);
-    traceSet(right, rights, nullptr);
-    return CComparison(lefts.m_elements, rights.m_elements).differences();
-}
-
 } // namespace
 
 bool read(VideoParameterSet& set, const CNalUnit& nalUnit)
@@ -401,19 +300,6 @@ Stop write(SequenceParameterSet& set, std::vector<unsigned char>& nalUnit, const
 Stop write(PictureParameterSet& set, std::vector<unsigned char>& nalUnit)
 {
     return writeSet(set, nalUnit, {});
-}
-
-std::vector<Difference> compare(const VideoParameterSet& left, const VideoParameterSet& right)
-{
-    return compareSets(left, right);
-}
-std::vector<Difference> compare(const SequenceParameterSet& left, const SequenceParameterSet& right)
-{
-    return compareSets(left, right);
-}
-std::vector<Difference> compare(const PictureParameterSet& left, const PictureParameterSet& right)
-{
-    return compareSets(left, right);
 }
 
 bool assign(VideoParameterSet& set, std::string_view path, std::int64_t iValue)
