@@ -41,6 +41,8 @@ TEST(FileKind, KnowsFilesByTheirFirstBytes)
         {joined({text("    mdat"), zeros(20)}), EFileKind::IsoBaseMedia, "an MP4, QuickTime or HEIF file", false},
         {text("The mdat of it, and more"), EFileKind::Unknown, "", false},
         {text("The free text of it, and more"), EFileKind::Unknown, "", false},
+        {text("    free text of it, and more"), EFileKind::Unknown, "", false},
+        {joined({{0, 0, 0, 8}, text("free")}), EFileKind::IsoBaseMedia, "an MP4, QuickTime or HEIF file", false},
         {text("OggS\0\2"sv), EFileKind::Foreign, "an Ogg file", false},
         {containerFile("live.mkv"), EFileKind::Matroska, "a Matroska or WebM file", false},
         {containerFile("packets188.ts"), EFileKind::TransportStream, "an MPEG transport stream (MPEG-TS)", false},
@@ -147,6 +149,9 @@ TEST(FileKind, KnowsRawH264ByAnyOfItsHeadersAndProfiles)
         EXPECT_EQ(fileKind(byteStream({{ucHeader, 99, 0, 31}})).name, "a byte stream with start codes");
     }
     EXPECT_EQ(fileKind(byteStream({{0x87, 100, 0, 31}})).name, "a byte stream with start codes");
+    EXPECT_EQ(fileKind({{0, 0, 1, 0x67, 100}}).name, "a raw H.264 stream"); // all there is
+    for (const Bytes& noStartCode : {Bytes{0, 7, 1, 0x67, 100, 0}, {0, 0, 7, 1, 0x67, 100}, {9, 0, 1, 0x67, 100, 0}})
+        EXPECT_EQ(fileKind(noStartCode).eKind, EFileKind::Unknown);
     EXPECT_EQ(fileKind(byteStream({{0, 0x71, 0, 31}})).name, "a raw H.266 stream");
     for (const unsigned char ucSecond : Bytes{0x79 - 8 * 3, 0x79 - 1, 0x79 + 1, 0x79 + 8})
         EXPECT_EQ(fileKind(byteStream({{0, ucSecond, 0, 31}})).name, "a byte stream with start codes");
@@ -189,6 +194,9 @@ TEST(FileKind, SettlesWhenNothingBehindCanChangeIt)
     EXPECT_FALSE(isFileKindSettled(Bytes(3000, 0x33)));
     EXPECT_TRUE(isFileKindSettled(Bytes(FILE_KIND_BYTES, 0x33)));
     EXPECT_TRUE(isFileKindSettled(containerFile("hvc1.mp4")));
+    const Bytes packets = CTransportWriter().add(0x100, Bytes(2000, 0x55)).bytes();
+    EXPECT_TRUE(isFileKindSettled({packets.begin(), packets.begin() + 4 * 188 + 1}));
+    EXPECT_FALSE(isFileKindSettled({packets.begin(), packets.begin() + 4 * 188}));
     for (const char* pFile : {"hvc1.mp4", "live.mkv", "packets188.ts", "packets192.m2ts"}) {
         const Bytes file = containerFile(pFile);
         const Bytes whole(file.begin(),

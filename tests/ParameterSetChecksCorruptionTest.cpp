@@ -1,4 +1,4 @@
-// The sets of the corpus, cut at every bit and with every bit turned.
+// The sets of the corpus, cut at every bit and with every bit turned, and made ones of every kind.
 
 #include <set>
 #include <span>
@@ -9,6 +9,7 @@
 
 #include "ChecksPromises.h"
 #include "SyntaxCorpus.h"
+#include "SyntaxGenerator.h"
 
 namespace parameter_set_checks_corruption_test {
 
@@ -48,6 +49,27 @@ TEST(ChecksCorruption, SetsWithAnyBitTurnedKeepThePromises)
             ASSERT_STREQ(promises.check(turned), nullptr) << "bit " << uiBit << " of " << testing::PrintToString(whole);
         }
         ASSERT_STREQ(promises.check(whole), nullptr);
+    }
+}
+
+// What a structure keeps of the set before it, its memory, takes part in nothing.
+TEST(ChecksCorruption, SetsMadeByChanceKeepThePromisesBehindOneAnother)
+{
+    CChecksPromises promises;
+    const auto expectPromises = [&](auto set, const auto&... context) {
+        Bytes nalUnit;
+        if (write(set, nalUnit, context...)) // nothing can hold what was drawn
+            return;
+        EXPECT_STREQ(promises.check(nalUnit), nullptr) << testing::PrintToString(nalUnit);
+    };
+    for (std::uint32_t i = 0; i < 2000 && !HasFailure(); ++i) {
+        SCOPED_TRACE(i);
+        const h265_syntax::VideoParameterSet vps = CSyntaxGenerator(i).vps();
+        expectPromises(vps);
+        h265_syntax::Context context;
+        std::ranges::fill(context.apVps, &vps);
+        expectPromises(CSyntaxGenerator(i).sps(i % 3 == 0, context), context);
+        expectPromises(CSyntaxGenerator(i).pps());
     }
 }
 

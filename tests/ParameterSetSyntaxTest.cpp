@@ -10,6 +10,7 @@
 
 #include <gtest/gtest.h>
 
+#include "SyntaxCorpus.h"
 #include "SyntaxGenerator.h"
 
 namespace parameter_set_syntax_test {
@@ -269,6 +270,48 @@ TEST(ParameterSetSyntax, LeavesWhatItDidNotReadAsInANewStructure)
     EXPECT_EQ(set.pps_cb_qp_offset, 0);
     EXPECT_EQ(set.pps_range_extension.chroma_qp_offset_list_len_minus1, 0U);
     EXPECT_FALSE(set.pps_range_extension.chroma_qp_offset_list_enabled_flag);
+}
+
+// F.7.4.3.2.1: an SPS of a layer has the format that the VPS gives for it, as the VPS was read last.
+TEST(ParameterSetSyntax, TakesTheFormatOfALayerFromTheVpsAsItIsNow)
+{
+    const SyntaxStream layers = syntaxStream("mv_3view_ols"); // VPS 0, SPS 0, PPS 0, SPS 1 of layer 1
+    const CNalUnit layeredVps(layers.nalUnit(layers.sets[0]));
+    const CNalUnit layerSps(layers.nalUnit(layers.sets[3]));
+    VideoParameterSet vps;
+    SequenceParameterSet sps;
+    Context context;
+    std::ranges::fill(context.apVps, &vps);
+    ASSERT_TRUE(read(vps, layeredVps));
+    ASSERT_TRUE(read(sps, layerSps, context));
+    EXPECT_TRUE(sps.bFormatKnown);
+    EXPECT_EQ(sps.pic_width_in_luma_samples, 64U);
+    const auto expectNoFormat = [&](const Context& with) {
+        ASSERT_TRUE(read(sps, layerSps, with));
+        EXPECT_FALSE(sps.bFormatKnown);
+        EXPECT_EQ(sps.pic_width_in_luma_samples, 0U);
+        EXPECT_EQ(sps.chroma_format_idc, 0U);
+    };
+    expectNoFormat({});
+
+    ASSERT_TRUE(read(sps, layerSps, context));
+    VideoParameterSet plain = vps;
+    ASSERT_TRUE(assign(plain, "vps_extension_flag", 0));
+    std::vector<unsigned char> nalUnit;
+    ASSERT_FALSE(write(plain, nalUnit));
+    ASSERT_TRUE(read(vps, CNalUnit(nalUnit)));
+    expectNoFormat(context);
+
+    // A format that the VPS had and has no more.
+    ASSERT_TRUE(read(vps, layeredVps));
+    ASSERT_EQ(vps.vps_extension->vps_num_rep_formats_minus1, 0U);
+    vps.vps_extension->rep_format.resize(2);
+    ASSERT_TRUE(read(sps, layerSps, context));
+    ASSERT_TRUE(assign(sps, "update_rep_format_flag", 1, context));
+    ASSERT_TRUE(assign(sps, "sps_rep_format_idx", 1, context));
+    EXPECT_FALSE(sps.bFormatKnown);
+    ASSERT_TRUE(assign(sps, "sps_rep_format_idx", 0, context));
+    EXPECT_TRUE(sps.bFormatKnown);
 }
 
 // Calls call( general_…, sub_layer_… ) with the constraint flags of the set and of sub-layer 0.

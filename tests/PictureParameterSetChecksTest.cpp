@@ -127,6 +127,7 @@ TEST(PictureParameterSetChecks, TakeTheLumaDepthForTheInitialQp)
 TEST(PictureParameterSetChecks, TakeTheDepthOfTheRepresentationFormat)
 {
     VideoParameterSet vps;
+    vps.vps_extension_flag = true;
     RepFormat format;
     format.pic_width_vps_in_luma_samples = 416;
     format.pic_height_vps_in_luma_samples = 240;

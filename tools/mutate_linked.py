@@ -57,7 +57,7 @@ class LinkedBuild:
         (self.folder / "tmp").mkdir()
         self.sources = sources
         self.library = library
-        self.build = build.resolve()
+        self.build = build
         commands = json.loads((self.build / "compile_commands.json").read_text(encoding="utf-8"))
         self.compile_commands = [entry for entry in commands if pathlib.Path(entry["file"]).parent == library]
         self.tests = TESTS_OF[library]

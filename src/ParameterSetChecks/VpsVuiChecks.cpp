@@ -76,7 +76,8 @@ void checkPartitions(const VpsVuiBspHrdParams& s, unsigned h, unsigned uiLayersI
         std::uint64_t ulSeen = 0;
         for (unsigned k = 0; k <= s.num_partitions_in_scheme_minus1[h][j] && k < schemes[j].size(); ++k) {
             std::uint64_t ulLayers = 0;
-            for (unsigned r = 0; r < schemes[j][k].size() && r < 64; ++r)
+            const std::size_t uiFlags = std::min<std::size_t>({uiLayersInSet, schemes[j][k].size(), 64});
+            for (unsigned r = 0; r < uiFlags; ++r)
                 ulLayers |= std::uint64_t{schemes[j][k][r] != 0} << r;
             const unsigned uiTwice = static_cast<unsigned>(std::countr_zero(ulLayers & ulSeen));
             if (uiTwice < 64)
@@ -84,7 +85,7 @@ void checkPartitions(const VpsVuiBspHrdParams& s, unsigned h, unsigned uiLayersI
                              "F.7.4.3.1.6",
                              "0",
                              say("layer ", uiTwice, " of output layer set ", h, " is in two partitions of a scheme"));
-            if (ulLayers == 0 && !schemes[j][k].empty())
+            if (ulLayers == 0 && uiFlags != 0)
                 checks.error(Blamed("layer_included_in_partition_flag", 0, h, j, k, 0U),
                              "F.7.4.3.1.6",
                              "a layer at least",
@@ -97,10 +98,15 @@ void checkPartitions(const VpsVuiBspHrdParams& s, unsigned h, unsigned uiLayersI
 // The CPBs that an HRD of the VPS, or one of those added to them, has for a sub-layer; 0 when it is not there.
 std::uint32_t cpbCount(const VideoParameterSet& vps, const VpsVuiBspHrdParams& s, std::uint32_t uiHrd, unsigned t)
 {
+    const auto countIn = [t](const auto& hrds, std::uint32_t i, std::uint32_t uiHighestSubLayer) {
+        return i < hrds.size() && t <= uiHighestSubLayer ? hrds[i].cpb_cnt_minus1[t] + 1 : 0;
+    };
     if (uiHrd < vps.vps_num_hrd_parameters)
-        return uiHrd < vps.hrd_parameters.size() ? vps.hrd_parameters[uiHrd].cpb_cnt_minus1[t] + 1 : 0;
+        return countIn(vps.hrd_parameters, uiHrd, vps.vps_max_sub_layers_minus1);
     const std::uint32_t uiAdded = uiHrd - vps.vps_num_hrd_parameters;
-    return uiAdded < s.hrd_parameters.size() ? s.hrd_parameters[uiAdded].cpb_cnt_minus1[t] + 1 : 0;
+    if (uiAdded >= s.vps_num_add_hrd_params || uiHrd >= s.num_sub_layer_hrd_minus1.size())
+        return 0;
+    return countIn(s.hrd_parameters, uiAdded, s.num_sub_layer_hrd_minus1[uiHrd]);
 }
 
 // F.7.4.3.1.6: the delivery schedules t of scheme i of output layer set h.

@@ -10,21 +10,24 @@ namespace h265_syntax {
 namespace {
 
 // F.7.4.3.2.1: an SPS with MultiLayerExtSpsFlag has the format that the VPS gives for it: the one that
-// sps_rep_format_idx names, else that of the lowest layer that may use the SPS, its own.
-void inferRepFormat(SequenceParameterSet& s, const VideoParameterSet* pVps)
+// sps_rep_format_idx names, else that of the lowest layer that may use the SPS, its own. Null: it is not known.
+const RepFormat* repFormatOf(const SequenceParameterSet& s, const VideoParameterSet* pVps)
 {
-    s.bFormatKnown = false;
-    if (pVps == nullptr)
-        return;
-    const std::vector<RepFormat>& formats = pVps->vps_extension->rep_format;
+    if (pVps == nullptr || !pVps->vps_extension_flag)
+        return nullptr;
+    const VpsExtension& extension = *pVps->vps_extension;
     const unsigned uiLayer =
         std::min<unsigned>(pVps->layers->LayerIdxInVps[s.nal_unit_header.nuh_layer_id & 63U], MAX_LAYERS - 1);
-    const unsigned uiFormat =
-        s.update_rep_format_flag ? s.sps_rep_format_idx : pVps->vps_extension->vps_rep_format_idx[uiLayer];
-    if (uiFormat >= formats.size())
-        return;
-    s.bFormatKnown = true;
-    const RepFormat& format = formats[uiFormat];
+    const unsigned uiFormat = s.update_rep_format_flag ? s.sps_rep_format_idx : extension.vps_rep_format_idx[uiLayer];
+    const bool bThere = uiFormat <= extension.vps_num_rep_formats_minus1 && uiFormat < extension.rep_format.size();
+    return bThere ? &extension.rep_format[uiFormat] : nullptr;
+}
+
+void inferRepFormat(SequenceParameterSet& s, const VideoParameterSet* pVps)
+{
+    const RepFormat* const pFormat = repFormatOf(s, pVps);
+    const RepFormat format = pFormat != nullptr ? *pFormat : RepFormat();
+    s.bFormatKnown = pFormat != nullptr;
     s.chroma_format_idc = format.chroma_format_vps_idc;
     s.separate_colour_plane_flag = format.separate_colour_plane_vps_flag;
     s.pic_width_in_luma_samples = format.pic_width_vps_in_luma_samples;

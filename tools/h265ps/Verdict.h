@@ -87,7 +87,7 @@ private:
 };
 
 /// "SPS 0 at byte 900 took the place of another, PPS 0, 1 were not sent again".
-std::string textOf(const StaleSet& stale);
+std::string textOf(const StaleSet& set);
 
 /// "1 error and 2 warnings"; empty when there are none.
 std::string countedProblems(std::uint64_t ulErrors, std::uint64_t ulWarnings);
