@@ -292,6 +292,20 @@ TEST_F(H265psScan, EndsAsTheSignalDoesBehindAWholeLine)
     }
 }
 
+// As nohup starts it, or a shell in the background.
+TEST_F(H265psScan, IgnoresTheSignalsThatItWasStartedToIgnore)
+{
+    CPipedChild child("/bin/sh", {"-c", "trap '' HUP INT TERM; exec \"$0\" scan --json -", H265PS_PROGRAM});
+    child.send("what is read ");
+    ASSERT_TRUE(child.hasReadAll());
+    for (const int iSignal : {SIGINT, SIGTERM, SIGHUP})
+        child.kill(iSignal);
+    child.send("to its end");
+    const int iStatus = child.end();
+    ASSERT_TRUE(WIFEXITED(iStatus)) << child.m_error;
+    EXPECT_TRUE(child.m_error.starts_with("h265ps: no H.265: -: at byte 23: no start code in it")) << child.m_error;
+}
+
 TEST_F(H265psScan, EndsQuietlyWhenNobodyReadsOn)
 {
     ChildSetup setup;

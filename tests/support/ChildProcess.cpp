@@ -111,7 +111,7 @@ int openOutput(EChildOutput eOutput, std::FILE* pCapture, int& iOurEnd)
     const bool bReady = (setup.directory.empty() || ::chdir(setup.directory.c_str()) == 0) &&
                         ::dup2(iInput, STDIN_FILENO) >= 0 && ::dup2(iOutput, STDOUT_FILENO) >= 0 &&
                         ::dup2(iError, STDERR_FILENO) >= 0;
-    std::signal(SIGPIPE, SIG_DFL);
+    takeSignalsAsUsual();
     if (bReady)
         ::execve(pProgram, ppArguments, ppEnvironment);
     ::_exit(127);
@@ -133,6 +133,12 @@ bool hasPseudoTerminals()
     if (iTheirEnd >= 0)
         ::close(iTheirEnd);
     return iTheirEnd >= 0;
+}
+
+void takeSignalsAsUsual()
+{
+    for (const int iSignal : {SIGHUP, SIGINT, SIGPIPE, SIGQUIT, SIGTERM})
+        std::signal(iSignal, SIG_DFL);
 }
 
 ChildResult runChild(const std::string& program, const std::vector<std::string>& arguments, const ChildSetup& setup)

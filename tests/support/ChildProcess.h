@@ -32,6 +32,10 @@ struct ChildSetup
 /// Whether EChildOutput::Terminal can be had: a system without /dev/ptmx or /dev/pts has no pseudo-terminals.
 bool hasPseudoTerminals();
 
+/// Between fork and exec: signals do to the child what they do to a program that a terminal starts, whoever started
+/// the tests, and whatever they ignore.
+void takeSignalsAsUsual();
+
 /// Runs a program (by its path) with the arguments and waits for its end.
 ChildResult runChild(const std::string& program, const std::vector<std::string>& arguments,
                      const ChildSetup& setup = {});

@@ -16,6 +16,8 @@
 
 #include <sched.h>
 
+#include "ChildProcess.h"
+
 /// A program whose standard input, output and error are pipes that the test holds the other ends of.
 class CPipedChild
 {
@@ -36,7 +38,7 @@ public:
         if (m_iChild == 0) {
             for (const int i : {0, 1, 2})
                 ::dup2(aaiPipes[i][i == 0 ? 0 : 1], i);
-            std::signal(SIGPIPE, SIG_DFL);
+            takeSignalsAsUsual();
             ::execv(program.c_str(), pointers.data());
             ::_exit(127);
         }
