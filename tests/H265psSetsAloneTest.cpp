@@ -98,6 +98,49 @@ TEST_F(H265psSetsAlone, LackNothing)
     }
 }
 
+TEST_F(H265psSetsAlone, AreAnErrorWhereThereIsNone)
+{
+    const std::string none = make("none.sdp", "v=0\nm=video 1 RTP/AVP 96\na=rtpmap:96 H265/90000\n");
+    const struct
+    {
+        std::vector<std::string> arguments;
+        std::string error;
+    } aCases[] = {
+        {{"--hex", "4e01051a472b"}, "--hex: no parameter set in it\n"},
+        {{"--base64", "4e01051a472b"}, "--base64: no parameter set in it: it looks like hexadecimal (--hex)\n"},
+        {{none}, none + ": no parameter set in it\n"},
+    };
+    for (const auto& c : aCases) {
+        SCOPED_TRACE(c.error);
+        for (const char* pVerb : {"show", "check", "trace"}) {
+            std::vector<std::string> arguments = {pVerb};
+            arguments.insert(arguments.end(), c.arguments.begin(), c.arguments.end());
+            const ChildResult result = h265ps(arguments);
+            EXPECT_EQ(result.iExitCode, 2) << pVerb;
+            EXPECT_EQ(result.error, "h265ps: error: " + c.error);
+            EXPECT_EQ(result.output.find("wanted type"), std::string::npos) << result.output;
+            EXPECT_EQ(result.output.find("no SPS was read"), std::string::npos) << result.output;
+        }
+        std::vector<std::string> arguments = {"--json"};
+        arguments.insert(arguments.end(), c.arguments.begin(), c.arguments.end());
+        const Json document = parseJson(h265ps(arguments).output);
+        EXPECT_EQ(document["verdict"], "no parameter set in it");
+        EXPECT_EQ(document["exit_code"], 2);
+        EXPECT_EQ(document["tracks"][0]["exit_code"], 2);
+    }
+}
+
+// A description can leave the sets of a section to the stream.
+TEST_F(H265psSetsAlone, AreNoErrorWhereAnotherSectionHasSome)
+{
+    const std::string section = "m=video 1 RTP/AVP 96\na=rtpmap:96 H265/90000\n";
+    const std::string file =
+        make("two.sdp", "v=0\n" + section + section + h265ps({"export", "deblock_off.hevc", "--as", "sprop"}).output);
+    const ChildResult result = h265ps({"--json", file});
+    EXPECT_EQ(result.iExitCode, 0) << result.error;
+    EXPECT_EQ(parseJson(result.output)["tracks"][0]["verdict"], "no parameter set in it");
+}
+
 TEST_F(H265psSetsAlone, ShowTheSyntaxOfAPpsWhoseSpsIsMissing)
 {
     const ChildResult result = h265ps({"--hex", hexOf(m_sets[2])});

@@ -49,7 +49,8 @@ private:
     void readGuarded(const std::function<void()>& read);
     EExitCode closeReport(const h265_stream::StreamSummary& summary);
     EExitCode readTracks(std::unique_ptr<h265_stream::CByteSource> pSource, EPace ePace);
-    EExitCode closeTracks(const CTracks& tracks, std::uint64_t ulBytes);
+    /// hint: behind what is said of a file without a set.
+    EExitCode closeTracks(const CTracks& tracks, std::uint64_t ulBytes, const std::string& hint = "");
     std::unique_ptr<h265_container::CRandomSource> openTracks(std::unique_ptr<h265_stream::CByteSource> pSource);
     [[nodiscard]] std::unique_ptr<h265_container::CRandomSource> openInit() const;
     void beginReport();

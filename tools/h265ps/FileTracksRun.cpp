@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <cctype>
 #include <cerrno>
 #include <stdexcept>
 #include <system_error>
@@ -119,6 +120,14 @@ bool saysWhatItHolds(const CFileVerdict& verdict)
            std::ranges::none_of(verdict.tracks(), [](const TrackVerdict& track) { return track.info.codec.empty(); });
 }
 
+// Digits of base64 are all bytes, those of hexadecimal among them.
+bool isHexInBase64(const std::string& text, ETextForm eForm)
+{
+    return eForm == ETextForm::Base64 && std::ranges::all_of(text, [](unsigned char c) {
+               return std::isxdigit(c) != 0 || std::isspace(c) != 0 || c == ',';
+           });
+}
+
 // All of it, as far as it is read as text.
 std::string standardInput()
 {
@@ -182,10 +191,11 @@ EExitCode CFileRun::readText(const GivenSets& sets)
     const std::string text = sets.text == "-" ? standardInput() : sets.text;
     const FileOptions options{m_options.stream, m_options.inspect, m_options.bHead, nullptr};
     readGuarded([&] { readSetTracks(text, sets.eForm, options, tracks); });
-    return closeTracks(tracks, text.size());
+    return closeTracks(
+        tracks, text.size(), isHexInBase64(text, sets.eForm) ? ": it looks like hexadecimal (--hex)" : "");
 }
 
-EExitCode CFileRun::closeTracks(const CTracks& tracks, std::uint64_t ulBytes)
+EExitCode CFileRun::closeTracks(const CTracks& tracks, std::uint64_t ulBytes, const std::string& hint)
 {
     if (m_interruption) {
         m_verdict.interrupt(*m_interruption);
@@ -197,6 +207,8 @@ EExitCode CFileRun::closeTracks(const CTracks& tracks, std::uint64_t ulBytes)
     m_bUnknown = !m_bBegun && tracks.hasUnread() && !saysWhatItHolds(m_verdict);
     if (!m_bBegun)
         return EXIT_FILE_ERROR;
+    if (!m_interruption && m_verdict.failEmpty() && !tracks.hasUnread())
+        fail(std::nullopt, NO_SET + hint);
     m_bAgain = !m_report.end(m_verdict, ulBytes);
     return m_report.exitCode(m_verdict);
 }

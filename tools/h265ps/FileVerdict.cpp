@@ -99,6 +99,18 @@ void CFileVerdict::interrupt(const std::string& reason)
     }
 }
 
+bool CFileVerdict::failEmpty()
+{
+    const bool bEmpty = std::ranges::all_of(m_tracks, [](const TrackVerdict& track) {
+        return !track.verdict || (track.verdict->isAlone() && track.verdict->isEmpty());
+    });
+    for (TrackVerdict& track : m_tracks) {
+        if (bEmpty && track.verdict)
+            track.verdict->failEmpty();
+    }
+    return bEmpty && h265Tracks() != 0;
+}
+
 std::size_t CFileVerdict::h265Tracks() const
 {
     return static_cast<std::size_t>(std::count_if(

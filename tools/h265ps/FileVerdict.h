@@ -38,6 +38,9 @@ public:
     [[nodiscard]] CVerdict& of(const h265_container::ContainerTrack& track);
     /// Of the container: counted, and what it left unread interrupts its track, or all of them.
     void addFinding(const h265_inspect::FileFinding& finding);
+    /// The file was read to its end: whether its tracks are of sets that stand alone, and there is none. Such a file is
+    /// an error, since nothing else says that they are missing.
+    [[nodiscard]] bool failEmpty();
     /// The file could not be read to its end.
     void interrupt(const std::string& reason);
 

@@ -119,6 +119,7 @@ void CTextReport::begin(const std::string& file, const CFileVerdict& verdict, EP
     m_sharedOffsets.clear();
     m_findings.clear();
     m_ulShown = 0;
+    m_bAnySet = false;
     if (ePace == EPace::Again)
         showHead(verdict, "");
     else
@@ -129,6 +130,7 @@ void CTextReport::add(const FileSet& told, bool bShown)
 {
     const ParameterSetEvent& event = told.event;
     noteFindings(told);
+    m_bAnySet = true;
     if (bShown) {
         ++m_ulShown;
         if ((event.bRepeat || event.bSeenBefore || isShared(told)) && !m_options.bShowRepeats)
@@ -342,7 +344,7 @@ bool CTextReport::end(const CFileVerdict& verdict, std::uint64_t /* ulBytes */)
         return false;
     if (!m_bHeadShown)
         showHead(verdict, "");
-    if (m_ulShown == 0)
+    if (m_ulShown == 0 && m_bAnySet)
         m_output.append("\nno parameter set of the wanted type and id\n");
     std::string repeats;
     for (const auto& [set, ulCount] : m_repeats)

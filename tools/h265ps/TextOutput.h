@@ -74,6 +74,7 @@ private:
     std::vector<std::string> m_headErrors; // of the container
     std::vector<std::string> m_headWarnings;
     std::uint64_t m_ulShown = 0;
+    bool m_bAnySet = false; // shown or not
 };
 
 /// A name for a line of text: control characters (C0 and C1), which could forge lines or colours, as '?'.

@@ -30,6 +30,7 @@ void CVerdict::add(const h265_inspect::FileSet& told, const h265_inspect::Stream
     const ParameterSetEvent& event = told.event;
     const h265_inspect::InspectedSet& set = told.set;
     m_counts = counts;
+    m_bAnySet = true;
     if (!event.bPassedOver)
         m_abThere[event.header.nal_unit_type - h265_stream::VPS_NUT] = true;
     m_bSpsRead = m_bSpsRead || event.sps != nullptr;
@@ -80,7 +81,7 @@ std::vector<std::string> CVerdict::sequences() const
     std::vector<std::string> lines = m_sequences;
     if (m_ulMoreSequences != 0)
         lines.push_back(formatted("and {} more SPS{}", m_ulMoreSequences, m_ulMoreSequences == 1 ? "" : "s"));
-    if (lines.empty())
+    if (lines.empty() && m_bAnySet)
         lines.emplace_back("no SPS was read");
     return lines;
 }
@@ -126,6 +127,8 @@ std::string CVerdict::answer() const
         return "cannot be decoded: " + types;
     if (m_notRead.ulCount != 0)
         return (m_bSpsRead && m_bPpsRead ? "cannot be decoded in full: " : "cannot be decoded: ") + m_notRead.first;
+    if (m_bAlone && !m_bAnySet)
+        return NO_SET;
     if (m_bAlone && !m_bSpsRead)
         return "the decoder's own checks need an SPS";
     return "the decoder's own checks pass";
@@ -147,7 +150,7 @@ std::string CVerdict::text() const
 
 EExitCode CVerdict::exitCode() const
 {
-    if (m_interruption)
+    if (m_interruption || m_bFailedEmpty)
         return EXIT_FILE_ERROR;
     return m_notSupported.ulCount + m_notRead.ulCount != 0 || !missing().empty() ? EXIT_SET_FAILED : EXIT_ALL_READ;
 }

@@ -26,6 +26,9 @@ struct StaleSet
     h265_inspect::FilePlace place;
 };
 
+/// Why a file that was read has nothing to show.
+inline constexpr char NO_SET[] = "no parameter set in it";
+
 /// What a stream is and whether this decoder takes it, gathered from its parameter sets as they come.
 class CVerdict
 {
@@ -36,6 +39,10 @@ public:
     /// The sets stand alone, without pictures: nothing counts as missing.
     void standAlone() { m_bAlone = true; }
     [[nodiscard]] bool isAlone() const { return m_bAlone; }
+    /// Whether no set came, of whichever layer.
+    [[nodiscard]] bool isEmpty() const { return !m_bAnySet; }
+    /// The file has no set at all, which is an error.
+    void failEmpty() { m_bFailedEmpty = true; }
     /// What the inspector counted by now.
     void count(const h265_inspect::StreamCounts& counts) { m_counts = counts; }
     /// The stream came to its end: what has not come by now is missing.
@@ -82,6 +89,8 @@ private:
     Failures m_notRead;
     bool m_bEnded = false;
     bool m_bAlone = false;
+    bool m_bAnySet = false;
+    bool m_bFailedEmpty = false;
     std::optional<std::string> m_interruption;
     std::vector<StaleSet> m_stale;
 };
