@@ -141,6 +141,23 @@ TEST_F(H265psSetsAlone, AreNoErrorWhereAnotherSectionHasSome)
     EXPECT_EQ(parseJson(result.output)["tracks"][0]["verdict"], "no parameter set in it");
 }
 
+TEST_F(H265psSetsAlone, AreNotMissedBySlices)
+{
+    const std::string sets = hex();
+    for (const std::string& text : {std::string("26010102"), sets + ",26010102"}) {
+        const ChildResult check = h265ps({"check", "--hex", text});
+        EXPECT_EQ(check.output.find("has not come"), std::string::npos) << check.output;
+        EXPECT_EQ(check.output.find("error"), std::string::npos) << check.output;
+        EXPECT_EQ(check.iExitCode, text.size() > 8 ? 0 : 2);
+    }
+    // A slice of PPS 0 whose SPS is not among the sets.
+    EXPECT_EQ(h265ps({"check", "--hex", hexOf(m_sets[2]) + ",2601ac"}).iExitCode, 0);
+    // What else slices tell is told.
+    const ChildResult beyond = h265ps({"check", "--hex", sets + ",26018083"});
+    EXPECT_NE(beyond.output.find("the ids end at 63"), std::string::npos) << beyond.output;
+    EXPECT_EQ(beyond.iExitCode, 1);
+}
+
 TEST_F(H265psSetsAlone, ShowTheSyntaxOfAPpsWhoseSpsIsMissing)
 {
     const ChildResult result = h265ps({"--hex", hexOf(m_sets[2])});

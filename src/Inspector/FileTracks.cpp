@@ -144,6 +144,7 @@ FileOptions CTracksReader::optionsOf(const ContainerTrack& track) const
     constexpr std::size_t FOUR_CHARACTERS = 4;
     if (track.codec.size() == FOUR_CHARACTERS && !track.bSetsAlone) // a sample entry
         options.inspect.sampleEntry = track.codec;
+    options.inspect.bAlone = track.bSetsAlone;
     return options;
 }
 

@@ -24,6 +24,7 @@ struct InspectOptions
 {
     bool bChecks = true;              // findings
     bool bRepeats = false;            // of sets that came before too; else these have neither syntax nor findings
+    bool bAlone = false;              // sets without their stream: none counts as missing
     std::string sampleEntry = "hvc1"; // in front of codec strings: the container's, where there is one
 };
 
@@ -73,7 +74,7 @@ public:
     /// Nothing more comes: tells what never came.
     void onEnd();
 
-    /// What was found to be wrong with sets among each other since this was last asked.
+    /// What was found to be wrong with sets among each other since this was last asked; valid until then.
     std::span<const h265_syntax::SetFinding> newSetFindings();
 
     [[nodiscard]] const StreamCounts& counts() const noexcept { return m_counts; }
@@ -90,14 +91,16 @@ private:
     void holdAgainstVps(unsigned uiSps);
     void holdAgainstSps(unsigned uiPps);
     void watchPps(const h265_stream::NalUnit& unit);
+    [[nodiscard]] bool isOfMissing(const h265_syntax::SetFinding& found) const;
     void count(const InspectedSet& set, const h265_stream::ParameterSetEvent& event, bool bKnown);
 
     const InspectOptions m_options;
     std::unique_ptr<Tables> m_pTables;
     h265_syntax::CNalUnit m_nalUnit;
     h265_syntax::CFindings m_findings;
-    std::optional<std::uint64_t> m_ulWatched; // the NAL unit watched last
-    std::size_t m_uiTold = 0;                 // findings among sets that were asked for
+    std::optional<std::uint64_t> m_ulWatched;     // the NAL unit watched last
+    std::size_t m_uiTold = 0;                     // findings among sets that were asked for
+    std::vector<h265_syntax::SetFinding> m_fresh; // those that were asked for last
     StreamCounts m_counts;
     SequenceGist m_gist; // of the last SPS
 };
