@@ -447,6 +447,48 @@ TEST_F(H265psContainer, PiecesOfAnImageShareTheirSetsAndAreShownOnce)
     EXPECT_TRUE(contains(text, "passed over: item 2, grid (image: it is made of 1 other items)\n"));
 }
 
+// Two images with one hvcC.
+Bytes imagesOf(const Bytes& record)
+{
+    const auto infe = [](unsigned uiItem) {
+        return fullBox("infe", 2, 0, {be(2, uiItem), be(2, 0), text("hvc1"), be(1, 0)});
+    };
+    const Bytes picture = prefixed({SLICE});
+    const auto place = [&](unsigned uiItem) {
+        return joined({be(2, uiItem), be(2, 1), be(2, 0), be(2, 1), be(4, 0), be(4, picture.size())});
+    };
+    const Bytes properties = box(
+        "iprp",
+        {box("ipco", {box("hvcC", {record})}), fullBox("ipma", 0, 0, {be(4, 2), {0, 1, 1, 0x81}, {0, 2, 1, 0x81}})});
+    return joined({FTYP,
+                   box("meta",
+                       {zeros(4),
+                        fullBox("iloc", 1, 0, {be(2, 0x4400), be(2, 2), place(1), place(2)}),
+                        fullBox("iinf", 0, 0, {be(2, 2), infe(1), infe(2)}),
+                        properties,
+                        box("idat", {picture})})});
+}
+
+TEST_F(H265psContainer, WhatIsWrongWithASharedRecordIsToldOnce)
+{
+    Bytes record = hvcCContent(setsOf("tool_lossless")); // an SPS with an error
+    record[12] = 30;                                     // general_level_idc
+    const std::string file = makeFile("two.heic", imagesOf(record));
+    for (const char* pFinding : {"level 8.5 is for intra", "hvcC says level 1 "}) {
+        SCOPED_TRACE(pFinding);
+        const ChildResult check = h265ps({"check", file});
+        EXPECT_EQ(check.iExitCode, 1);
+        EXPECT_EQ(countOf(check.output, pFinding), 1U) << check.output;
+        const std::string shown = h265ps({file}).output;
+        const std::string problems = shown.substr(shown.find("\nproblems\n"));
+        EXPECT_EQ(countOf(problems.substr(0, problems.find("\n\n")), pFinding), 1U) << problems;
+        EXPECT_FALSE(contains(problems, " more (h265ps check lists them)")) << problems;
+        EXPECT_TRUE(contains(problems, "the container: 1 error ")) << problems;
+        // A document has each with its track.
+        EXPECT_EQ(countOf(h265ps({"check", "--json", file}).output, pFinding), 2U);
+    }
+}
+
 TEST_F(H265psContainer, NamesInAFileCannotForgeLines)
 {
     Bytes forged = visualEntry("avc1", {});

@@ -15,6 +15,7 @@ using h265_syntax::Finding;
 void CCheckReport::begin(const std::string& file, const CFileVerdict& /* verdict */, EPace /* ePace */)
 {
     m_bErrors = false;
+    m_told = {};
     m_file = printable(file);
     if (!m_bJson)
         return;
@@ -38,6 +39,8 @@ void CCheckReport::tell(const FileFinding& finding)
     m_bErrors = m_bErrors || finding.finding.eSeverity == ESeverity::Error;
     if (m_bJson)
         return writeFinding(finding, m_json);
+    if (!m_told.isNew(finding))
+        return;
     std::string line = m_file;
     if (finding.ulOffset)
         line += formatted(":{}", *finding.ulOffset);

@@ -5,6 +5,7 @@
 #include "JsonWriter.h"
 #include "OutputStream.h"
 #include "Report.h"
+#include "ToldFindings.h"
 
 namespace h265ps {
 
@@ -28,7 +29,8 @@ private:
     COutputStream& m_output;
     CJsonWriter m_json;
     const bool m_bJson;
-    std::string m_file; // as it is printed
+    std::string m_file;   // as it is printed
+    CToldFindings m_told; // as text: a document has each with its track
     bool m_bErrors = false;
 };
 

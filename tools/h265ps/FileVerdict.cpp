@@ -74,7 +74,7 @@ CVerdict& CFileVerdict::of(const ContainerTrack& track)
 
 void CFileVerdict::addFinding(const h265_inspect::FileFinding& finding)
 {
-    if (!finding.bNote)
+    if (!finding.bNote && m_counted.isNew(finding))
         ++(finding.finding.eSeverity == h265_syntax::ESeverity::Error ? m_ulErrors : m_ulWarnings);
     if (!finding.bUnread)
         return;

@@ -8,6 +8,7 @@
 
 #include "ContainerSink.h"
 #include "FileTracks.h"
+#include "ToldFindings.h"
 #include "Verdict.h"
 
 namespace h265ps {
@@ -36,7 +37,8 @@ public:
     void addTrack(const h265_container::ContainerTrack& track);
     /// The verdict on a track of H.265 that was added.
     [[nodiscard]] CVerdict& of(const h265_container::ContainerTrack& track);
-    /// Of the container: counted, and what it left unread interrupts its track, or all of them.
+    /// Of the container: counted once where several tracks share what it is about, and what it left unread interrupts
+    /// its track, or all of them.
     void addFinding(const h265_inspect::FileFinding& finding);
     /// The file was read to its end: whether its tracks are of sets that stand alone, and there is none. Such a file is
     /// an error, since nothing else says that they are missing.
@@ -65,6 +67,7 @@ private:
     std::optional<CVerdict> m_stream;
     CVerdict m_worst; // of no stream
     std::optional<std::string> m_interruption;
+    CToldFindings m_counted;
     std::uint64_t m_ulErrors = 0; // of the container
     std::uint64_t m_ulWarnings = 0;
 };

@@ -118,6 +118,8 @@ void CTextReport::begin(const std::string& file, const CFileVerdict& verdict, EP
     m_repeats.clear();
     m_sharedOffsets.clear();
     m_findings.clear();
+    m_told = {};
+    m_ulToldBefore = 0;
     m_ulShown = 0;
     m_bAnySet = false;
     if (ePace == EPace::Again)
@@ -198,19 +200,24 @@ std::string CTextReport::block(const FileSet& told)
 void CTextReport::noteFindings(const FileSet& told)
 {
     for (const h265_syntax::Finding& finding : told.set.findings) {
-        if (m_findings.size() == MAX_LISTED_FINDINGS)
-            return;
-        m_findings.push_back(formatted("  {} {}{}: {}\n",
-                                       nameOf(told.event, told.set),
-                                       atPlace(told.place),
-                                       finding.ulBit ? formatted(", bit {}", *finding.ulBit) : "",
-                                       findingText(finding, true)));
+        if (!m_told.isNew(findingOf(told, finding)))
+            ++m_ulToldBefore;
+        else if (m_findings.size() < MAX_LISTED_FINDINGS)
+            m_findings.push_back(formatted("  {} {}{}: {}\n",
+                                           nameOf(told.event, told.set),
+                                           atPlace(told.place),
+                                           finding.ulBit ? formatted(", bit {}", *finding.ulBit) : "",
+                                           findingText(finding, true)));
     }
 }
 
 // Of the container among the first lines, or in its place, where the sets around it tell what it is about.
 void CTextReport::addFinding(const h265_inspect::FileFinding& finding)
 {
+    if (!m_told.isNew(finding)) {
+        m_ulToldBefore += finding.set.empty() ? 0 : 1;
+        return;
+    }
     std::string place = finding.set;
     if (!finding.place.empty())
         place += (finding.ulTrack ? " in " : " at ") + finding.place;
@@ -248,7 +255,7 @@ void CTextReport::showFindings(const CFileVerdict& verdict)
     std::string text = "\nproblems\n";
     for (const std::string& line : m_findings)
         text += line;
-    const std::uint64_t ulAll = verdict.findings();
+    const std::uint64_t ulAll = verdict.findings() - m_ulToldBefore;
     if (ulAll > m_findings.size())
         text += formatted("  and {} more (h265ps check lists them)\n", ulAll - m_findings.size());
     m_output.append(text);

@@ -10,6 +10,7 @@
 #include "Report.h"
 #include "SyntaxTree.h"
 #include "TextStyle.h"
+#include "ToldFindings.h"
 
 namespace h265ps {
 
@@ -70,7 +71,9 @@ private:
     std::map<RepeatKey, std::uint64_t> m_repeats;
     std::set<std::uint64_t> m_sharedOffsets; // sets that several items of a file can have
     h265_inspect::CSyntaxTree m_tree;
-    std::vector<std::string> m_findings;   // the first of all, as lines
+    std::vector<std::string> m_findings; // the first of all, as lines
+    CToldFindings m_told;
+    std::uint64_t m_ulToldBefore = 0;      // findings of sets that tracks share, which are counted for each
     std::vector<std::string> m_headErrors; // of the container
     std::vector<std::string> m_headWarnings;
     std::uint64_t m_ulShown = 0;
