@@ -254,6 +254,38 @@ TEST_F(H265psEdit, SaysWhatIsNoStream)
     }
 }
 
+// 1: it is known what they are, and writing them is not done.
+TEST_F(H265psEdit, SaysWhatIsNotWritten)
+{
+    const auto ofContainer = [](const char* pName) { return contentOf(CORPUS.parent_path() / "containers" / pName); };
+    (void)make("in.ts", ofContainer("packets188.ts"));
+    (void)make("in.sdp", "v=0\nm=video 1 RTP/AVP 96\na=rtpmap:96 H265/90000\n");
+    const Names aaCases[] = {{"in.ts", "it looks like an MPEG transport stream (MPEG-TS), which is not written: "},
+                             {"in.sdp", "it looks like an SDP session description, which is not written: "}};
+    for (const Names& c : aaCases) {
+        const ChildResult result = edit({c[0], "-o", "out", "sps.vui.colour_primaries=9"});
+        EXPECT_EQ(result.iExitCode, 1);
+        EXPECT_TRUE(result.error.starts_with("h265ps: error: " + c[0] + ": " + c[1])) << result.error;
+        EXPECT_EQ(files(), (Names{"in.sdp", "in.ts"}));
+    }
+    for (const char* const pName : {"hvc1.mp4", "ffmpeg.mkv"}) {
+        ChildSetup setup;
+        setup.directory = m_directory.string();
+        const ChildResult result = runChild(
+            "/bin/sh",
+            {"-c",
+             "cat " + (CORPUS.parent_path() / "containers" / pName).string() + " | " + PROGRAM + " edit - -o out"},
+            setup);
+        EXPECT_EQ(result.iExitCode, 1);
+        EXPECT_NE(
+            result.error.find(
+                "which is read more than once, and standard input and pipes cannot go back: save it as a file first"),
+            std::string::npos)
+            << result.error;
+        EXPECT_EQ(files(), (Names{"in.sdp", "in.ts"}));
+    }
+}
+
 // What is written and what cannot be is ContainerEditTest's.
 TEST_F(H265psEdit, WritesMoviesAndMatroskaFiles)
 {

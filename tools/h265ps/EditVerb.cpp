@@ -1,5 +1,6 @@
 #include <filesystem>
 #include <memory>
+#include <stdexcept>
 #include <string>
 #include <utility>
 #include <vector>
@@ -7,6 +8,7 @@
 #include "ContainerEdit.h"
 #include "ErrorLine.h"
 #include "FileKind.h"
+#include "FileTracks.h"
 #include "InputStream.h"
 #include "Options.h"
 #include "RandomSource.h"
@@ -93,6 +95,31 @@ h265_container::EFileKind containerKindOf(h265_container::CRandomSource& source)
     return h265_container::fileKind(head).eKind;
 }
 
+// Of a file with tracks that is not written, whatever is forced: docs/editing.md.
+class CNotWritten : public std::runtime_error
+{
+public:
+    using std::runtime_error::runtime_error;
+};
+
+// A byte stream. Throws CNotWritten, and h265_stream::CSourceError of what is neither.
+std::unique_ptr<h265_stream::CByteSource> openStream(const std::string& file)
+{
+    auto pSource = h265_stream::openByteSource(file);
+    const h265_container::FileKind kind = kindOf(*pSource);
+    const std::string looks = "it looks like " + std::string(kind.name);
+    if (h265_inspect::isEditedAsContainer(kind.eKind)) // openContainer takes files only
+        throw CNotWritten(
+            looks +
+            ", which is read more than once, and standard input and pipes cannot go back: save it as a file first");
+    if (h265_inspect::hasTracks(kind.eKind))
+        throw CNotWritten(looks +
+                          ", which is not written: only byte streams, movies (MP4, MOV) and Matroska files are");
+    if (const std::optional<std::string> reason = foreignReason(kind, pSource->head()))
+        throw h265_stream::CSourceError(*reason, 0);
+    return pSource;
+}
+
 // A file of boxes or of Matroska; none of what is read as a byte stream.
 std::unique_ptr<h265_container::CRandomSource> openContainer(const std::string& path)
 {
@@ -105,7 +132,7 @@ std::unique_ptr<h265_container::CRandomSource> openContainer(const std::string& 
 int edit(const EditArguments& arguments, const h265_inspect::EditOptions& options)
 {
     const auto pContainer = openContainer(arguments.in);
-    const auto pStream = pContainer == nullptr ? openInputStream(arguments.in) : nullptr;
+    const auto pStream = pContainer == nullptr ? openStream(arguments.in) : nullptr;
     CReplacedFile file(arguments.out, arguments.in);
     const h265_inspect::EditOutcome outcome =
         pContainer == nullptr ? h265_inspect::editStream(*pStream, options, file)
@@ -143,6 +170,9 @@ int runEdit(std::span<char* const> arguments, COutputStream& output)
             options.settings.push_back(h265_inspect::parseEditSetting(setting));
         options.bForce = wanted.bForce;
         return edit(wanted, options);
+    } catch (const CNotWritten& reason) {
+        CErrorLine() << wanted.in << ": " << reason.what();
+        return EXIT_SET_FAILED;
     } catch (const h265_inspect::CSettingError& error) {
         CErrorLine() << wanted.in << ": " << error.what();
     } catch (const h265_stream::CSourceError& error) {

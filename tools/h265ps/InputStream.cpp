@@ -30,13 +30,4 @@ std::optional<std::string> foreignReason(const FileKind& kind, std::span<const u
     return reason;
 }
 
-std::unique_ptr<h265_stream::CByteSource> openInputStream(const std::string& file)
-{
-    std::unique_ptr<h265_stream::CByteSource> pSource = h265_stream::openByteSource(file);
-    const FileKind kind = kindOf(*pSource);
-    if (const std::optional<std::string> reason = foreignReason(kind, pSource->head()))
-        throw h265_stream::CSourceError(*reason, 0);
-    return pSource;
-}
-
 } // namespace h265ps

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <memory>
 #include <optional>
 #include <span>
 #include <string>
@@ -15,8 +14,5 @@ h265_container::FileKind kindOf(h265_stream::CByteSource& source);
 
 /// Why a file of a kind, with these first bytes, is not read as a byte stream of H.265; none when it is.
 std::optional<std::string> foreignReason(const h265_container::FileKind& kind, std::span<const unsigned char> head);
-
-/// Opens a byte stream of H.265. Throws h265_stream::CSourceError, also of other files.
-std::unique_ptr<h265_stream::CByteSource> openInputStream(const std::string& file);
 
 } // namespace h265ps
