@@ -26,7 +26,8 @@ extern "C" int LLVMFuzzerTestOneInput(const unsigned char* pData, std::size_t ui
         const EditedStream after = edited(stream, settings, bForce, uiPieceBytes);
         const EditedStream whole = edited(stream, settings, bForce);
         check(whole.outcome.refusals.size() == after.outcome.refusals.size(), "pieces do not change what is refused");
-        if (!after.outcome.refusals.empty())
+        check(whole.outcome.impossible.size() == after.outcome.impossible.size(), "nor what cannot be written");
+        if (!after.outcome.refusals.empty() || !after.outcome.impossible.empty())
             return 0; // what was written is of no use
         check(whole.bytes == after.bytes, "pieces do not change what is written");
         check(unitsOf(after.bytes).size() == unitsOf(stream).size(), "no NAL unit comes or goes");

@@ -119,6 +119,22 @@ TEST_F(H265psEdit, DoesItAllTheSameWhenForced)
     EXPECT_NE(content("out.hevc"), content("in.hevc"));
 }
 
+TEST_F(H265psEdit, OffersNoForceForASetThatCannotBeRead)
+{
+    (void)stream("malformed_rps_in_sps");
+    const ChildResult refused = edit({"in.hevc", "-o", "out.hevc", "sps.vui.video_format=2"});
+    EXPECT_EQ(refused.iExitCode, 1);
+    EXPECT_NE(refused.error.find("sps[0] cannot be rewritten: "), std::string::npos) << refused.error;
+    EXPECT_EQ(refused.error.find("--force"), std::string::npos) << refused.error;
+    EXPECT_EQ(files(), Names{"in.hevc"});
+    const ChildResult forced = edit({"in.hevc", "-o", "out.hevc", "--force", "sps.vui.video_format=2"});
+    EXPECT_EQ(forced.iExitCode, 0);
+    EXPECT_NE(forced.error.find("h265ps: warning: in.hevc: no setting changes anything: what is written is a copy\n"),
+              std::string::npos)
+        << forced.error;
+    EXPECT_EQ(content("out.hevc"), content("in.hevc"));
+}
+
 TEST_F(H265psEdit, EndsWithTwoForAWrongSettingAndLeavesTheOutputAlone)
 {
     (void)stream();

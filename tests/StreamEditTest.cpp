@@ -431,11 +431,15 @@ TEST(EditStream, NeverRewritesASetThatCannotBeReadWhole)
 {
     const Bytes before = streamOf("malformed_rps_in_sps");
     const EditedStream refused = edited(before, {"sps.vui.video_format=2"});
-    ASSERT_FALSE(refused.outcome.refusals.empty());
-    EXPECT_TRUE(contains(refused.outcome.refusals.front().text, "sps[0] cannot be rewritten: "));
+    EXPECT_TRUE(refused.outcome.refusals.empty()); // which force would lift
+    ASSERT_FALSE(refused.outcome.impossible.empty());
+    EXPECT_TRUE(contains(refused.outcome.impossible.front().text, "sps[0] cannot be rewritten: "));
+    EXPECT_TRUE(refused.bytes.empty());
     const EditedStream forced = edited(before, {"sps.vui.video_format=2"}, true);
     EXPECT_EQ(forced.bytes, before);
-    EXPECT_FALSE(forced.outcome.warnings.empty());
+    EXPECT_TRUE(forced.outcome.impossible.empty());
+    ASSERT_FALSE(forced.outcome.warnings.empty());
+    EXPECT_TRUE(forced.outcome.warnings.front().text.ends_with("; it stays as it is"));
 }
 
 TEST(EditStream, PassesASetOverThatIsLongerThanAnyThatIsLookedAt)
@@ -445,7 +449,7 @@ TEST(EditStream, PassesASetOverThatIsLongerThanAnyThatIsLookedAt)
     bytes.insert(bytes.end(), {0, 0, 1, 0x28, 1, 0x55});
     EXPECT_EQ(edited(bytes, {}, false, std::size_t{64} << 10).bytes, bytes);
     const EditedStream refused = edited(bytes, {"sps.vui.video_format=2"}, false, std::size_t{64} << 10);
-    EXPECT_EQ(refused.outcome.refusals.size(), 1U);
+    EXPECT_EQ(refused.outcome.impossible.size(), 1U);
     EXPECT_EQ(edited(bytes, {"sps.vui.video_format=2"}, true, std::size_t{64} << 10).bytes, bytes);
 }
 

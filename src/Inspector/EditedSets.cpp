@@ -226,10 +226,13 @@ void CEditedSets::tellChanges(const Entry<TSet>& entry, const std::vector<Differ
 template <class TSet>
 void CEditedSets::refuseUnread(const TSet& set, const h265_stream::NalUnit& unit)
 {
-    refuse(unit.ulOffset,
-           nameOf(set) + " cannot be rewritten: " +
-               (set.stop ? set.stop.message()
-                         : "it has " + std::to_string(unit.ulSize) + " bytes, more than are looked at"));
+    std::string text =
+        nameOf(set) + " cannot be rewritten: " +
+        (set.stop ? set.stop.message() : "it has " + std::to_string(unit.ulSize) + " bytes, more than are looked at");
+    if (m_options.bForce)
+        warn(unit.ulOffset, text + "; it stays as it is");
+    else if (m_told.insert(text).second)
+        m_outcome.impossible.push_back({unit.ulOffset, std::move(text)});
 }
 
 template <class TSet>

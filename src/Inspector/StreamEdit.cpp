@@ -40,7 +40,7 @@ public:
         if (!isParameterSet(unit.header.nal_unit_type)) {
             // The sets in front of a picture have all been looked at: why read on?
             constexpr unsigned FIRST_NON_VCL = 32;
-            return m_outcome.refusals.empty() || unit.header.nal_unit_type >= FIRST_NON_VCL;
+            return isWritten() || unit.header.nal_unit_type >= FIRST_NON_VCL;
         }
         const std::span<const unsigned char> bytes = m_sets.take(unit, unit.ulOffset >= m_ulPassed);
         if (!std::ranges::equal(bytes, unit.bytes)) {
@@ -54,6 +54,8 @@ public:
 private:
     // A set that is longer than any that is looked at is not waited for.
     static constexpr std::size_t MAX_HELD = MAX_PARAMETER_SET_BYTES + (std::size_t{1} << 20);
+
+    [[nodiscard]] bool isWritten() const { return m_outcome.refusals.empty() && m_outcome.impossible.empty(); }
 
     void endPiece()
     {
@@ -95,7 +97,7 @@ private:
 
     void write(std::span<const unsigned char> bytes)
     {
-        if (m_outcome.refusals.empty() && !bytes.empty())
+        if (isWritten() && !bytes.empty())
             m_output.write(bytes);
     }
 

@@ -30,7 +30,7 @@ struct EditOutcome
 {
     /// Why the stream is not to be written; each reason once. What was written is of no use then.
     std::vector<EditMessage> refusals;
-    /// Why what holds the stream cannot take it, whatever is forced.
+    /// What forcing does not help: a set that cannot be read whole, and why what holds the stream cannot take it.
     std::vector<EditMessage> impossible;
     /// What is to be known about what was written.
     std::vector<EditMessage> warnings;
@@ -48,7 +48,8 @@ public:
 
 /// Writes a byte stream with changed parameter sets, and everything else byte for byte. Refused is what brings
 /// an error that was not there before, and what the slices are coded against; with bForce these are warnings.
-/// A set that cannot be read whole is never rewritten. Throws CSettingError, and what source and output throw.
+/// A set that cannot be read whole is never rewritten; with bForce that is a warning, and the others are. Throws
+/// CSettingError, and what source and output throw.
 EditOutcome editStream(h265_stream::CByteSource& source, const EditOptions& options, CEditOutput& output);
 
 } // namespace h265_inspect

@@ -149,6 +149,8 @@ int edit(const EditArguments& arguments, const h265_inspect::EditOptions& option
     }
     for (const h265_inspect::EditMessage& warning : outcome.warnings)
         tell(arguments, warning, "warning", "");
+    if (arguments.bForce && !arguments.settings.empty() && outcome.ulChanged == 0)
+        tell(arguments, {0, "no setting changes anything: what is written is a copy"}, "warning", "");
     file.commit();
     return EXIT_ALL_READ;
 }
