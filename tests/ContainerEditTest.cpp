@@ -309,7 +309,8 @@ TEST(MovieEdit, RefusesWhatTheSlicesAreCodedAgainst)
 
 // A Matroska file whose frames have no sets, with so many bytes of Void behind Tracks, or a SeekHead and so many in
 // front of it.
-Bytes matroska(std::optional<std::size_t> uiVoid, std::optional<std::size_t> uiFront = std::nullopt)
+Bytes matroska(std::optional<std::size_t> uiVoid, std::optional<std::size_t> uiFront = std::nullopt,
+               const Bytes& codecPrivate = hvcCContent(streamSets()))
 {
     const Bytes video = element(0xe0, {element(0xb0, {be(2, 176)}), element(0xba, {be(2, 144)})});
     const Bytes entry = element(0xae,
@@ -317,7 +318,7 @@ Bytes matroska(std::optional<std::size_t> uiVoid, std::optional<std::size_t> uiF
                                  element(0x83, {be(1, 1)}),
                                  element(0x86, {text("V_MPEGH/ISO/HEVC")}),
                                  video,
-                                 element(0x63a2, {hvcCContent(streamSets())})});
+                                 element(0x63a2, {codecPrivate})});
     const Bytes cluster = element(0x1f43b675,
                                   {element(0xe7, {be(1, 0)}),
                                    element(0xa3, {be(1, 0x81), be(2, 0), be(1, 0x80), prefixed({SLICE_1})}),
@@ -393,6 +394,17 @@ TEST(MatroskaEdit, SaysWhyItCannot)
 {
     EXPECT_NE(reasonOf(matroska(std::nullopt), GROW).find("there is no free space (Void) around Tracks for that"),
               std::string::npos);
+    // Nothing of it has to do with images.
+    Bytes stream;
+    for (const Bytes& set : streamSets())
+        stream = joined({stream, be(4, 1), set});
+    EXPECT_EQ(reasonOf(matroska(40, std::nullopt, stream), {"sps.ptl.general_level_idc=90"}),
+              "CodecPrivate is no hvcC record: its sets cannot be replaced");
+    Bytes cut = matroska(40);
+    cut.resize(cut.size() - 3);
+    const std::string reason = reasonOf(cut, {"sps.ptl.general_level_idc=90"});
+    EXPECT_TRUE(reason.starts_with("the file ends early: ")) << reason;
+    EXPECT_TRUE(reason.ends_with("; only a whole file is changed")) << reason;
 }
 
 TEST(ContainerEdit, EndsWellOfDamagedFiles)

@@ -35,7 +35,11 @@ class CSetsOfFile : public CContainerSink
 public:
     CSetsOfFile(const EditOptions& options, EditOutcome& outcome) : m_sets(options, outcome), m_outcome(outcome) {}
 
-    void onTrack(const ContainerTrack& track) override { m_uiTracks += track.bIsH265 ? 1 : 0; }
+    void onTrack(const ContainerTrack& track) override
+    {
+        m_uiTracks += track.bIsH265 ? 1 : 0;
+        m_bImage = m_bImage || (track.bIsH265 && track.eKind == ETrackKind::Image);
+    }
     void onClaims(const ContainerClaims& claims) override
     {
         for (const auto* const pClaim : {&claims.hvcC, &claims.lhvC}) {
@@ -49,11 +53,17 @@ public:
             take(unit);
         return true;
     }
-    void onFinding(const ContainerFinding& /*finding*/) override {}
+    void onFinding(const ContainerFinding& finding) override
+    {
+        if (finding.bUnread && m_unread.empty())
+            m_unread = finding.message;
+    }
 
     void finish() const { m_sets.finish(); }
 
     unsigned m_uiTracks = 0;
+    bool m_bImage = false;                                // the H.265 is an item's
+    std::string m_unread;                                 // why the file is not read to its end
     std::map<std::uint64_t, EConfigurationBox> m_records; // by the offset of their content
     EditedUnits m_inRecords;
     EditedUnits m_inSamples; // of the size that they have
@@ -167,9 +177,22 @@ void readFile(EFileKind eKind, CRandomSource& source, CContainerSink& sink)
         readIsoBaseMedia(source, {}, sink);
 }
 
+// Why sets that stand in a record, or in its place, are not found there again.
+std::string lostReason(EFileKind eKind, const CSetsOfFile& sets)
+{
+    if (sets.m_bImage)
+        return "the sets stand where they cannot be replaced: only the tracks of movies and of Matroska files are "
+               "written, no image items";
+    if (!sets.m_unread.empty())
+        return sets.m_unread + "; only a whole file is changed";
+    if (eKind == EFileKind::Matroska && sets.m_records.empty())
+        return "CodecPrivate is no hvcC record: its sets cannot be replaced";
+    return "the record that holds the sets cannot be found again, or is damaged";
+}
+
 // Plans a file: the records, whose content is kept for the claims.
 template <class TEdit>
-std::string planFile(TEdit& edit, const CSetsOfFile& sets, std::map<std::uint64_t, Bytes>& contents,
+std::string planFile(EFileKind eKind, TEdit& edit, const CSetsOfFile& sets, std::map<std::uint64_t, Bytes>& contents,
                      CFilePatches& patches)
 {
     std::vector<ReplacedRecord> records;
@@ -186,9 +209,7 @@ std::string planFile(TEdit& edit, const CSetsOfFile& sets, std::map<std::uint64_
         records.push_back({ulOffset, std::move(edited.content)});
     }
     if (uiReplaced != sets.m_inRecords.size())
-        return "the sets stand where they cannot be replaced: only the tracks of movies and of Matroska files are "
-               "written, "
-               "no image items";
+        return lostReason(eKind, sets);
     for (const auto& [ulOffset, bytes] : sets.m_inSamples)
         patches.replace(ulOffset, bytes.size(), bytes);
     return edit.plan(records, patches);
@@ -215,8 +236,8 @@ EditOutcome editContainer(EFileKind eKind, CRandomSource& source, const EditOpti
     CMatroskaEdit matroska(source);
     const bool bChanged = !sets.m_inRecords.empty() || !sets.m_inSamples.empty();
     if (bChanged) {
-        std::string reason = eKind == EFileKind::Matroska ? planFile(matroska, sets, records, patches)
-                                                          : planFile(movie, sets, records, patches);
+        std::string reason = eKind == EFileKind::Matroska ? planFile(eKind, matroska, sets, records, patches)
+                                                          : planFile(eKind, movie, sets, records, patches);
         if (!reason.empty()) {
             outcome.impossible.push_back({0, std::move(reason)});
             return outcome;
