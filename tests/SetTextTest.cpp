@@ -117,6 +117,8 @@ TEST(ReadSetText, TakesSetsBetweenCommasAndBetweenStartCodes)
     } aCases[] = {
         {"commas", "40010c01ffff0160,420101016005,4401c1"},
         {"a comma at the end of each line", "40010c01ffff0160,\n420101016005,\n4401c1,\n"},
+        {"lines", "40010c01ffff0160\n420101016005\r\n\n4401c1\n"},
+        {"lines and a comma", "40010c01ffff0160\n420101016005,4401c1"},
         {"start codes", "0000000140010c01ffff0160 000001420101016005 00000000014401c1"},
         {"both", "00000140010c01ffff0160,000000014201010160050000014401c1"},
         {"a start code in front of the second", "40010c01ffff0160 00000001 420101016005,4401c1"},
@@ -132,6 +134,17 @@ TEST(ReadSetText, TakesSetsBetweenCommasAndBetweenStartCodes)
         EXPECT_FALSE(record.m_units[0].ulOffset.has_value());
     }
     EXPECT_EQ(read("QAEMAf//AWA=, QgEBAWAF,RAHB", ETextForm::Base64).unitBytes(), all);
+    EXPECT_EQ(read("QAEMAf//AWA=\nQgEBAWAF\nRAHB\n", ETextForm::Base64).unitBytes(), all);
+    const CContainerRecord wrong = read("40010c01ffff0160\n4201010160g5\n");
+    EXPECT_TRUE(wrong.m_units.empty()) << "lines that are no sets are one text";
+}
+
+// A set that is broken into lines, as long ones are.
+TEST(ReadSetText, TakesLinesThatDoNotAllBeginAsSetsTogether)
+{
+    EXPECT_EQ(read("40010c01\nffff0160").unitBytes(), std::vector<Bytes>{VPS});
+    EXPECT_EQ(read("40\n01\n0c01ffff0160").unitBytes(), std::vector<Bytes>{VPS});
+    EXPECT_EQ(read("40010c01f\nfff0160").unitBytes(), std::vector<Bytes>{VPS}) << "inside a byte";
 }
 
 TEST(ReadSetText, TakesBytesOneByOneForOneSet)

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <iterator>
 #include <optional>
 #include <span>
 #include <string>
@@ -28,12 +29,42 @@ struct TextItem
     std::variant<std::vector<unsigned char>, TextError> bytes;
 };
 
+// 7.3.1.2: a NAL unit header of a set and something behind it.
+bool beginsAsSet(const TextItem& item)
+{
+    const auto* const pBytes = std::get_if<std::vector<unsigned char>>(&item.bytes);
+    return pBytes != nullptr && pBytes->size() > 2 && ((*pBytes)[0] & 0x80) == 0 &&
+           h265_stream::isParameterSet((*pBytes)[0] >> 1) && ((*pBytes)[1] & 7) == 1;
+}
+
+// Sets on lines of their own. Lines that break one set go on in its middle, and do not all begin as sets.
+std::vector<TextItem> linesOfSets(std::string_view text, std::size_t uiOffset, ETextForm eForm)
+{
+    std::vector<TextItem> lines;
+    for (std::size_t uiBegin = 0; uiBegin < text.size();) {
+        const std::size_t uiEnd = std::min(text.find('\n', uiBegin), text.size());
+        const std::string_view line = text.substr(uiBegin, uiEnd - uiBegin);
+        if (line.find_first_not_of(" \t\r") != std::string_view::npos) {
+            lines.push_back({uiOffset + uiBegin, bytesOfText(line, eForm)});
+            if (!beginsAsSet(lines.back()))
+                return {};
+        }
+        uiBegin = uiEnd + 1;
+    }
+    return lines;
+}
+
 std::vector<TextItem> itemsOf(std::string_view text, ETextForm eForm)
 {
     std::vector<TextItem> items;
     for (std::size_t uiBegin = 0; uiBegin <= text.size() && items.size() <= MAX_TEXT_SETS;) {
         const std::size_t uiEnd = std::min(text.find(',', uiBegin), text.size());
-        items.push_back({uiBegin, bytesOfText(text.substr(uiBegin, uiEnd - uiBegin), eForm)});
+        const std::string_view item = text.substr(uiBegin, uiEnd - uiBegin);
+        std::vector<TextItem> lines = linesOfSets(item, uiBegin, eForm);
+        if (lines.size() > 1)
+            std::ranges::move(lines, std::back_inserter(items));
+        else
+            items.push_back({uiBegin, bytesOfText(item, eForm)});
         uiBegin = uiEnd + 1;
     }
     const auto hasBytes = [](const TextItem& item, std::size_t uiBytes) {
@@ -161,7 +192,7 @@ void readSetText(std::string_view text, ETextForm eForm, CContainerSink& sink)
     }
     const std::vector<TextItem> items = itemsOf(text, eForm);
     if (items.size() > MAX_TEXT_SETS)
-        reading.fail(items.back().uiOffset,
+        reading.fail(items[MAX_TEXT_SETS].uiOffset,
                      "there are more than " + std::to_string(MAX_TEXT_SETS) + " sets: what follows is not read");
     for (const TextItem& item : std::span(items).first(std::min(items.size(), MAX_TEXT_SETS)))
         reading.item(item);

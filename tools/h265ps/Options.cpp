@@ -55,8 +55,8 @@ void addSets(CCommandLine& commandLine, Options& options)
     };
     add("--hex",
         h265_container::ETextForm::Hex,
-        "Parameter sets in hexadecimal in the place of a file, separated by commas or start codes; - reads them from "
-        "standard input");
+        "Parameter sets in hexadecimal in the place of a file, separated by commas or start codes, or each on a "
+        "line; - reads them from standard input");
     add("--base64", h265_container::ETextForm::Base64, "Likewise in base64");
 }
 
