@@ -447,6 +447,24 @@ TEST_F(H265psContainer, PiecesOfAnImageShareTheirSetsAndAreShownOnce)
     EXPECT_TRUE(contains(text, "passed over: item 2, grid (image: it is made of 1 other items)\n"));
 }
 
+// Packed with bzlib, which is not read.
+TEST_F(H265psContainer, H265ThatIsNotReadIsNotCalledAnotherCodec)
+{
+    const Bytes packed =
+        element(0x6d80, {element(0x6240, {element(0x5034, {element(0x4254, {be(1, 1)})})})}); // ContentCompAlgo
+    const std::string file =
+        makeFile("packed.mkv", joined({ebmlHeader(), segment({tracks({trackEntry({}, packed, "V_MPEGH/ISO/HEVC")})})}));
+    const ChildResult result = h265ps({file});
+    EXPECT_EQ(result.iExitCode, 2);
+    EXPECT_EQ(result.error,
+              "h265ps: error: " + file +
+                  ": no track of H.265 in it that can be read: track 1: it is H.265, packed with bzlib, which is not "
+                  "read; zlib and header stripping are\n");
+    const ChildResult scanned = h265ps({"scan", file});
+    EXPECT_EQ(scanned.error.find("no H.265: "), std::string::npos) << scanned.error;
+    EXPECT_TRUE(contains(scanned.error, "packed with bzlib")) << scanned.error;
+}
+
 // Two images with one hvcC.
 Bytes imagesOf(const Bytes& record)
 {

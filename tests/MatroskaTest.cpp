@@ -263,11 +263,14 @@ TEST(Matroska, SaysWhyATrackIsPassedOver)
     EXPECT_EQ(record.m_tracks[0].reason, "it is no H.265");
     EXPECT_EQ(record.m_tracks[1].eKind, ETrackKind::Audio);
     EXPECT_EQ(record.m_tracks[2].eKind, ETrackKind::Text);
-    EXPECT_EQ(record.m_tracks[3].reason, "its frames are packed more than once, which is not read");
-    EXPECT_EQ(record.m_tracks[4].reason, "it is encrypted");
+    EXPECT_EQ(record.m_tracks[3].reason, "it is H.265, packed more than once, which is not read");
+    EXPECT_EQ(record.m_tracks[4].reason, "it is H.265, encrypted, which is not read");
     EXPECT_EQ(record.m_tracks[5].reason,
-              "its frames are packed with algorithm 1, which is not read; zlib and header stripping are");
+              "it is H.265, packed with bzlib, which is not read; zlib and header stripping are");
     EXPECT_EQ(record.m_tracks[6].reason, "it is no H.265");
+    EXPECT_FALSE(record.m_tracks[0].bUnreadH265);
+    for (const std::size_t i : {3U, 4U, 5U})
+        EXPECT_TRUE(record.m_tracks[i].bUnreadH265);
     EXPECT_TRUE(record.m_units.empty());
     ASSERT_EQ(record.m_findings.size(), 1U);
     EXPECT_TRUE(record.tells("blocks of track 9, which Tracks does not have"));

@@ -32,6 +32,7 @@ struct ContainerTrack
     std::string reason;                // why the track is passed over; empty of H.265
     std::string_view holder = "track"; // or "item", "PID", "media", "set"
     bool bSetsAlone = false;           // without pictures: nothing counts as missing
+    bool bUnreadH265 = false;          // passed over although it is H.265: packed or encrypted
 };
 
 /// Where a NAL unit stands, for people. It is kept beyond the reading of its file: what it views is constant.

@@ -146,6 +146,16 @@ Encoding readEncoding(CRandomSource& source, CUnitOutput& output, const EbmlElem
     return encoding;
 }
 
+// 5.1.4.1.31.6 ContentCompAlgo.
+std::string packingName(std::uint64_t ulAlgorithm)
+{
+    constexpr std::uint64_t BZLIB = 1;
+    constexpr std::uint64_t LZO = 2;
+    if (ulAlgorithm == BZLIB || ulAlgorithm == LZO)
+        return ulAlgorithm == BZLIB ? "bzlib" : "LZO";
+    return "algorithm " + std::to_string(ulAlgorithm);
+}
+
 void readEncodings(CRandomSource& source, CUnitOutput& output, const EbmlElement& element, MatroskaTrack& track)
 {
     CEbmlWalk walk(source, output, "Segment/Tracks/TrackEntry/ContentEncodings", element.ulContent, element.ulEnd);
@@ -155,11 +165,11 @@ void readEncodings(CRandomSource& source, CUnitOutput& output, const EbmlElement
             continue;
         Encoding encoding = readEncoding(source, output, *child);
         if (++uiEncodings > 1)
-            track.reason = "its frames are packed more than once, which is not read";
+            track.reason = "packed more than once, which is not read";
         else if (encoding.ulType != 0)
-            track.reason = "it is encrypted";
+            track.reason = "encrypted, which is not read";
         else if (encoding.ulAlgorithm != 0 && encoding.ulAlgorithm != 3)
-            track.reason = "its frames are packed with algorithm " + std::to_string(encoding.ulAlgorithm) +
+            track.reason = "packed with " + packingName(encoding.ulAlgorithm) +
                            ", which is not read; zlib and header stripping are";
         track.ePacking = encoding.ulAlgorithm == 0 ? EFramePacking::Zlib : EFramePacking::HeaderStripping;
         track.bPacksFrames = (encoding.ulScope & 1) != 0;
@@ -222,6 +232,8 @@ void judge(MatroskaTrack& track)
     }
     if (track.codec != "V_MPEGH/ISO/HEVC" && !bBitmap)
         track.reason = "it is no H.265";
+    else if (!track.reason.empty())
+        track.bUnreadH265 = true;
 }
 
 ETrackKind kindOfTrack(std::uint64_t ulType)
@@ -293,7 +305,14 @@ MatroskaTrack readMatroskaTrack(CRandomSource& source, CUnitOutput& output, cons
 
 void deliverMatroskaTrack(CUnitOutput& output, MatroskaTrack& track)
 {
-    output.track({track.ulTrack, kindOfTrack(track.ulType), track.codec, track.reason.empty(), track.reason});
+    const bool bRead = track.reason.empty();
+    const std::string reason = (track.bUnreadH265 ? "it is H.265, " : "") + track.reason;
+    output.track({.ulTrack = track.ulTrack,
+                  .eKind = kindOfTrack(track.ulType),
+                  .codec = track.codec,
+                  .bIsH265 = bRead,
+                  .reason = reason,
+                  .bUnreadH265 = track.bUnreadH265});
     if (!track.reason.empty())
         return;
     const std::string path = "Segment/Tracks/TrackEntry/CodecPrivate";

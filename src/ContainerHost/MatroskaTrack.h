@@ -32,7 +32,8 @@ struct MatroskaTrack
     std::uint64_t ulTrack = 0;
     std::uint64_t ulType = 0;
     std::string codec;
-    std::string reason; // why it is passed over, empty of H.265
+    std::string reason;       // why it is passed over, empty where it is read
+    bool bUnreadH265 = false; // it is H.265 all the same
     EFramePacking ePacking = EFramePacking::Plain;
     bool bPacksFrames = false;
     bool bPacksPrivate = false;

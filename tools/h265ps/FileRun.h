@@ -80,7 +80,7 @@ private:
     EPace m_ePace = EPace::Whole;
     std::optional<std::string> m_interruption; // why the stream was not read to its end
     bool m_bOutOfMemory = false;               // that is why
-    bool m_bUnknown = false;                   // it ends, or is damaged, in front of what would say what it holds
+    bool m_bUnknown = false;                   // what it holds is not said, or H.265 that is not read
     bool m_bRead = false;                      // nothing else stopped the reading
     std::uint64_t m_ulTaken = 0;               // bytes read
     bool m_bBegun = false;                     // the report has the stream

@@ -113,6 +113,26 @@ std::string tracksOf(const CFileVerdict& verdict)
     return text.empty() ? "it has no tracks" : "it has " + text;
 }
 
+// One of H.265 that is passed over; null when there is none.
+const TrackVerdict* unreadTrack(const CFileVerdict& verdict)
+{
+    const auto found =
+        std::ranges::find_if(verdict.tracks(), [](const TrackVerdict& track) { return track.info.bUnreadH265; });
+    return found == verdict.tracks().end() ? nullptr : &*found;
+}
+
+// Why there is none of H.265, in a file that was read.
+std::string noTrackReason(const CFileVerdict& verdict)
+{
+    const TrackVerdict* const pUnread = unreadTrack(verdict);
+    if (pUnread == nullptr)
+        return "no track of H.265 in it: " + tracksOf(verdict);
+    return formatted("no track of H.265 in it that can be read: {} {}: {}",
+                     pUnread->info.holder,
+                     pUnread->info.ulTrack,
+                     pUnread->info.reason);
+}
+
 // A track that is cut short does not.
 bool saysWhatItHolds(const CFileVerdict& verdict)
 {
@@ -202,9 +222,10 @@ EExitCode CFileRun::closeTracks(const CTracks& tracks, std::uint64_t ulBytes, co
         if (!m_bOutOfMemory)
             fail(ulBytes, *m_interruption);
     } else if (!m_bBegun && !tracks.hasUnread()) {
-        fail(std::nullopt, "no track of H.265 in it: " + tracksOf(m_verdict));
+        fail(std::nullopt, noTrackReason(m_verdict));
     }
-    m_bUnknown = !m_bBegun && tracks.hasUnread() && !saysWhatItHolds(m_verdict);
+    m_bUnknown =
+        !m_bBegun && (unreadTrack(m_verdict) != nullptr || (tracks.hasUnread() && !saysWhatItHolds(m_verdict)));
     if (!m_bBegun)
         return EXIT_FILE_ERROR;
     if (!m_interruption && m_verdict.failEmpty() && !tracks.hasUnread())
