@@ -146,7 +146,7 @@ TEST(DecoderConfiguration, TellsWhatIsWrong)
     } aCases[] = {
         {"empty", {}, "is empty", 0, 0},
         {"cut in its fields", cutFields, "too few for its fields", 22, 0},
-        {"an array is missing", missingArray, "1 of 2 arrays are missing", 32, 1},
+        {"an array is missing", missingArray, "1 of 2 arrays is missing", 32, 1},
         {"version", version, "configurationVersion is 2", 0, 1},
         {"reserved bits", reserved, "reserved bits are 0", 13, 1},
         {"reserved bit of an array", reservedOfArray, "the reserved bit of an array", 23, 1},
@@ -155,7 +155,7 @@ TEST(DecoderConfiguration, TellsWhatIsWrong)
         {"an empty array", emptyArray, "the array of NAL unit type 33 is empty", 32, 1},
         {"a zero byte", hvcCContent({joined({PPS, {0}})}), "1 zero bytes behind a NAL unit", 31, 1},
         {"a unit of 0 bytes", emptyUnit, "1 NAL units of 0 bytes", 23, 0},
-        {"a unit is missing", missingUnit, "1 NAL units are missing", 32, 1},
+        {"a unit is missing", missingUnit, "1 NAL unit is missing", 32, 1},
         {"a unit is cut", cutUnit, "a NAL unit of 4 bytes has 3", 28, 1},
         {"more bytes", joined({hvcCContent({VPS}), {7}}), "1 bytes behind the last array", 32, 1},
     };

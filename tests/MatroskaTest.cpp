@@ -460,6 +460,10 @@ TEST(Matroska, TellsWhatIsWrongWithTheFile)
          segment({good, element(0x1f43b675, joined({{0xa3, 0x90}, Bytes(4, 0x81)}))}),
          "element 0xA3 of 16 bytes where 4 are left",
          "Segment/Cluster"},
+        {"an element that has one byte of its own",
+         segment({good, element(0x1f43b675, Bytes{0xa3, 0x90, 0x81})}),
+         "element 0xA3 of 16 bytes where 1 is left",
+         "Segment/Cluster"},
     };
     for (const auto& c : aCases) {
         SCOPED_TRACE(c.pName);
@@ -472,6 +476,9 @@ TEST(Matroska, TellsWhatIsWrongWithTheFile)
     cut.pop_back();
     EXPECT_TRUE(read(cut).tells("the file ends early"));
     EXPECT_TRUE(readForward(cut).tells("the file ends early"));
+    // Once, and by the element's name.
+    EXPECT_TRUE(read(cut).tells("the file ends early: element Segment reaches to byte "));
+    EXPECT_FALSE(read(cut).tells("the file ends early: its last element"));
     EXPECT_EQ(read(cut).m_units.size(), 4U);
 }
 

@@ -181,6 +181,7 @@ TEST(SessionDescription, TellsWhatIsWrongWithASetAndReadsTheOthers)
         ASSERT_FALSE(record.m_units.empty());
         EXPECT_EQ(record.m_units[0].bytes, VPS);
     }
+    EXPECT_TRUE(read(fmtp + "sprop-sps=RAHB\r\n").tells("a NAL unit of type 34, not an SPS (type 33)"));
 }
 
 TEST(SessionDescription, SaysWhenThereIsNothingToRead)

@@ -4,6 +4,8 @@
 #include <cstdio>
 #include <utility>
 
+#include "CountedText.h"
+
 namespace h265_container {
 
 std::string fourCCText(std::uint32_t uiCode)
@@ -135,7 +137,7 @@ bool CBoxWalk::fitIn(Box& box, std::uint64_t ulSize)
              pathOf(box),
              box.ulOffset,
              (m_path.empty() ? "the file ends early: the box has " : "is larger than the box that holds it: ") +
-                 std::to_string(ulSize) + " bytes where " + std::to_string(ulLeft) + " are left",
+                 countedText(ulSize, "byte") + " where " + std::to_string(ulLeft) + areOrIs(ulLeft) + "left",
              true);
         ulSize = ulLeft;
     }

@@ -5,6 +5,7 @@
 #include <type_traits>
 
 #include "BytesAt.h"
+#include "CountedText.h"
 
 namespace h265_container {
 
@@ -151,7 +152,10 @@ std::optional<std::size_t> readUnits(DecoderConfiguration& record, Bytes content
     std::size_t uiEmpty = 0;
     for (unsigned uiLeft = record.arrays.back().numNalus; uiLeft != 0; --uiLeft) {
         if (content.size() - i < 2) {
-            tell(record, ESeverity::Error, i, "ends early: " + std::to_string(uiLeft) + " NAL units are missing");
+            tell(record,
+                 ESeverity::Error,
+                 i,
+                 "ends early: " + countedText(uiLeft, "NAL unit") + areOrIs(uiLeft) + "missing");
             return std::nullopt;
         }
         const std::size_t uiLength = u16At(content, i);
@@ -168,7 +172,7 @@ std::optional<std::size_t> readUnits(DecoderConfiguration& record, Bytes content
             tell(record,
                  ESeverity::Error,
                  i,
-                 "ends early: a NAL unit of " + std::to_string(uiLength) + " bytes has " + std::to_string(uiHere));
+                 "ends early: a NAL unit of " + countedText(uiLength, "byte") + " has " + std::to_string(uiHere));
             return std::nullopt;
         }
         i += uiLength;
@@ -190,7 +194,7 @@ void readArrays(DecoderConfiguration& record, Bytes content)
                  ESeverity::Error,
                  i,
                  "ends early: " + std::to_string(record.numOfArrays - uiArray) + " of " +
-                     std::to_string(record.numOfArrays) + " arrays are missing");
+                     countedText(record.numOfArrays, "array") + areOrIs(record.numOfArrays - uiArray) + "missing");
             return;
         }
         record.arrays.push_back({(content[i] & 0x80) != 0,

@@ -4,14 +4,35 @@
 #include <array>
 #include <bit>
 #include <cstdio>
+#include <iterator>
 #include <utility>
 
 #include "BoxWalk.h"
+#include "CountedText.h"
 
 namespace h265_container {
 
 std::string ebmlIdText(std::uint32_t uiId)
 {
+    // RFC 9559 5.1: what a file and its Segment are made of.
+    struct Name
+    {
+        std::uint32_t uiId;
+        const char* pName;
+    };
+    constexpr Name NAMES[] = {{0x1a45dfa3, "EBML"},
+                              {0x18538067, "Segment"},
+                              {0x114d9b74, "SeekHead"},
+                              {0x1549a966, "Info"},
+                              {0x1654ae6b, "Tracks"},
+                              {0x1f43b675, "Cluster"},
+                              {0x1c53bb6b, "Cues"},
+                              {0x1941a469, "Attachments"},
+                              {0x1043a770, "Chapters"},
+                              {0x1254c367, "Tags"}};
+    const auto* const pFound = std::ranges::find(NAMES, uiId, &Name::uiId);
+    if (pFound != std::end(NAMES))
+        return pFound->pName;
     std::array<char, 16> text{};
     std::snprintf(text.data(), text.size(), "0x%X", uiId);
     return text.data();
@@ -65,8 +86,8 @@ std::optional<EbmlElement> CEbmlWalk::next()
                           m_path,
                           m_ulOffset,
                           std::nullopt,
-                          "element " + ebmlIdText(element.uiId) + " of " + std::to_string(size->ulValue) +
-                              " bytes where " + std::to_string(ulLeft) + " are left",
+                          "element " + ebmlIdText(element.uiId) + " of " + countedText(size->ulValue, "byte") +
+                              " where " + std::to_string(ulLeft) + areOrIs(ulLeft) + "left",
                           true});
     element.ulEnd = element.ulContent + (element.bUnknownSize ? ulLeft : std::min(size->ulValue, ulLeft));
     if (ulSize && !element.bUnknownSize && element.ulEnd > *ulSize)

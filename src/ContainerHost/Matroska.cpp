@@ -120,11 +120,13 @@ void CMatroskaReader::read()
     }
     const auto ulSize = m_source.size();
     if (ulSize && walk.offset() > *ulSize && walk.offset() < NO_END)
-        tell(ESeverity::Error,
-             "",
-             *ulSize,
-             "the file ends early: its last element reaches to byte " + std::to_string(walk.offset()),
-             true);
+        m_output.findingOnce(ONCE_FILE_END,
+                             {ESeverity::Error,
+                              "",
+                              *ulSize,
+                              std::nullopt,
+                              "the file ends early: its last element reaches to byte " + std::to_string(walk.offset()),
+                              true});
     if (!m_bSegment)
         tell(ESeverity::Error, "Segment", ulSize, "is missing: there is nothing to read", true);
     else if (!m_bTracks && !m_output.isStopped())

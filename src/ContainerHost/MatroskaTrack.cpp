@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "BoxWalk.h"
+#include "CountedText.h"
 #include "ElementaryUnits.h"
 #include "MatroskaPacking.h"
 
@@ -377,15 +378,16 @@ void deliverMatroskaFrame(CUnitOutput& output, CRandomSource& source, MatroskaTr
     place.ulPart = ++track.ulFrames;
     place.time = time;
     if (const auto ulEnd = source.size(); ulEnd && ulSize > *ulEnd - std::min(*ulEnd, ulOffset)) {
+        const std::uint64_t ulLeft = *ulEnd - std::min(*ulEnd, ulOffset);
         output.findingOnce(ONCE_OUTSIDE,
                            {ESeverity::Error,
                             placeText(place),
                             ulOffset,
                             track.ulTrack,
-                            "the file ends early: the frame has " + std::to_string(ulSize) + " bytes where " +
-                                std::to_string(*ulEnd - std::min(*ulEnd, ulOffset)) + " are left",
+                            "the file ends early: the frame has " + countedText(ulSize, "byte") + " where " +
+                                std::to_string(ulLeft) + areOrIs(ulLeft) + "left",
                             true});
-        ulSize = *ulEnd - std::min(*ulEnd, ulOffset);
+        ulSize = ulLeft;
     }
     if (!track.bPacksFrames || ulSize == 0) {
         deliverUnits(output, source, track, place, ulOffset, ulSize, true);

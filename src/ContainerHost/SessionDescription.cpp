@@ -33,7 +33,7 @@ constexpr SetParameter SET_PARAMETERS[] = {
     {"sprop-pps", h265_stream::PPS_NUT},
 };
 
-constexpr string_view SET_NAMES[] = {"VPS", "SPS", "PPS"};
+constexpr string_view SET_NAMES[] = {"a VPS", "an SPS", "a PPS"};
 
 // One line, with those that it is folded into: what stands behind its "=".
 struct Line
@@ -342,7 +342,7 @@ private:
         const unsigned nal_unit_type = unit[0] >> 1 & 0x3f;
         if (nal_unit_type != parameter.nal_unit_type)
             fail(text,
-                 "a NAL unit of type " + std::to_string(nal_unit_type) + ", not a " +
+                 "a NAL unit of type " + std::to_string(nal_unit_type) + ", not " +
                      std::string(SET_NAMES[parameter.nal_unit_type - h265_stream::VPS_NUT]) + " (type " +
                      std::to_string(parameter.nal_unit_type) + ')');
         m_output.unit(place, unit, unit.size(), std::nullopt);

@@ -6,6 +6,8 @@
 #include <cstdio>
 #include <utility>
 
+#include "CountedText.h"
+
 namespace h265_container {
 
 namespace {
@@ -207,8 +209,8 @@ void readLengthPrefixedUnits(CUnitOutput& output, const UnitPlace& place, CRando
                                placeText(place),
                                fileOffset(ulOffset - uiLengthBytes),
                                place.ulTrack,
-                               "a NAL unit of " + std::to_string(ulLength) + " bytes where " +
-                                   std::to_string(ulEnd - ulOffset) + " are left"});
+                               "a NAL unit of " + countedText(ulLength, "byte") + " where " +
+                                   std::to_string(ulEnd - ulOffset) + areOrIs(ulEnd - ulOffset) + "left"});
             ulLength = ulEnd - ulOffset;
         }
         if (ulLength == 0)
