@@ -34,6 +34,15 @@ const ChecksRow ROWS[] = {
     // 33177600 samples a second
     {SIZE(1280, 720) "vui_parameters_present_flag=1 vui_parameters.vui_timing_info_present_flag=1 vui_parameters.vui_num_units_in_tick=1 vui_parameters.vui_time_scale=36", ""},
     {SIZE(1280, 720) "vui_parameters_present_flag=1 vui_parameters.vui_timing_info_present_flag=1 vui_parameters.vui_num_units_in_tick=1 vui_parameters.vui_time_scale=37", "warning vui_parameters.vui_time_scale [A.4.2]"},
+    // A picture lasts as long as the sets say; the clock of a system is no rate.
+#define CLOCK "vui_parameters_present_flag=1 vui_parameters.vui_timing_info_present_flag=1 vui_parameters.vui_num_units_in_tick=1 vui_parameters.vui_time_scale="
+    {SIZE(1280, 720) CLOCK "300", "warning vui_parameters.vui_time_scale [A.4.2]"},
+    {SIZE(1280, 720) CLOCK "301", ""},
+    {SIZE(1280, 720) CLOCK "90000", ""},
+    {SIZE(1280, 720) CLOCK "144 vui_parameters.vui_poc_proportional_to_timing_flag=1 vui_parameters.vui_num_ticks_poc_diff_one_minus1=3", ""},
+    {SIZE(1280, 720) CLOCK "145 vui_parameters.vui_poc_proportional_to_timing_flag=1 vui_parameters.vui_num_ticks_poc_diff_one_minus1=3", "warning vui_parameters.vui_time_scale [A.4.2]"},
+    {SIZE(1280, 720) CLOCK "72000 vui_parameters.vui_hrd_parameters_present_flag=1 vui_parameters.hrd_parameters.fixed_pic_rate_general_flag[0]=1 vui_parameters.hrd_parameters.elemental_duration_in_tc_minus1[0]=1999", ""},
+    {SIZE(1280, 720) CLOCK "74000 vui_parameters.vui_hrd_parameters_present_flag=1 vui_parameters.hrd_parameters.fixed_pic_rate_general_flag[0]=1 vui_parameters.hrd_parameters.elemental_duration_in_tc_minus1[0]=1999", "warning vui_parameters.vui_time_scale [A.4.2]"},
     {SIZE(8192, 8192) PTL"general_level_idc=255", ""},
     // From level 5 on, CTBs of 32 or 64
     {PTL"general_level_idc=123 " CTB_16, ""},

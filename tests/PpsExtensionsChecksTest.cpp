@@ -48,6 +48,8 @@ const ChecksRow MULTI_ROWS[] = {
     {"", ""},
     {MULTI"pps_infer_scaling_list_flag=1 " MULTI"pps_scaling_list_ref_layer_id=62", ""},
     {MULTI"pps_infer_scaling_list_flag=1 " MULTI"pps_scaling_list_ref_layer_id=63", "error " MULTI"pps_scaling_list_ref_layer_id [F.7.4.3.3.4]"},
+    {"pps_scaling_list_data_present_flag=1", ""},
+    {"pps_scaling_list_data_present_flag=1 " MULTI"pps_infer_scaling_list_flag=1", "warning " MULTI"pps_infer_scaling_list_flag [F.7.4.3.3.4]"},
     {MULTI"ref_loc_offset_layer_id[0]=62", ""},
     {MULTI"ref_loc_offset_layer_id[0]=63", "error " MULTI"ref_loc_offset_layer_id[0] [F.7.4.3.3.4]"},
     {MULTI"scaled_ref_layer_offset_present_flag[0]=1 " MULTI"scaled_ref_layer_left_offset[3]=-16384 " MULTI"scaled_ref_layer_top_offset[3]=16383", ""},

@@ -136,5 +136,45 @@ TEST(SequenceParameterSetChecks, HoldTheHeaderAndTheEnd)
     }
 }
 
+// 7.4.2.1: the same set, once with emulation prevention and once as some write it where no start codes are.
+TEST(SequenceParameterSetChecks, HoldTheEmulationPrevention)
+{
+    const auto foundOf = [](std::vector<unsigned char> bytes) {
+        const CNalUnit nalUnit(bytes);
+        SequenceParameterSet set;
+        (void)read(set, nalUnit);
+        CFindings findings;
+        check(set, nalUnit, nullptr, findings);
+        std::string found;
+        for (const Finding& finding : findings.all())
+            found += finding.clause == "7.4.2.1" ? finding.message + '\n' : "";
+        return found;
+    };
+    SequenceParameterSet set = legalSps();
+    std::vector<unsigned char> bytes;
+    ASSERT_FALSE(write(set, bytes));
+    EXPECT_EQ(foundOf(bytes), "");
+    std::vector<unsigned char> bare = bytes;
+    for (std::size_t i = 2; i + 2 < bare.size(); ++i) {
+        if (bare[i] == 0 && bare[i + 1] == 0 && bare[i + 2] == 3)
+            bare.erase(bare.begin() + static_cast<std::ptrdiff_t>(i + 2));
+    }
+    ASSERT_LT(bare.size(), bytes.size());
+    EXPECT_EQ(foundOf(bare),
+              "from its byte 5 on the NAL unit holds 00 00 and a byte up to 03 without emulation prevention: other "
+              "readers see another set, or a start code\n");
+    const auto withTail = [&bytes](std::initializer_list<unsigned char> tail) {
+        std::vector<unsigned char> longer = bytes;
+        longer.insert(longer.end(), tail);
+        return longer;
+    };
+    for (const unsigned char ucThird : std::vector<unsigned char>{0, 1, 2, 3})
+        EXPECT_NE(foundOf(withTail({0, 0, ucThird, 4})), "") << ucThird;
+    EXPECT_EQ(foundOf(withTail({0, 0, 4, 4})), "");
+    EXPECT_EQ(foundOf(withTail({0, 0, 3, 3})), "");
+    EXPECT_EQ(foundOf(withTail({0, 0, 3})), ""); // 7.4.2.1: behind a cabac_zero_word
+    EXPECT_EQ(foundOf(withTail({0, 0, 0})), ""); // zeros are told of as what stands behind the set
+}
+
 } // namespace
 } // namespace sequence_parameter_set_checks_test

@@ -197,6 +197,26 @@ TEST(ExportSets, SpeaksForTheBaseLayer)
     EXPECT_LT(record.units.size(), track.sets.size());
 }
 
+// 7.4.2.1: where lengths say how long a set is, some leave it out; behind start codes the set would end early.
+TEST(ExportSets, WritesEmulationPreventionThatIsMissing)
+{
+    const KeptTrack track = setsOfStream("size_352x288");
+    std::vector<KeptSet> bare = track.sets;
+    for (KeptSet& set : bare) {
+        const h265_syntax::CNalUnit nalUnit(set.bytes);
+        set.bytes.resize(2);
+        set.bytes.insert(set.bytes.end(), nalUnit.rbsp().begin(), nalUnit.rbsp().end());
+    }
+    for (const EExportForm eForm : {EExportForm::AnnexB, EExportForm::Hex, EExportForm::HvcC, EExportForm::Sprop}) {
+        const ExportedSets exported = exportSets(bare, eForm);
+        EXPECT_EQ(exported.bytes, exportSets(track.sets, eForm).bytes);
+        EXPECT_EQ(
+            exported.warnings,
+            (std::vector<std::string>{"the VPS at byte 4 lacks emulation prevention bytes: it is written with them",
+                                      "the SPS at byte 32 lacks emulation prevention bytes: it is written with them"}));
+    }
+}
+
 TEST(ExportSets, SaysWhyThereIsNoRecord)
 {
     const auto errorsOf = [](const std::vector<KeptSet>& sets, EExportForm eForm) {

@@ -56,5 +56,17 @@ TEST(StRefPicSetChecks, CountThePictureBufferOfTheHighestSubLayer)
                   SUB_LAYER_ROWS);
 }
 
+// F.7.4.8: in layers the VPS has the size of the picture buffers, 16 at most with the current picture's.
+TEST(StRefPicSetChecks, CountTheLargestPictureBufferInLayers)
+{
+    h265_syntax::SequenceParameterSet layer = legalSps();
+    layer.nal_unit_header.nuh_layer_id = 1;
+    const ChecksRow aRows[] = {
+        {"st_ref_pic_set[0].num_negative_pics=15", ""},
+        {"st_ref_pic_set[0].num_negative_pics=16", "error st_ref_pic_set[0].num_negative_pics [7.4.8]"},
+    };
+    expectSpsRows(with(layer, "num_short_term_ref_pic_sets=1 sps_ext_or_max_sub_layers_minus1=7"), aRows);
+}
+
 } // namespace
 } // namespace st_ref_pic_set_checks_test

@@ -142,6 +142,8 @@ const ChecksRow AUXILIARY_ROWS[] = {
 
 const ChecksRow SUB_LAYER_DPB_ROWS[] = {
     {"", ""},
+    // 7.4.4: entry 1 has no profile
+    {X"profile_tier_level[1].sub_layer_profile_present_flag[0]=1 " X"profile_tier_level[1].sub_layer_profile_idc[0]=1 " X"profile_tier_level[1].sub_layer_profile_compatibility_flag[0][1]=1", "error " X"profile_tier_level[1].sub_layer_profile_present_flag[0] [7.4.4]"},
     {DPB"max_vps_dec_pic_buffering_minus1[1][1][1]=3", "error " DPB"max_vps_dec_pic_buffering_minus1[1][1][1] [F.7.4.3.1.3]"},
     {DPB"max_vps_num_reorder_pics[1][1]=2", "error " DPB"max_vps_num_reorder_pics[1][1] [F.7.4.3.1.3]"},
 };
@@ -173,6 +175,12 @@ const ChecksRow VUI_ROWS[] = {
     {VUI"avg_bit_rate[2][0]=0 " VUI"single_layer_for_non_irap_flag=1 " VUI"higher_layer_irap_skip_flag=1", ""},
     {VUI"avg_bit_rate[2][0]=0 " VUI"single_layer_for_non_irap_flag=0 " VUI"higher_layer_irap_skip_flag=1", "error " VUI"higher_layer_irap_skip_flag [F.7.4.3.1.4]"},
     {VUI"avg_bit_rate[2][0]=0 " X"vps_vui_alignment_bit_equal_to_one=0", "error " X"vps_vui_alignment_bit_equal_to_one [F.7.4.3.1.1]"},
+};
+
+// F.7.4.3.1: a layer that no NAL unit may be of.
+const ChecksRow MAX_LAYER_ROWS[] = {
+    {"vps_max_layer_id=2 vps_num_layer_sets_minus1=0", ""},
+    {"vps_max_layer_id=1 vps_num_layer_sets_minus1=0", "warning vps_max_layer_id [F.7.4.3.1]"},
 };
 
 // F.7.4.3.1.6: three more HRDs; the scheme of output layer set 1 has two partitions.
@@ -231,6 +239,11 @@ TEST(VpsExtensionChecks, HoldThePictureBuffersOfSubLayers)
                              "max_vps_dec_pic_buffering_minus1[1][0][1]=4 " DPB
                              "max_vps_dec_pic_buffering_minus1[1][1][1]=4 " DPB "max_vps_num_reorder_pics[1][1]=3"),
                   SUB_LAYER_DPB_ROWS);
+}
+
+TEST(VpsExtensionChecks, HoldTheHighestLayer)
+{
+    expectVpsRows(layeredVps("mv_3view_ols"), MAX_LAYER_ROWS);
 }
 
 TEST(VpsExtensionChecks, HoldThe3DExtension)

@@ -299,6 +299,78 @@ TEST(VpsOfSpsChecks, HoldTheFormatThatALayerNames)
     expectRowsWithVps(with(layer, "sps_ext_or_max_sub_layers_minus1=7"), aRows, formats);
 }
 
+// E.3.1: 0 says nothing.
+TEST(VpsOfSpsChecks, TakeProportionalCountsThatTheVpsDoesNotTell)
+{
+    const ChecksRow aRows[] = {
+        {VUI "vui_poc_proportional_to_timing_flag=1", ""},
+        {VUI "vui_poc_proportional_to_timing_flag=0", ""},
+    };
+    expectRowsWithVps(with(sps(),
+                           "vui_parameters_present_flag=1 " VUI "vui_timing_info_present_flag=1 " VUI
+                           "vui_num_units_in_tick=1 " VUI "vui_time_scale=25"),
+                      aRows,
+                      with(vps(), "vps_timing_info_present_flag=1 vps_num_units_in_tick=1 vps_time_scale=25"));
+}
+
+// F.7.4.3.2.1: an SPS with a size of its own, within that of one of the layers that can have it.
+TEST_F(VpsOfSpsChecksOfLayers, HoldTheSizeThatTheVpsAnnounces)
+{
+    VpsExtension& extension = *m_vps.vps_extension;
+    extension.rep_format.resize(2, extension.rep_format.at(0));
+    extension.vps_num_rep_formats_minus1 = 1;
+    extension.rep_format[0].pic_width_vps_in_luma_samples = 416;
+    extension.rep_format[0].pic_height_vps_in_luma_samples = 240;
+    extension.rep_format[1].pic_width_vps_in_luma_samples = 832;
+    extension.rep_format[1].pic_height_vps_in_luma_samples = 480;
+    SequenceParameterSet base = sps();
+    base.sps_video_parameter_set_id = m_vps.vps_video_parameter_set_id;
+    base.profile_tier_level = m_vps.profile_tier_level;
+    const auto foundOf = [this](const SequenceParameterSet& set, const char* pChanges) {
+        Context context;
+        context.apVps[m_vps.vps_video_parameter_set_id] = &m_vps;
+        SequenceParameterSet changed = set;
+        applyChanges(changed, pChanges, context);
+        std::vector<unsigned char> bytes;
+        EXPECT_FALSE(write(changed, bytes, context));
+        const CNalUnit nalUnit(bytes);
+        CFindings findings;
+        check(changed, nalUnit, &m_vps, findings);
+        std::string found;
+        for (const Finding& finding : findings.all())
+            found += finding.clause == "F.7.4.3.2.1"
+                         ? "error " + finding.element + " [F.7.4.3.2.1]: " + finding.message + '\n'
+                         : "";
+        return found;
+    };
+#define SIZE(W, H) "pic_width_in_luma_samples=" #W " pic_height_in_luma_samples=" #H " "
+    EXPECT_EQ(foundOf(base, SIZE(416, 240)), "");
+    EXPECT_EQ(foundOf(base, SIZE(424, 240)),
+              "error pic_width_in_luma_samples [F.7.4.3.2.1]"
+              ": the pictures, 424x240, are larger than the VPS announces for the layer, "
+              "416x240\n");
+    EXPECT_NE(foundOf(base, SIZE(416, 248)), "");
+    extension.vps_rep_format_idx[2] = 1; // layer 2 can have an SPS of layer 0, too
+    EXPECT_EQ(foundOf(base, SIZE(424, 240)), "");
+    EXPECT_EQ(foundOf(base, SIZE(832, 480)), "");
+    EXPECT_NE(foundOf(base, SIZE(840, 480)), "");
+    m_vps.vps_base_layer_internal_flag = false;
+    EXPECT_EQ(foundOf(base, SIZE(840, 480)), "");
+    m_vps.vps_base_layer_internal_flag = true;
+
+    SequenceParameterSet layer = base;
+    layer.nal_unit_header.nuh_layer_id = 2;
+#define NAMED "sps_ext_or_max_sub_layers_minus1=7 update_rep_format_flag=1 sps_rep_format_idx="
+    EXPECT_EQ(foundOf(layer, NAMED "1"), "");
+    extension.vps_rep_format_idx[2] = 0;
+    EXPECT_EQ(foundOf(layer, NAMED "0"), "");
+    EXPECT_EQ(foundOf(layer, NAMED "1"),
+              "error sps_rep_format_idx [F.7.4.3.2.1]"
+              ": the pictures, 832x480, are larger than the VPS announces for the layer, 416x240\n");
+#undef NAMED
+#undef SIZE
+}
+
 } // namespace
 } // namespace vps_of_sps_checks_test
 

@@ -215,11 +215,28 @@ void exportAll(std::span<const KeptSet> sets, EExportForm eForm, ExportedSets& e
     }
 }
 
+// 7.4.2.1: what has no emulation prevention is written with it, as it was read; start codes would end it elsewhere.
+std::vector<KeptSet> withEmulationPrevention(std::span<const KeptSet> given, ExportedSets& exported)
+{
+    std::vector<KeptSet> sets(given.begin(), given.end());
+    for (KeptSet& set : sets) {
+        const CNalUnit nalUnit(set.bytes);
+        if (!nalUnit.forbiddenByte())
+            continue;
+        set.bytes.clear();
+        appendNalUnit(set.bytes, nalUnit.header(), nalUnit.rbsp());
+        exported.warnings.push_back("the " + std::string(SET_NAMES[set.nal_unit_type - VPS_NUT]) + " at " + set.place +
+                                    " lacks emulation prevention bytes: it is written with them");
+    }
+    return sets;
+}
+
 } // namespace
 
-ExportedSets exportSets(std::span<const KeptSet> sets, EExportForm eForm)
+ExportedSets exportSets(std::span<const KeptSet> given, EExportForm eForm)
 {
     ExportedSets exported;
+    const std::vector<KeptSet> sets = withEmulationPrevention(given, exported);
     if (eForm == EExportForm::AnnexB || eForm == EExportForm::Hex) {
         exportAll(sets, eForm, exported);
         return exported;

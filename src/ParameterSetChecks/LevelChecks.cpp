@@ -294,19 +294,33 @@ void checkHrds(const HrdParameters& hrd, const ProfileTierLevel& ptl, unsigned u
     }
 }
 
-// A.4.2: a constant rate is what the removal times follow.
-void checkSampleRate(const SequenceParameterSet& s, const Level& level, const CChecks& checks)
+// E.3.1, E.3.2: pictures a second, as far as the clock tells; 0 where it does not. Without a duration a tick is a
+// picture for most, but some have the clock of their system, which ticks faster than the 300 pictures a second that
+// A.4.2 gives to any level.
+double picturesPerSecond(const SequenceParameterSet& s)
 {
     const VuiParameters& vui = s.vui_parameters;
     if (!s.vui_parameters_present_flag || !vui.vui_timing_info_present_flag || vui.vui_num_units_in_tick == 0)
-        return;
-    const double dPictures = static_cast<double>(vui.vui_time_scale) / vui.vui_num_units_in_tick;
+        return 0;
+    const double dTicks = static_cast<double>(vui.vui_time_scale) / vui.vui_num_units_in_tick;
+    const unsigned uiTop = s.sps_max_sub_layers_minus1;
+    if (vui.vui_hrd_parameters_present_flag && vui.hrd_parameters->fixed_pic_rate_within_cvs_flag[uiTop])
+        return dTicks / (vui.hrd_parameters->elemental_duration_in_tc_minus1[uiTop] + 1.0);
+    if (vui.vui_poc_proportional_to_timing_flag)
+        return dTicks / (vui.vui_num_ticks_poc_diff_one_minus1 + 1.0);
+    return dTicks <= 300 ? dTicks : 0;
+}
+
+// A.4.2: a constant rate is what the removal times follow.
+void checkSampleRate(const SequenceParameterSet& s, const Level& level, const CChecks& checks)
+{
+    const double dPictures = picturesPerSecond(s);
     const double dSamples = dPictures * static_cast<double>(PicSizeInSamplesY(s));
     const auto fits = [&](const Level& l) { return dSamples <= static_cast<double>(l.MaxLumaSr); };
     if (fits(level) || PicSizeInSamplesY(s) > level.MaxLumaPs)
         return;
     CChecks inside = checks.inside("vui_parameters");
-    inside.warning(Blamed("vui_time_scale", vui.vui_time_scale),
+    inside.warning(Blamed("vui_time_scale", s.vui_parameters.vui_time_scale),
                    "A.4.2",
                    say("at most ", level.MaxLumaSr, " luma samples a second"),
                    say(std::llround(dPictures),

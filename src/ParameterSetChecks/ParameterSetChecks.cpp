@@ -49,10 +49,11 @@ private:
     std::unordered_set<std::string_view> m_names; // without indices
 };
 
-// 7.3.1.2, 7.4.2.2
-void checkHeader(const NalUnitHeader& s, bool bPps, CFindings& findings)
+// 7.3.1.2, 7.4.2.1, 7.4.2.2
+void checkNalUnit(const CNalUnit& nalUnit, bool bPps, CFindings& findings)
 {
     constexpr unsigned RESERVED_LAYER_ID = 63;
+    const NalUnitHeader& s = nalUnit.header();
     CChecks checks(findings, "");
     SHALL(s.nuh_layer_id != RESERVED_LAYER_ID,
           Blamed{},
@@ -66,6 +67,14 @@ void checkHeader(const NalUnitHeader& s, bool bPps, CFindings& findings)
           "the VPS is of layer ",
           s.nuh_layer_id,
           "; every VPS is of layer 0, and decoders ignore this one");
+    SHALL(!nalUnit.forbiddenByte(),
+          Blamed{},
+          "7.4.2.1",
+          "emulation prevention bytes",
+          "from its byte ",
+          *nalUnit.forbiddenByte(),
+          " on the NAL unit holds 00 00 and a byte up to 03 without emulation prevention: other readers see another "
+          "set, or a start code");
     SHALL(!s.forbidden_zero_bit, Blamed{}, "7.4.2.2", "0", "forbidden_zero_bit is set: the NAL unit is damaged");
     SHALL(s.nuh_temporal_id_plus1 != 0,
           Blamed{},
@@ -176,7 +185,7 @@ void checkPpsAndOthers(const PictureParameterSet& set, const SequenceParameterSe
 void check(const VideoParameterSet& set, const CNalUnit& nalUnit, CFindings& findings)
 {
     CFindings own;
-    checkHeader(set.nal_unit_header, false, own);
+    checkNalUnit(nalUnit, false, own);
     checkVideoParameterSet(set, own);
     if (set.vps_extension_flag) {
         CAlignmentBits alignment(own);
@@ -190,7 +199,7 @@ void check(const VideoParameterSet& set, const CNalUnit& nalUnit, CFindings& fin
 void check(const SequenceParameterSet& set, const CNalUnit& nalUnit, const VideoParameterSet* pVps, CFindings& findings)
 {
     CFindings own;
-    checkHeader(set.nal_unit_header, false, own);
+    checkNalUnit(nalUnit, false, own);
     checkSequenceParameterSet(set, own);
     checkProfilesOfSps(set, own);
     checkLevelOfSps(set, own);
@@ -220,7 +229,7 @@ void check(const PictureParameterSet& set, const CNalUnit& nalUnit, const Sequen
            CFindings& findings, const VideoParameterSet* pVps)
 {
     CFindings own;
-    checkHeader(set.nal_unit_header, true, own);
+    checkNalUnit(nalUnit, true, own);
     checkPpsAndOthers(set, pSps, pVps, own);
     checkTrailing(set.rbsp_trailing, set.stop, own);
     finish(set, &nalUnit, own);

@@ -46,6 +46,19 @@ void checkRange(const PictureParameterSet& pps, const SequenceParameterSet* pSps
     RANGE(log2_sao_offset_scale_chroma, 0, scale(pSps->bit_depth_chroma_minus8), "7.4.3.3.2");
 }
 
+// F.7.4.3.3.4: lists of its own are of no use to a PPS that takes another layer's.
+void checkListsOfPps(const PictureParameterSet& pps, CChecks checks)
+{
+    const PpsMultilayerExtension& s = *pps.pps_multilayer_extension;
+    SHOULD(!s.pps_infer_scaling_list_flag || !pps.pps_scaling_list_data_present_flag,
+           BLAME(pps_infer_scaling_list_flag),
+           "F.7.4.3.3.4",
+           "0",
+           "the PPS brings scaling lists, and takes those of layer ",
+           s.pps_scaling_list_ref_layer_id,
+           " as well");
+}
+
 // F.7.4.3.3.4
 void checkMultilayer(const PpsMultilayerExtension& s, CChecks checks)
 {
@@ -223,6 +236,7 @@ void checkPpsExtensions(const PictureParameterSet& pps, const SequenceParameterS
     if (pps.pps_multilayer_extension_flag) {
         const CChecks inside = checks.inside("pps_multilayer_extension");
         checkMultilayer(*pps.pps_multilayer_extension, inside);
+        checkListsOfPps(pps, inside);
         if (pps.pps_multilayer_extension->colour_mapping_enabled_flag)
             checkColourMapping(pps.pps_multilayer_extension->colour_mapping_table,
                                inside.inside("colour_mapping_table"));

@@ -184,6 +184,13 @@ void checkProfileTierLevel(const ProfileTierLevel& s, unsigned uiMaxSubLayersMin
     if (bProfilePresent)
         checkGeneralProfile(s, checks);
     for (unsigned i = 0; i < uiMaxSubLayersMinus1; ++i) {
+        SHALL(bProfilePresent || !s.sub_layer_profile_present_flag[i],
+              BLAME_1(sub_layer_profile_present_flag, i),
+              "7.4.4",
+              "0",
+              "sub-layer ",
+              i,
+              " has a profile of its own, where the whole has none");
         if (s.sub_layer_profile_present_flag[i])
             checkSubLayerProfile(s, i, checks);
     }

@@ -188,7 +188,7 @@ void checkRefPicSets(const SequenceParameterSet& s, CChecks& checks)
         static_cast<unsigned>(std::min<std::size_t>(s.num_short_term_ref_pic_sets, s.st_ref_pic_set.size()));
     // F.7.4.3.2.1: with MultiLayerExtSpsFlag the VPS has the sizes of the picture buffers, by output layer set.
     const std::uint32_t uiMaxPics =
-        s.MultiLayerExtSpsFlag ? MAX_NUM_PICS : s.sps_max_dec_pic_buffering_minus1[s.sps_max_sub_layers_minus1];
+        s.MultiLayerExtSpsFlag ? MAX_NUM_PICS - 1 : s.sps_max_dec_pic_buffering_minus1[s.sps_max_sub_layers_minus1];
     for (unsigned i = 0; i < uiSets; ++i)
         checkStRefPicSet(s.st_ref_pic_set[i], uiMaxPics, checks.inside("st_ref_pic_set", i));
     RANGE(num_long_term_ref_pics_sps, 0, 32, "7.4.3.2.1");

@@ -135,8 +135,17 @@ void checkVideoParameterSet(const VideoParameterSet& s, CFindings& findings)
           "there are ",
           s.vps_max_layers_minus1 + 1,
           " layers, but no vps_extension( ) that says how they depend on each other");
-    if (s.vps_extension_flag)
+    if (s.vps_extension_flag) {
+        const unsigned uiHighest = s.vps_extension->layer_id_in_nuh[s.layers->MaxLayersMinus1];
+        SHOULD(s.vps_max_layer_id >= uiHighest || uiHighest > 62, // which is told there
+               BLAME(vps_max_layer_id),
+               "F.7.4.3.1",
+               say("at least ", uiHighest),
+               "no NAL unit may have nuh_layer_id ",
+               uiHighest,
+               ", which the VPS gives to a layer");
         checkVpsExtension(s, checks);
+    }
     checkLevelOfVps(s, findings);
 }
 

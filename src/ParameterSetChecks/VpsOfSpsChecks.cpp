@@ -136,11 +136,12 @@ void checkTiming(const SequenceParameterSet& sps, const VideoParameterSet& vps, 
           s.vui_time_scale,
           " time units a second, the VPS has ",
           vps.vps_time_scale);
-    SHALL(s.vui_poc_proportional_to_timing_flag == vps.vps_poc_proportional_to_timing_flag,
+    // 0 says nothing of what the picture order counts do.
+    SHALL(s.vui_poc_proportional_to_timing_flag || !vps.vps_poc_proportional_to_timing_flag,
           BLAME(vui_poc_proportional_to_timing_flag),
           "E.3.1",
-          vps.vps_poc_proportional_to_timing_flag ? "1" : "0",
-          "VUI and VPS differ in whether picture order counts follow time");
+          "1",
+          "the VPS says that picture order counts follow time, the VUI does not");
     SHALL(!s.vui_poc_proportional_to_timing_flag || !vps.vps_poc_proportional_to_timing_flag ||
               s.vui_num_ticks_poc_diff_one_minus1 == vps.vps_num_ticks_poc_diff_one_minus1,
           BLAME(vui_num_ticks_poc_diff_one_minus1),
@@ -161,6 +162,44 @@ void checkScalingListLayer(const SequenceParameterSet& s, const VideoParameterSe
           "the scaling lists are to be those of layer ",
           s.sps_scaling_list_ref_layer_id,
           ", which no layer that can have this SPS refers to");
+}
+
+// F.7.4.3.2.1: a format of the SPS's own is within what the VPS announces for the layer. Which layers use the SPS only
+// the pictures say: it has to be within the format of one of them.
+void checkWithinFormats(const SequenceParameterSet& s, const VideoParameterSet& vps, CChecks& checks)
+{
+    if (!vps.vps_extension_flag || vps.stop || (s.MultiLayerExtSpsFlag && !s.bFormatKnown))
+        return;
+    // F.7.4.3.1: of a base layer that comes from elsewhere the VPS says nothing.
+    if (s.nal_unit_header.nuh_layer_id == 0 && !vps.vps_base_layer_internal_flag)
+        return;
+    const VpsExtension& extension = *vps.vps_extension;
+    const RepFormat* pNearest = nullptr;
+    for (unsigned i = vps.vps_base_layer_internal_flag ? 0 : 1; i <= vps.layers->MaxLayersMinus1; ++i) {
+        const unsigned uiFormat = i == 0 ? 0 : extension.vps_rep_format_idx[i]; // F.7.4.3.1.1
+        if (extension.layer_id_in_nuh[i] < s.nal_unit_header.nuh_layer_id ||
+            uiFormat > extension.vps_num_rep_formats_minus1 || uiFormat >= extension.rep_format.size())
+            continue;
+        const RepFormat& format = extension.rep_format[uiFormat];
+        if (pNearest == nullptr)
+            pNearest = &format;
+        if (s.pic_width_in_luma_samples <= format.pic_width_vps_in_luma_samples &&
+            s.pic_height_in_luma_samples <= format.pic_height_vps_in_luma_samples)
+            return;
+    }
+    if (pNearest == nullptr)
+        return;
+    const std::string format =
+        say(pNearest->pic_width_vps_in_luma_samples, "x", pNearest->pic_height_vps_in_luma_samples);
+    checks.error(s.MultiLayerExtSpsFlag ? BLAME(sps_rep_format_idx) : BLAME(pic_width_in_luma_samples),
+                 "F.7.4.3.2.1",
+                 say("at most ", format),
+                 say("the pictures, ",
+                     s.pic_width_in_luma_samples,
+                     "x",
+                     s.pic_height_in_luma_samples,
+                     ", are larger than the VPS announces for the layer, ",
+                     format));
 }
 
 } // namespace
@@ -196,6 +235,8 @@ void checkVpsOfSps(const SequenceParameterSet& s, const VideoParameterSet& vps, 
     checkTiming(s, vps, checks.inside("vui_parameters"));
     if (s.MultiLayerExtSpsFlag && s.update_rep_format_flag && vps.vps_extension_flag)
         RANGE(sps_rep_format_idx, 0, vps.vps_extension->vps_num_rep_formats_minus1, "F.7.4.3.2.1");
+    if (!s.MultiLayerExtSpsFlag || s.update_rep_format_flag)
+        checkWithinFormats(s, vps, checks);
     if (s.MultiLayerExtSpsFlag)
         checkScalingListLayer(s, vps, checks);
 }

@@ -10,6 +10,22 @@ constexpr std::size_t HEADER_BYTES = 2;
 constexpr std::size_t PADDING = 8;
 constexpr unsigned char EMULATION_PREVENTION = 3;
 
+// 7.4.2.1: 00 00 00, 00 00 01 and 00 00 02, and 00 00 03 in front of more than 3. Zeros at the end are another matter.
+std::optional<std::uint64_t> forbiddenByteOf(std::span<const unsigned char> nalUnit)
+{
+    while (!nalUnit.empty() && nalUnit.back() == 0)
+        nalUnit = nalUnit.first(nalUnit.size() - 1);
+    unsigned uiZeros = 0;
+    for (std::size_t i = HEADER_BYTES; i < nalUnit.size(); ++i) {
+        const unsigned char ucByte = nalUnit[i];
+        const bool bPrevention = ucByte == EMULATION_PREVENTION && (i + 1 == nalUnit.size() || nalUnit[i + 1] <= 3);
+        if (uiZeros >= 2 && ucByte <= EMULATION_PREVENTION && !bPrevention)
+            return i - 2;
+        uiZeros = ucByte == 0 ? uiZeros + 1 : 0;
+    }
+    return std::nullopt;
+}
+
 } // namespace
 
 void CNalUnit::assign(std::span<const unsigned char> nalUnit)
@@ -17,6 +33,7 @@ void CNalUnit::assign(std::span<const unsigned char> nalUnit)
     m_header = {};
     m_preventions.clear();
     m_uiRbspBytes = 0;
+    m_forbiddenByte = forbiddenByteOf(nalUnit);
     const std::size_t uiHeader = std::min(nalUnit.size(), HEADER_BYTES);
     if (uiHeader == HEADER_BYTES) {
         const unsigned uiBits = static_cast<unsigned>(nalUnit[0] << 8 | nalUnit[1]);

@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <span>
 #include <vector>
 
@@ -43,11 +44,15 @@ public:
     [[nodiscard]] std::span<const unsigned char> rbsp() const { return {m_rbsp.data(), m_uiRbspBytes}; }
     /// The bit of the NAL unit that a bit of the RBSP stands in; the bit behind the last one is allowed.
     [[nodiscard]] std::uint64_t nalBit(std::uint64_t uiRbspBit) const;
+    /// The byte of the NAL unit where bytes begin that no NAL unit may hold (7.4.2.1): emulation prevention was left
+    /// out, and other readers see another set, or a start code. None where there are none but zeros at the end.
+    [[nodiscard]] std::optional<std::uint64_t> forbiddenByte() const { return m_forbiddenByte; }
 
 private:
     NalUnitHeader m_header;
     std::vector<unsigned char> m_rbsp;
     std::size_t m_uiRbspBytes = 0;
+    std::optional<std::uint64_t> m_forbiddenByte;
     std::vector<std::size_t> m_preventions; // RBSP bytes in front of each emulation prevention byte
 };
 
