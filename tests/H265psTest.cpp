@@ -280,6 +280,9 @@ TEST_F(H265ps, PrintsTheExpectedOutput)
         {"malformed_rps_in_sps.txt", {"malformed_rps_in_sps.hevc"}},
         {"gop_open_repeat_headers.txt", {"gop_open_repeat_headers.hevc", "hm_vui_everything.hevc"}},
         {"svt_tiles_4x3.txt", {"--type", "pps", "svt_tiles_4x3.hevc"}},
+        {"record_hm_tiles_explicit_4x3.txt", {"--record", "hm_tiles_explicit_4x3.hevc"}},
+        {"record_hm_pcm_8_32.txt", {"--record", "--type", "sps", "hm_pcm_8_32.hevc"}},
+        {"record_hm_slist_pps.txt", {"--record", "--type", "pps", "hm_slist_pps.hevc"}},
         {"hm_tiles_explicit_4x3.json", {"--json", "hm_tiles_explicit_4x3.hevc"}},
         {"help.txt", {"--help"}},
     };
