@@ -233,16 +233,16 @@ std::vector<KeptSet> withEmulationPrevention(std::span<const KeptSet> given, Exp
 
 } // namespace
 
-ExportedSets exportSets(std::span<const KeptSet> given, EExportForm eForm)
+ExportedSets exportSets(std::span<const KeptSet> sets, EExportForm eForm)
 {
     ExportedSets exported;
-    const std::vector<KeptSet> sets = withEmulationPrevention(given, exported);
+    const std::vector<KeptSet> whole = withEmulationPrevention(sets, exported);
     if (eForm == EExportForm::AnnexB || eForm == EExportForm::Hex) {
-        exportAll(sets, eForm, exported);
+        exportAll(whole, eForm, exported);
         return exported;
     }
     CBaseLayer layer(exported);
-    for (const KeptSet& set : sets)
+    for (const KeptSet& set : whole)
         layer.add(set);
     if (eForm == EExportForm::HvcC)
         exportHvcC(layer, exported);

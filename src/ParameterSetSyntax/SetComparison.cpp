@@ -35,7 +35,7 @@ public:
 
     [[nodiscard]] const std::vector<Entry>& entries() const { return m_entries; }
     [[nodiscard]] const std::string& structureOf(const Entry& entry) const { return m_structures[entry.uiStructure]; }
-    [[nodiscard]] std::string nameOf(const Entry& entry) const
+    [[nodiscard]] static std::string nameOf(const Entry& entry)
     {
         Element element;
         element.pName = entry.pName;
@@ -69,13 +69,13 @@ private:
     {
         const std::size_t uiPlace = placeOf(left);
         if (uiPlace == SIZE_MAX) {
-            m_differences.push_back({m_left.structureOf(left), m_left.nameOf(left), left.iValue, std::nullopt});
+            m_differences.push_back({m_left.structureOf(left), CElementList::nameOf(left), left.iValue, std::nullopt});
             return;
         }
         addRightsTo(uiPlace);
         const std::int64_t iRight = m_right.entries()[uiPlace].iValue;
         if (iRight != left.iValue)
-            m_differences.push_back({m_left.structureOf(left), m_left.nameOf(left), left.iValue, iRight});
+            m_differences.push_back({m_left.structureOf(left), CElementList::nameOf(left), left.iValue, iRight});
         ++m_uiRight;
     }
 
@@ -83,7 +83,8 @@ private:
     {
         for (; m_uiRight < uiEnd; ++m_uiRight) {
             const Entry& right = m_right.entries()[m_uiRight];
-            m_differences.push_back({m_right.structureOf(right), m_right.nameOf(right), std::nullopt, right.iValue});
+            m_differences.push_back(
+                {m_right.structureOf(right), CElementList::nameOf(right), std::nullopt, right.iValue});
         }
     }
 
