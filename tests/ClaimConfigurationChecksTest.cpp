@@ -297,6 +297,48 @@ TEST(ClaimConfigurationChecks, HoldTheArraysAgainstTheSampleEntry)
     expectClaims(aRows);
 }
 
+TEST(ClaimConfigurationChecks, TellOfDifferentSetsWithOneIdInTheRecord)
+{
+    const ClaimRow aRows[] = {
+        {"the same SPS again", [](auto& t) { t.more = {unitOf(t.sps)}; }, "", ""},
+        {"a VPS",
+         [](auto& t) {
+             VideoParameterSet other = t.vps;
+             applyChanges(other, "vps_timing_info_present_flag=1 vps_num_units_in_tick=1 vps_time_scale=50");
+             t.more = {unitOf(other)};
+         },
+         "warning NAL_unit_type [14496-15 8.3.2.1.3]",
+         "hvcC has different VPSs with the id 0: the one that stands last counts, and other players take the first"},
+        {"an SPS",
+         [](auto& t) {
+             SequenceParameterSet other = t.sps;
+             applyChanges(other, "amp_enabled_flag=1");
+             t.more = {unitOf(other)};
+         },
+         "warning NAL_unit_type [14496-15 8.3.2.1.3]",
+         "hvcC has different SPSs with the id 0: the one that stands last counts, and other players take the first"},
+        {"three PPSs",
+         [](auto& t) {
+             PictureParameterSet other = t.pps;
+             applyChanges(other, "init_qp_minus26=3");
+             t.more = {unitOf(other)};
+             applyChanges(other, "init_qp_minus26=4");
+             t.more.push_back(unitOf(other));
+         },
+         "warning NAL_unit_type [14496-15 8.3.2.1.3]",
+         "hvcC has different PPSs with the id 0: the one that stands last counts, and other players take the first"},
+        {"a PPS of another id",
+         [](auto& t) {
+             PictureParameterSet other = t.pps;
+             applyChanges(other, "pps_pic_parameter_set_id=1");
+             t.more = {unitOf(other)};
+         },
+         "",
+         ""},
+    };
+    expectClaims(aRows);
+}
+
 TEST(ClaimConfigurationChecks, TellOfSetsInTheStream)
 {
     const ClaimRow aRows[] = {

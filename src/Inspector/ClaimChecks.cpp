@@ -74,6 +74,7 @@ struct CClaimChecks::State
     ReadSetPtr read(const ContainerUnit& unit);
     void compare(const Described& described, const ReadSet& set);
     void compareInStream(Described& described, const ReadSet& set, const ContainerUnit& unit);
+    void compareInRecord(const Described& described, const ReadSet& set);
     void lookAtArrays(const Described& described);
     void settle(Described& described);
     void settleDescriptor(Described& described);
@@ -204,6 +205,27 @@ void CClaimChecks::State::compareInStream(Described& described, const ReadSet& s
                          rule));
 }
 
+// A record is handed over before any picture: of two sets with one id, one is never used.
+void CClaimChecks::State::compareInRecord(const Described& described, const ReadSet& set)
+{
+    const auto hasItsId = [&](const ReadSetPtr& pOther) {
+        return pOther->bWhole && pOther->uiId == set.uiId && pOther->nal_unit_type == set.nal_unit_type;
+    };
+    if (!described.claims.hvcC || !set.bWhole || std::ranges::none_of(described.inRecord, hasItsId))
+        return;
+    const CBoxChecks checks(m_findings, *described.claims.hvcC);
+    const std::string_view kind = SET_NAMES[set.nal_unit_type - VPS_NUT];
+    checks.warning(Blamed("NAL_unit_type", set.nal_unit_type),
+                   FIELDS_CLAUSE,
+                   "",
+                   say(checks.box(),
+                       " has different ",
+                       kind,
+                       "s with the id ",
+                       set.uiId,
+                       ": the one that stands last counts, and other players take the first"));
+}
+
 void CClaimChecks::State::onSet(Described& described, const ContainerUnit& unit)
 {
     const ReadSetPtr pSet = read(unit);
@@ -217,8 +239,10 @@ void CClaimChecks::State::onSet(Described& described, const ContainerUnit& unit)
     if (unit.place.configuration.empty())
         compareInStream(described, *pSet, unit);
     else if (described.inRecord.size() < MAX_KEPT &&
-             std::ranges::find(described.inRecord, pSet) == described.inRecord.end())
+             std::ranges::find(described.inRecord, pSet) == described.inRecord.end()) {
+        compareInRecord(described, *pSet);
         described.inRecord.push_back(pSet);
+    }
 }
 
 // ISO/IEC 14496-15 8.4.1.1: what hvc1 needs of its arrays.
