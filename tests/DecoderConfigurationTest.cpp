@@ -169,6 +169,37 @@ TEST(DecoderConfiguration, TellsWhatIsWrong)
     }
 }
 
+TEST(DecoderConfiguration, TellsOfSetsInFrontOfWhatTheyReferTo)
+{
+    const Bytes SEI{0x4e, 1, 5};
+    const struct
+    {
+        const char* pName;
+        std::vector<Bytes> units;
+        const char* pMessage; // empty of nothing
+        std::size_t uiOffset;
+    } aCases[] = {
+        {"in order", {VPS, SPS, PPS, SEI}, "", 0},
+        {"messages in front", {SEI, VPS, SPS, PPS}, "", 0},
+        {"no VPS", {SPS, PPS}, "", 0},
+        {"no SPS", {PPS, VPS}, "", 0},
+        {"an array of each for two layers", {VPS, SPS, PPS, VPS, SPS, PPS}, "", 0},
+        {"PPS in front", {VPS, PPS, SPS}, "the array of PPSs stands in front of that of SPSs", 23 + 9},
+        {"SPS in front", {SPS, VPS, PPS}, "the array of SPSs stands in front of that of VPSs", 23},
+    };
+    for (const auto& c : aCases) {
+        SCOPED_TRACE(c.pName);
+        const DecoderConfiguration read = readDecoderConfiguration(hvcCContent(c.units), EConfigurationBox::HvcC);
+        EXPECT_EQ(read.findings.size(), *c.pMessage == '\0' ? 0U : 1U);
+        if (read.findings.empty())
+            continue;
+        EXPECT_TRUE(tells(read, c.pMessage)) << read.findings[0].message;
+        EXPECT_EQ(read.findings[0].eSeverity, ESeverity::Warning);
+        EXPECT_EQ(read.findings[0].uiOffset, c.uiOffset);
+    }
+    EXPECT_EQ(readDecoderConfiguration(hvcCContent({PPS, SPS, VPS}), EConfigurationBox::HvcC).findings.size(), 2U);
+}
+
 TEST(DecoderConfiguration, StripsZerosBehindAUnit)
 {
     const Bytes content = hvcCContent({joined({PPS, {0, 0}})});

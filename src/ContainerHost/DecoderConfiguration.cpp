@@ -250,6 +250,34 @@ void lookAtArrays(DecoderConfiguration& record)
     }
 }
 
+// ISO/IEC 14496-15 8.3.2.1.3 recommends VPS, SPS, PPS, SEI. Other orders do no harm unless a set stands in front of all
+// that it can refer to. What lhvC refers to can stand in hvcC.
+void lookAtOrder(DecoderConfiguration& record)
+{
+    constexpr unsigned char VPS_NUT = 32;
+    constexpr unsigned char PPS_NUT = 34;
+    constexpr const char* NAMES[] = {"VPS", "SPS", "PPS"};
+    if (record.eBox != EConfigurationBox::HvcC)
+        return;
+    const auto firstOf = [&](unsigned char NAL_unit_type) {
+        return std::ranges::find_if(record.arrays, [&](const ConfigurationArray& array) {
+            return array.NAL_unit_type == NAL_unit_type && array.numNalus != 0;
+        });
+    };
+    for (unsigned char NAL_unit_type = VPS_NUT; NAL_unit_type < PPS_NUT; ++NAL_unit_type) {
+        const auto referred = firstOf(NAL_unit_type);
+        const auto referring = firstOf(static_cast<unsigned char>(NAL_unit_type + 1));
+        if (referred == record.arrays.end() || referred < referring)
+            continue;
+        const std::string name = NAMES[NAL_unit_type - VPS_NUT];
+        tell(record,
+             ESeverity::Warning,
+             referring->uiOffset,
+             std::string("the array of ") + NAMES[NAL_unit_type + 1 - VPS_NUT] + "s stands in front of that of " +
+                 name + "s, which they refer to: players that read the arrays front to back fail [14496-15 8.3.2.1.3]");
+    }
+}
+
 void lookAtFields(DecoderConfiguration& record)
 {
     const std::size_t uiLengthByte = record.uiFieldBits / 8 - 2;
@@ -291,6 +319,7 @@ DecoderConfiguration readDecoderConfiguration(Bytes content, EConfigurationBox e
     lookAtFields(record);
     readArrays(record, content);
     lookAtArrays(record);
+    lookAtOrder(record);
     return record;
 }
 
