@@ -106,6 +106,80 @@ TEST(IsoBaseMedia, TellsWhatIsWrongWithTheFile)
     }
 }
 
+TEST(IsoBaseMedia, TellsWhatIsWrongWithTheTablesOfATrack)
+{
+    TrackSyntax track;
+    track.entries = {hvc1()};
+    const std::vector<Bytes> samples = {prefixed({IDR}), prefixed({TRAIL})};
+    const auto with = [&](auto change) {
+        TrackSyntax changed = track;
+        change(changed);
+        return read(movie(changed, samples));
+    };
+    const auto times = [&](const std::vector<Bytes>& entries) {
+        return with([&](TrackSyntax& t) { t.stts = table("stts", entries); });
+    };
+    const auto runs = [&](const std::vector<std::vector<std::uint32_t>>& entries) {
+        TrackSyntax changed = track;
+        for (const Bytes& sample : samples)
+            changed.sizes.push_back(static_cast<std::uint32_t>(sample.size()));
+        changed.chunks = {FTYP.size() + 8, FTYP.size() + 8 + samples[0].size()};
+        changed.runs = entries;
+        return read(joined({FTYP, box("mdat", {samples[0], samples[1]}), box("moov", {trak(changed)})}));
+    };
+    const auto entryCount = [&](unsigned uiCount) {
+        Bytes file = movie(track, samples);
+        const Bytes type = text("stsd");
+        const auto at = std::search(file.begin(), file.end(), type.begin(), type.end());
+        at[4 + 4 + 3] = static_cast<unsigned char>(uiCount);
+        return read(file);
+    };
+    const auto handler = [&](std::string_view type) { return with([&](TrackSyntax& t) { t.handler = type; }); };
+    const struct
+    {
+        const char* pName;
+        CContainerRecord record;
+        const char* pMessage; // empty of nothing
+        const char* pBox;
+    } aCases[] = {
+        {"right", with([](auto&) {}), "", ""},
+        {"stsd counts none", entryCount(0), "counts 0 sample entries and has 1", "minf/stbl/stsd"},
+        {"stsd counts more", entryCount(7), "counts 7 sample entries and has 1", "minf/stbl/stsd"},
+        {"no stts", with([](auto& t) { t.stts = Bytes(); }), "has no stts, and stsz counts 2 samples", "minf/stbl"},
+        {"an empty stts", times({}), "has times for 0 samples, stsz counts 2 samples", "minf/stbl/stts"},
+        {"times of fewer", times({joined({be(4, 1), be(4, 4)})}), "has times for 1 samples", "minf/stbl/stts"},
+        {"times of more",
+         times({joined({be(4, 2), be(4, 4)}), joined({be(4, 1), be(4, 3)})}),
+         "has times for 3 samples",
+         "minf/stbl/stts"},
+        {"times in two entries", times({joined({be(4, 1), be(4, 4)}), joined({be(4, 1), be(4, 3)})}), "", ""},
+        {"two chunks", runs({{1, 1, 1}, {2, 1, 1}}), "", ""},
+        {"runs from the second chunk",
+         runs({{2, 1, 1}}),
+         "begins with first_chunk 2 instead of 1: nothing says",
+         "minf/stbl/stsc"},
+        {"runs that fall", runs({{1, 1, 1}, {2, 1, 1}, {1, 1, 1}}), "has first_chunk 1 behind 2", "minf/stbl/stsc"},
+        {"runs that stay", runs({{1, 1, 1}, {1, 1, 1}}), "has first_chunk 1 behind 1", "minf/stbl/stsc"},
+        {"no time scale", with([](auto& t) { t.uiTimescale = 0; }), "says timescale 0: no sample has a time", "mdhd"},
+        {"sound", handler("soun"), "says soun, the track has a sample entry hvc1", "hdlr"},
+        {"auxiliary pictures", handler("auxv"), "", ""},
+        {"an image sequence", handler("pict"), "", ""},
+    };
+    for (const auto& c : aCases) {
+        SCOPED_TRACE(c.pName);
+        ASSERT_EQ(c.record.m_findings.size(), *c.pMessage == '\0' ? 0U : 1U) << c.record.findings();
+        EXPECT_EQ(c.record.m_units.size(), 5U);
+        if (c.record.m_findings.empty())
+            continue;
+        EXPECT_TRUE(c.record.tells(c.pMessage)) << c.record.findings();
+        EXPECT_EQ(c.record.m_findings[0].box, std::string("moov/trak/mdia/") + c.pBox);
+        EXPECT_EQ(c.record.m_findings[0].eSeverity, ESeverity::Error);
+        EXPECT_TRUE(c.record.m_findings[0].ulOffset);
+    }
+    track.entries = {visualEntry("avc1", {})}; // of others nothing is told
+    EXPECT_EQ(handler("soun").findings() + times({}).findings() + entryCount(3).findings(), "");
+}
+
 // What a muxer wrote in front of the NAL units of its samples may not be what its hvcC says.
 TEST(IsoBaseMedia, ReadsSamplesByTheLengthsThatTheyHave)
 {
@@ -176,7 +250,7 @@ TEST(IsoBaseMedia, TellsWhichTrackADescriptionIsOf)
     TrackSyntax track;
     track.uiTrack = 7;
     track.entries = {hvc1({box("hvcC", {hvcCContent({SPS})}), box("pasp", {be(4, 1)})})};
-    const CContainerRecord movieRecord = read(movie(track, {prefixed({IDR})}));
+    const CContainerRecord movieRecord = read(movie(track, {prefixed({IDR}), prefixed({TRAIL})}));
     EXPECT_EQ(movieRecord.finding("is too short for its fields")->ulTrack, 7U);
     EXPECT_TRUE(movieRecord.m_claims.at(0).constantFrameRate->ulOffset);
     // Of the file as a whole there is none.

@@ -97,6 +97,24 @@ TEST(IsoBaseMedia, TakesDefaultsOfFragmentsFromEveryPlace)
     }
 }
 
+TEST(IsoBaseMedia, TellsOfFragmentsThatNoTrexAnnounces)
+{
+    TrackSyntax track;
+    track.entries = {hvc1()};
+    track.stts = fullBox("stts", 0, 0, {be(4, 0)});
+    track.runs = {};
+    const Bytes trex = fullBox("trex", 0, 0, {be(4, 2), be(4, 1), be(4, 4), be(4, 0), be(4, 0)}); // of another track
+    for (const Bytes& mvex : {Bytes(), box("mvex", {}), box("mvex", {trex})}) {
+        const CContainerRecord record =
+            read(joined({FTYP, box("moov", {trak(track), mvex}), mediaSegment(), mediaSegment(100)}));
+        ASSERT_EQ(record.m_findings.size(), 1U) << record.findings(); // once
+        EXPECT_TRUE(record.tells("a fragment of a track that no trex in moov/mvex announces"));
+        EXPECT_EQ(record.m_findings[0].box, "moof/traf/tfhd");
+        EXPECT_EQ(record.m_findings[0].eSeverity, ESeverity::Error);
+        EXPECT_EQ(record.m_units.size(), 9U);
+    }
+}
+
 // 8.8.7: without a base of its own, a traf's data begins behind that of the traf in front.
 TEST(IsoBaseMedia, FindsTheDataOfFragmentsBehindThatOfOtherTracks)
 {
@@ -119,7 +137,11 @@ TEST(IsoBaseMedia, FindsTheDataOfFragmentsBehindThatOfOtherTracks)
     audio.entries = {box("mp4a", {zeros(28)})};
     TrackSyntax second = video;
     second.uiTrack = 4;
-    const Bytes init = joined({FTYP, box("moov", {trak(video), trak(audio), trak(second), box("mvex", {})})});
+    const auto trex = [](unsigned uiTrack) {
+        return fullBox("trex", 0, 0, {be(4, uiTrack), be(4, 1), be(4, 4), be(4, 0), be(4, 0)});
+    };
+    const Bytes mvex = box("mvex", {trex(1), trex(2), trex(4)});
+    const Bytes init = joined({FTYP, box("moov", {trak(video), trak(audio), trak(second), mvex})});
     for (const unsigned uiFlags : {0U, 0x200U}) {
         for (const unsigned uiOther : {2U, 3U, 4U}) { // 3: of no moov
             SCOPED_TRACE(std::to_string(uiFlags) + " " + std::to_string(uiOther));

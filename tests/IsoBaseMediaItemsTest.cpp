@@ -107,6 +107,28 @@ TEST(IsoBaseMedia, ReadsImageItemsWhereverTheyLie)
 }
 
 // An item that lies byte by byte in the file, from its end to its beginning: pieces are joined as they are listed.
+TEST(IsoBaseMedia, TellsOfAPrimaryItemThatIsNotThere)
+{
+    const auto infe = [](unsigned uiVersion, unsigned uiItem) {
+        const std::string_view name = uiVersion < 2 ? "name" : "hvc1";
+        return fullBox("infe", uiVersion, 0, {be(2, uiItem), be(2, 0), text(name), be(1, 0)});
+    };
+    const auto with = [&](const Bytes& pitm, const Bytes& info) {
+        return read(joined({FTYP, box("meta", {zeros(4), pitm, fullBox("iinf", 0, 0, {be(2, 2), infe(2, 1), info})})}));
+    };
+    const std::string told = "names item 9 as the one to show, which iinf does not have";
+    const Bytes ninth = fullBox("pitm", 0, 0, {be(2, 9)});
+    const CContainerRecord record = with(ninth, infe(2, 2));
+    ASSERT_TRUE(record.tells(told)) << record.findings();
+    EXPECT_EQ(record.finding(told)->box, "meta/pitm");
+    EXPECT_EQ(record.finding(told)->ulOffset, FTYP.size() + 12);
+    EXPECT_TRUE(with(fullBox("pitm", 1, 0, {be(4, 9)}), infe(2, 2)).tells(told));
+    EXPECT_FALSE(with(ninth, infe(2, 9)).tells(told));
+    EXPECT_FALSE(with(fullBox("pitm", 1, 0, {be(4, 9)}), infe(2, 9)).tells(told));
+    EXPECT_FALSE(with(ninth, infe(1, 9)).tells(told)); // of an older edition
+    EXPECT_EQ(with(fullBox("pitm", 0, 0, {be(1, 9)}), infe(2, 2)).finding("ends inside its fields")->box, "meta/pitm");
+}
+
 TEST(IsoBaseMedia, JoinsAnItemOfManyPieces)
 {
     const Bytes data = prefixed({VPS, SPS, PPS, IDR});

@@ -248,6 +248,7 @@ TEST(IsoBaseMedia, ReadsConstantAndCompactSampleSizes)
 {
     TrackSyntax track;
     track.entries = {hvc1()};
+    track.stts = fullBox("stts", 0, 0, {be(4, 1), be(4, 2), be(4, 4)});
     const Bytes samples = joined({prefixed({TRAIL}), prefixed({TRAIL})});
     const auto withSizes = [&](const Bytes& sizes) {
         Bytes file = movie(track, {samples});

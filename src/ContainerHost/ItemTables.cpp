@@ -51,6 +51,7 @@ bool CItemTables::read(const Box& meta)
     const std::uint64_t ulFirst = meta.ulContent + (bQuickTime ? 0 : 4);
     CBoxWalk walk(m_source, m_output, "meta", std::min(ulFirst, meta.ulEnd), meta.ulEnd);
     std::optional<Box> iref;
+    std::optional<Box> pitm;
     while (const auto box = walk.next()) {
         switch (box->uiType) {
         case fourCC("iinf"):
@@ -68,12 +69,17 @@ bool CItemTables::read(const Box& meta)
         case fourCC("iref"):
             iref = box;
             break;
+        case fourCC("pitm"):
+            pitm = box;
+            break;
         default:
             break;
         }
     }
     if (iref)
         readReferences(*iref);
+    if (pitm)
+        checkPrimaryItem(*pitm);
     indexLocations();
     for (std::size_t i = 0; i < m_associations.size(); ++i)
         indexAssociations(i);
@@ -88,21 +94,39 @@ void CItemTables::readItemInfo(const Box& iinf)
     while (const auto infe = walk.next()) {
         CFieldCursor fields(m_source, infe->ulContent, infe->ulEnd);
         const unsigned uiVersion = readFullBox(fields).uiVersion;
-        if (infe->uiType != fourCC("infe") || uiVersion < 2) // older ones name no type
+        if (infe->uiType != fourCC("infe") || uiVersion < 2) { // older ones name no type
+            m_bAllKnown = false;
             continue;
+        }
         const std::uint32_t uiItem = uiVersion == 2 ? fields.u16() : fields.u32();
         const bool bProtected = fields.u16() != 0;
         const std::uint32_t uiType = fields.u32();
-        if (!fields.isComplete())
+        if (!fields.isComplete()) {
             tell("meta/iinf/infe", infe->ulOffset, "ends inside its fields");
-        else if (m_items.size() == MAX_ITEMS) {
+            m_bAllKnown = false;
+        } else if (m_items.size() == MAX_ITEMS) {
             tell("meta/iinf",
                  infe->ulOffset,
                  "more than " + std::to_string(MAX_ITEMS) + " items; from here on they are not read");
+            m_bAllKnown = false;
             return;
         } else
             m_items[uiItem] = {uiType, bProtected, 0, 0, 0, 0, 0};
     }
+}
+
+// 8.11.4: the item that is shown.
+void CItemTables::checkPrimaryItem(const Box& pitm)
+{
+    CFieldCursor cursor(m_source, pitm.ulContent, pitm.ulEnd);
+    const auto uiItem = static_cast<std::uint32_t>(cursor.bytes(readFullBox(cursor).uiVersion == 0 ? 2 : 4));
+    if (!cursor.isComplete())
+        tell("meta/pitm", pitm.ulOffset, "ends inside its fields");
+    else if (m_bAllKnown && !m_items.empty() && !m_items.contains(uiItem))
+        tell("meta/pitm",
+             pitm.ulOffset,
+             "names item " + std::to_string(uiItem) +
+                 " as the one to show, which iinf does not have: players show nothing [14496-12 8.11.4]");
 }
 
 void CItemTables::readProperties(const Box& iprp)

@@ -88,6 +88,7 @@ private:
     void readProperties(const Box& iprp);
     void readReferences(const Box& iref);
     void indexLocations();
+    void checkPrimaryItem(const Box& pitm);
     void indexAssociations(std::size_t uiAssociation);
     [[nodiscard]] bool addExtents(std::vector<Extent>& extents, CFieldCursor& cursor, unsigned uiConstruction,
                                   std::uint64_t ulBase) const;
@@ -97,6 +98,7 @@ private:
     CUnitOutput& m_output;
     CRandomSource& m_source;
     std::map<std::uint32_t, ImageItem> m_items;
+    bool m_bAllKnown = true; // every item of iinf is among them
     std::vector<Box> m_properties;
     std::vector<Box> m_associations; // ipma
     std::optional<Box> m_iloc;

@@ -143,6 +143,14 @@ std::uint64_t deliverTrackFragment(CUnitOutput& output, CRandomSource& source, c
                                     std::nullopt,
                                     "a fragment of a track that no moov describes; its samples are not read",
                                     true});
+            else if (fragment.pTrack->isH265() && !fragment.pTrack->bHasDefaults)
+                output.findingOnce(ONCE_NO_DEFAULTS,
+                                   {ESeverity::Error,
+                                    walk.pathOf(*box),
+                                    box->ulOffset,
+                                    fragment.pTrack->uiTrack,
+                                    "a fragment of a track that no trex in moov/mvex announces: players that go by "
+                                    "moov do not look for it [14496-12 8.8.3]"});
         } else if (box->uiType == fourCC("tfdt") && fragment.pTrack != nullptr) {
             CFieldCursor cursor(source, box->ulContent, box->ulEnd);
             fragment.pTrack->ulDecodeTime = readFullBox(cursor).uiVersion == 1 ? cursor.u64() : cursor.u32();
@@ -162,8 +170,10 @@ void readFragmentDefaults(CUnitOutput& output, CRandomSource& source, const Box&
             continue;
         CFieldCursor cursor(source, box->ulContent, box->ulEnd);
         (void)readFullBox(cursor);
-        if (MovieTrack* const pTrack = findTrack(tracks, cursor.u32()))
+        if (MovieTrack* const pTrack = findTrack(tracks, cursor.u32())) {
             pTrack->defaults = {cursor.u32(), cursor.u32(), cursor.u32()};
+            pTrack->bHasDefaults = true;
+        }
     }
 }
 

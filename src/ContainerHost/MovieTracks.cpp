@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "ElementaryUnits.h"
+#include "MovieTrackChecks.h"
 
 namespace h265_container {
 
@@ -39,6 +40,15 @@ void readMediaHeader(MovieTrack& track, CRandomSource& source, const Box& mdhd)
     const FullBox full = readFullBox(cursor);
     cursor.skip(full.uiVersion == 1 ? 16 : 8);
     track.uiTimescale = cursor.u32();
+    track.ulTimescaleOffset = mdhd.ulOffset;
+}
+
+void readHandler(MovieTrack& track, CRandomSource& source, const Box& hdlr)
+{
+    CFieldCursor cursor(source, hdlr.ulContent, hdlr.ulEnd);
+    cursor.skip(8);
+    track.uiHandler = cursor.u32();
+    track.ulHandlerOffset = hdlr.ulOffset;
 }
 
 // ISO/IEC 14496-12 8.7.2: an entry with flag 1 means this very file.
@@ -57,6 +67,9 @@ void readDescriptions(MovieTrack& track, CRandomSource& source, CUnitOutput& out
 {
     track.path = path;
     track.ulOffset = stsd.ulOffset;
+    CFieldCursor cursor(source, stsd.ulContent, stsd.ulEnd);
+    (void)readFullBox(cursor);
+    const std::uint32_t entry_count = cursor.u32();
     CBoxWalk walk(source, output, path, std::min(stsd.ulContent + 8, stsd.ulEnd), stsd.ulEnd);
     while (const auto entry = walk.next()) {
         SampleDescription description = readSampleEntry(source, output, *entry, walk.pathOf(*entry));
@@ -65,11 +78,21 @@ void readDescriptions(MovieTrack& track, CRandomSource& source, CUnitOutput& out
                             path,
                             entry->ulOffset,
                             track.uiTrack,
-                            "more sample descriptions than can be kept; from here on they are not read"});
+                            "more sample descriptions than can be kept; from here on "
+                            "they are not read"});
             return;
         }
         track.descriptions.push_back(std::move(description));
     }
+    if (track.isH265() && entry_count != track.descriptions.size())
+        output.finding({ESeverity::Error,
+                        path,
+                        stsd.ulOffset,
+                        track.uiTrack,
+                        "counts " + std::to_string(entry_count) + " sample entries and has " +
+                            std::to_string(track.descriptions.size()) +
+                            ": players that go by the count read others, or none "
+                            "[14496-12 8.5.2]"});
 }
 
 // One level of trak, mdia, minf, dinf or stbl.
@@ -87,13 +110,10 @@ void readTrackBoxes(MovieTrack& track, CRandomSource& source, CUnitOutput& outpu
         case fourCC("mdhd"):
             readMediaHeader(track, source, *box);
             break;
-        case fourCC("hdlr"): {
-            CFieldCursor cursor(source, box->ulContent, box->ulEnd);
-            cursor.skip(8);
+        case fourCC("hdlr"):
             if (bInMedia)
-                track.uiHandler = cursor.u32();
+                readHandler(track, source, *box);
             break;
-        }
         case fourCC("dref"):
             readDataReferences(track, source, output, *box, boxPath);
             break;
@@ -136,7 +156,7 @@ void tellLostSamples(CUnitOutput& output, const MovieTrack& track, std::uint64_t
 {
     if (!track.tables.bHasSizes && track.tables.chunks.count() != 0)
         output.finding({ESeverity::Error,
-                        track.path.substr(0, track.path.rfind('/')),
+                        sampleTablePath(track),
                         track.ulOffset,
                         track.uiTrack,
                         "has no stsz or stz2 that can be read: how many samples its " +
@@ -145,7 +165,7 @@ void tellLostSamples(CUnitOutput& output, const MovieTrack& track, std::uint64_t
                         true});
     if (ulTaken < track.tables.ulSamples)
         output.finding({ESeverity::Error,
-                        track.path.substr(0, track.path.rfind('/')) + "/stsz",
+                        sampleTablePath(track) + "/stsz",
                         track.tables.ulSizesOffset,
                         track.uiTrack,
                         "counts " + std::to_string(track.tables.ulSamples) + " samples; the chunks have " +
@@ -213,6 +233,8 @@ MovieTrack readTrack(CRandomSource& source, CUnitOutput& output, const Box& trak
         claimFrameRate(track);
     for (SampleDescription& description : track.descriptions)
         description.claims.trackSize = track.trackSize;
+    if (track.isH265())
+        checkMedia(output, track);
     return track;
 }
 
@@ -325,7 +347,8 @@ void deliverSample(CUnitOutput& output, CRandomSource& source, MovieTrack& track
 void deliverSamples(CUnitOutput& output, CRandomSource& source, std::vector<MovieTrack>& tracks)
 {
     std::vector<std::unique_ptr<TrackWalk>> walks;
-    using Next = std::pair<std::uint64_t, std::size_t>; // offset of the chunk, index of its walk
+    using Next = std::pair<std::uint64_t,
+                           std::size_t>; // offset of the chunk, index of its walk
     std::priority_queue<Next, std::vector<Next>, std::greater<>> queue;
     const auto advance = [&](std::size_t i) {
         TrackWalk& walk = *walks[i];
@@ -333,8 +356,10 @@ void deliverSamples(CUnitOutput& output, CRandomSource& source, std::vector<Movi
         if (chunk) {
             walk.chunk = *chunk;
             queue.emplace(chunk->ulOffset, i);
-        } else
-            tellLostSamples(output, walk.track, walk.cursor.samplesTaken());
+            return;
+        }
+        tellLostSamples(output, walk.track, walk.cursor.samplesTaken());
+        checkSampleTables(output, source, walk.track);
     };
     for (MovieTrack& track : tracks) {
         if (!track.isH265() || output.isTrackDone(track.uiTrack))

@@ -24,6 +24,8 @@ struct MovieTrack
     std::uint32_t uiTrack = 0;
     std::uint32_t uiHandler = 0;
     std::uint32_t uiTimescale = 0;
+    std::optional<std::uint64_t> ulHandlerOffset;   // of the boxes: hdlr
+    std::optional<std::uint64_t> ulTimescaleOffset; // mdhd
     std::optional<Claim<SizeClaim>> trackSize;
     std::vector<bool> external; // by data reference: the samples lie in another file
     std::vector<SampleDescription> descriptions;
@@ -31,6 +33,7 @@ struct MovieTrack
     std::optional<std::uint64_t> ulOffset; // likewise
     SampleTables tables;
     FragmentDefaults defaults;
+    bool bHasDefaults = false; // there is a trex
 
     std::uint64_t ulSamples = 0;    // seen so far
     std::uint64_t ulDecodeTime = 0; // of the next one in a fragment

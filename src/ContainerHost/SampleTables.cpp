@@ -17,9 +17,11 @@ struct TableBox
 };
 
 // A table that is as long as its count says, and no longer than its box.
-CTable tableAt(const TableBox& at, const CFieldCursor& cursor, unsigned uiEntryBits, std::uint64_t ulCount)
+CTable tableAt(SampleTables& tables, const TableBox& at, const CFieldCursor& cursor, unsigned uiEntryBits,
+               std::uint64_t ulCount)
 {
     const std::uint64_t ulRoom = cursor.left() * 8 / uiEntryBits;
+    tables.bCut = tables.bCut || ulCount > ulRoom;
     if (ulCount > ulRoom)
         at.output.finding(
             {ESeverity::Error,
@@ -48,7 +50,7 @@ void takeSizes(SampleTables& tables, const TableBox& at, CFieldCursor& cursor, b
         tables.ulSamples = 0;
         return;
     }
-    tables.sizes = tableAt(at, cursor, tables.uiSizeBits, tables.ulSamples);
+    tables.sizes = tableAt(tables, at, cursor, tables.uiSizeBits, tables.ulSamples);
     tables.ulSamples = tables.sizes.count();
 }
 
@@ -62,7 +64,7 @@ bool takeSampleTable(SampleTables& tables, CRandomSource& source, CUnitOutput& o
     (void)readFullBox(cursor); // the layouts do not depend on it
     const auto counted = [&](unsigned uiEntryBytes) {
         const std::uint32_t uiCount = cursor.u32();
-        return tableAt(at, cursor, uiEntryBytes * 8, uiCount);
+        return tableAt(tables, at, cursor, uiEntryBytes * 8, uiCount);
     };
     switch (box.uiType) {
     case fourCC("stts"):
@@ -74,6 +76,7 @@ bool takeSampleTable(SampleTables& tables, CRandomSource& source, CUnitOutput& o
         return true;
     case fourCC("stsc"):
         tables.stsc = counted(12);
+        tables.ulRunsOffset = box.ulOffset;
         return true;
     case fourCC("stco"):
     case fourCC("co64"):

@@ -46,7 +46,9 @@ struct SampleTables
     std::uint32_t uiConstantSize = 0; // of stsz, 0 when it has a table
     std::uint64_t ulSamples = 0;
     bool bHasSizes = false;
+    bool bCut = false;                          // a table is shorter than it says
     std::optional<std::uint64_t> ulTimesOffset; // of the boxes: stts
+    std::optional<std::uint64_t> ulRunsOffset;  // stsc
     std::optional<std::uint64_t> ulSizesOffset; // stsz, stz2
 };
 

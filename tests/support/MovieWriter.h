@@ -1,5 +1,6 @@
 #pragma once
 
+#include <optional>
 #include <string_view>
 #include <vector>
 
@@ -17,9 +18,9 @@ struct TrackSyntax
     std::vector<std::uint32_t> sizes;                        // of samples
     std::vector<std::uint64_t> chunks;                       // offsets
     std::vector<std::vector<std::uint32_t>> runs{{1, 1, 1}}; // of stsc
-    Bytes stts = fullBox("stts", 0, 0, {be(4, 1), be(4, 1000), be(4, 4)});
-    Bytes more;          // boxes of stbl
-    bool bLarge = false; // co64
+    std::optional<Bytes> stts;                               // else 4 units for each sample
+    Bytes more;                                              // boxes of stbl
+    bool bLarge = false;                                     // co64
     Bytes dataReference = fullBox("url ", 0, 1, {});
 };
 
@@ -45,9 +46,10 @@ inline Bytes sampleTable(const TrackSyntax& track)
     Bytes stsz = table("stsz", sizes);
     stsz.insert(stsz.begin() + 12, 4, 0); // sample_size
     stsz[3] = static_cast<unsigned char>(stsz[3] + 4);
+    const Bytes times = fullBox("stts", 0, 0, {be(4, 1), be(4, sizes.size()), be(4, 4)});
     return box("stbl",
                {table("stsd", track.entries),
-                track.stts,
+                track.stts.value_or(times),
                 table("stsc", runs),
                 stsz,
                 table(track.bLarge ? "co64" : "stco", chunks),
