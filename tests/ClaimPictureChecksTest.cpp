@@ -433,6 +433,14 @@ TEST(ClaimPictureChecks, HoldAConstantRateAgainstTheTiming)
          },
          "",
          ""},
+        {"neither fields nor frames of them",
+         [](auto& t) {
+             applyChanges(t.sps, TIMING);
+             applyChanges(t.sps, "vui_parameters.field_seq_flag=1 vui_parameters.frame_field_info_present_flag=1");
+             claimRate(t, 25, 1);
+         },
+         "warning vui_parameters.vui_time_scale [14496-12 8.6.1.2]",
+         "stts says 25 pictures a second throughout, SPS 0's VUI says 23.98 fields a second, or 11.99 frames"},
         {"frames of fields",
          [](auto& t) {
              applyChanges(t.sps, TIMING);

@@ -162,6 +162,33 @@ TEST(IsoBaseMedia, BringsTheSetsOfTheDescriptionThatASampleUses)
     }
 }
 
+TEST(IsoBaseMedia, ClaimsAConstantRateOfDescriptionsThatHaveSamples)
+{
+    const Bytes sample = prefixed({IDR});
+    const struct
+    {
+        std::vector<std::vector<std::uint32_t>> runs;
+        std::vector<bool> claimed;
+    } aCases[] = {
+        {{{1, 2, 1}}, {true, false, false}},
+        {{{1, 2, 2}}, {false, true, false}},
+        {{{1, 1, 3}, {2, 1, 1}}, {true, false, true}},
+        {{{1, 1, 0}, {2, 1, 4}}, {false, false, false}}, // none that is there
+    };
+    for (const auto& c : aCases) {
+        TrackSyntax track;
+        track.entries = {hvc1(), hvc1(), hvc1()};
+        const auto uiSize = static_cast<std::uint32_t>(sample.size());
+        track.sizes = {uiSize, uiSize};
+        track.chunks = {FTYP.size() + 8, FTYP.size() + 8};
+        track.runs = c.runs;
+        const CContainerRecord record = read(joined({FTYP, box("mdat", {sample}), box("moov", {trak(track)})}));
+        ASSERT_EQ(record.m_claims.size(), 3U);
+        for (const ContainerClaims& claims : record.m_claims)
+            EXPECT_EQ(claims.constantFrameRate.has_value(), c.claimed.at(claims.uiDescription - 1));
+    }
+}
+
 TEST(IsoBaseMedia, ReadsLengthsOfOneTwoAndFourBytes)
 {
     for (const unsigned uiBytes : {1U, 2U, 3U, 4U}) {

@@ -78,8 +78,7 @@ void readDescriptions(MovieTrack& track, CRandomSource& source, CUnitOutput& out
                             path,
                             entry->ulOffset,
                             track.uiTrack,
-                            "more sample descriptions than can be kept; from here on "
-                            "they are not read"});
+                            "more sample descriptions than can be kept; from here on they are not read"});
             return;
         }
         track.descriptions.push_back(std::move(description));
@@ -91,8 +90,7 @@ void readDescriptions(MovieTrack& track, CRandomSource& source, CUnitOutput& out
                         track.uiTrack,
                         "counts " + std::to_string(entry_count) + " sample entries and has " +
                             std::to_string(track.descriptions.size()) +
-                            ": players that go by the count read others, or none "
-                            "[14496-12 8.5.2]"});
+                            ": players that go by the count read others, or none [14496-12 8.5.2]"});
 }
 
 // One level of trak, mdia, minf, dinf or stbl.
@@ -138,17 +136,37 @@ void readTrackBoxes(MovieTrack& track, CRandomSource& source, CUnitOutput& outpu
     }
 }
 
-// A rate that is the same from the first sample to the last.
-void claimFrameRate(MovieTrack& track)
+// By their index from 0, whether a chunk has the description. Where there is one it is not asked.
+std::vector<bool> usedDescriptions(const MovieTrack& track, CRandomSource& source, CUnitOutput& output)
+{
+    const CTable& stsc = track.tables.stsc;
+    const std::size_t uiDescriptions = track.descriptions.size();
+    std::vector<bool> used(uiDescriptions, uiDescriptions == 1);
+    for (std::uint64_t i = 0; uiDescriptions > 1 && i < stsc.count() && output.spend(source, 1); ++i) {
+        CFieldCursor fields = stsc.entry(i);
+        fields.skip(8);
+        const std::uint32_t sample_description_index = fields.u32();
+        if (sample_description_index != 0 && sample_description_index <= uiDescriptions)
+            used[sample_description_index - 1] = true;
+    }
+    return used;
+}
+
+// A rate that is the same from the first sample to the last. Of a description without samples it says nothing.
+void claimFrameRate(MovieTrack& track, CRandomSource& source, CUnitOutput& output)
 {
     CFieldCursor fields = track.tables.stts.entry(0);
     const std::uint32_t uiCount = fields.u32();
     const std::uint32_t uiDuration = fields.u32();
     if (track.tables.stts.count() != 1 || uiCount < 2 || uiDuration == 0 || track.uiTimescale == 0)
         return;
-    const std::string path = track.path.substr(0, track.path.rfind('/')) + "/stts";
-    for (SampleDescription& description : track.descriptions)
-        description.claims.constantFrameRate = {{track.uiTimescale, uiDuration}, path, track.tables.ulTimesOffset};
+    const std::string path = sampleTablePath(track) + "/stts";
+    const std::vector<bool> used = usedDescriptions(track, source, output);
+    for (std::size_t i = 0; i < used.size(); ++i) {
+        if (used[i])
+            track.descriptions[i].claims.constantFrameRate = {
+                {track.uiTimescale, uiDuration}, path, track.tables.ulTimesOffset};
+    }
 }
 
 // stsz's samples against those that the chunks hold.
@@ -230,7 +248,7 @@ MovieTrack readTrack(CRandomSource& source, CUnitOutput& output, const Box& trak
     readTrackBoxes(track, source, output, trak, path);
     output.speakOf(std::nullopt);
     if (track.tables.stts)
-        claimFrameRate(track);
+        claimFrameRate(track, source, output);
     for (SampleDescription& description : track.descriptions)
         description.claims.trackSize = track.trackSize;
     if (track.isH265())
@@ -347,8 +365,7 @@ void deliverSample(CUnitOutput& output, CRandomSource& source, MovieTrack& track
 void deliverSamples(CUnitOutput& output, CRandomSource& source, std::vector<MovieTrack>& tracks)
 {
     std::vector<std::unique_ptr<TrackWalk>> walks;
-    using Next = std::pair<std::uint64_t,
-                           std::size_t>; // offset of the chunk, index of its walk
+    using Next = std::pair<std::uint64_t, std::size_t>; // offset of the chunk, index of its walk
     std::priority_queue<Next, std::vector<Next>, std::greater<>> queue;
     const auto advance = [&](std::size_t i) {
         TrackWalk& walk = *walks[i];

@@ -334,17 +334,22 @@ void checkRate(const Claim<FrameRateClaim>& claim, const ClaimedSps& sps, CClaim
     // A sample can be a frame or one of its fields.
     const bool bFits = isNear(claimed, coded, coded * TOLERANCE) ||
                        (sps.gist.bFields && isNear(claimed, 2 * coded, 2 * coded * TOLERANCE));
+    const std::string_view unit = sps.gist.bFields ? " pictures a second" : " frames a second";
+    const std::string frames = decimalOf(rate.ulNumerator, rate.ulDenominator);
     SHOULD(bFits,
            sps.timeScale(),
            checks.box() == "DefaultDuration" ? "RFC 9559 5.1.4.1.13" : RATE_CLAUSE,
-           say(numberText(claimed), " frames a second"),
+           say(numberText(claimed), unit),
            checks.box(),
            " says ",
            numberText(claimed),
-           " frames a second throughout, ",
+           unit,
+           " throughout, ",
            sps.rateHolder(),
            " says ",
-           decimalOf(rate.ulNumerator, rate.ulDenominator));
+           sps.gist.bFields
+               ? say(decimalOf(2 * rate.ulNumerator, rate.ulDenominator), " fields a second, or ", frames, " frames")
+               : frames);
 }
 
 void checkImageSize(const Claim<SizeClaim>& claim, const ClaimedSps& sps, CClaimFindings& findings)
