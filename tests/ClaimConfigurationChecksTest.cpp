@@ -669,6 +669,30 @@ TEST(ClaimConfigurationChecks, AreMadeAgainOfWhatStandsBehindOtherClaims)
     EXPECT_TRUE(checks.newFindings().empty());
 }
 
+TEST(ClaimConfigurationChecks, HoldASecondRecordAgainstItsOwnSets)
+{
+    ClaimedTrack first = rightTrack();
+    ClaimedTrack second = rightTrack();
+    applyChanges(second.sps, "profile_tier_level.general_level_idc=123");
+    second.hvcC().general_level_idc = 123;
+    h265_inspect::CClaimChecks checks;
+    for (ClaimedTrack* const pTrack : {&first, &second}) {
+        checks.onClaims(pTrack->claims);
+        for (const Bytes& bytes : {unitOf(pTrack->vps), unitOf(pTrack->sps), unitOf(pTrack->pps)})
+            feed(checks, bytes, "hvcC");
+    }
+    checks.onEnd();
+    EXPECT_TRUE(checks.newFindings().empty());
+    // What is wrong with the first one is told before.
+    ClaimedTrack wrong = rightTrack();
+    wrong.hvcC().general_level_idc = 255;
+    h265_inspect::CClaimChecks others;
+    others.onClaims(wrong.claims);
+    feed(others, unitOf(wrong.sps), "hvcC");
+    others.onClaims(first.claims);
+    EXPECT_EQ(others.newFindings().size(), 1U);
+}
+
 TEST(ClaimConfigurationChecks, PassOverSetsThatCannotBeReadWhole)
 {
     ClaimedTrack track = rightTrack();

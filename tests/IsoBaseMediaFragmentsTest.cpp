@@ -115,6 +115,24 @@ TEST(IsoBaseMedia, TellsOfFragmentsThatNoTrexAnnounces)
     }
 }
 
+TEST(IsoBaseMedia, TellsOfASecondMoov)
+{
+    const Bytes twice = joined({initSegment(), mediaSegment(), initSegment(), mediaSegment(100), initSegment()});
+    const CContainerRecord record = read(twice);
+    ASSERT_EQ(record.m_findings.size(), 1U) << record.findings();
+    EXPECT_EQ(record.m_findings[0].message, "a second moov: most players read the first one only [14496-12 8.2.1]");
+    EXPECT_EQ(record.m_findings[0].eSeverity, ESeverity::Warning);
+    EXPECT_EQ(record.m_findings[0].ulOffset, initSegment().size() + mediaSegment().size() + FTYP.size());
+    // An initialisation segment may stand in front of a media segment too.
+    const Bytes whole = joined({initSegment(), mediaSegment()});
+    const Bytes init = initSegment();
+    const auto pInit = makeRandomSource(init);
+    const auto pSource = makeRandomSource(whole);
+    CContainerRecord both;
+    readIsoBaseMedia(*pSource, {}, both, pInit.get());
+    EXPECT_EQ(both.findings(), "");
+}
+
 // 8.8.7: without a base of its own, a traf's data begins behind that of the traf in front.
 TEST(IsoBaseMedia, FindsTheDataOfFragmentsBehindThatOfOtherTracks)
 {

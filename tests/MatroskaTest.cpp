@@ -133,11 +133,21 @@ TEST(Matroska, ReadsSegmentsAndClustersOfUnknownSize)
                                             openElement(0x1f43b675, {time, block})})});
     for (const Bytes& file : {live, joined({live, live})}) {
         const CContainerRecord record = read(file);
-        EXPECT_EQ(record.findings(), "");
+        EXPECT_EQ(record.m_findings.size(), file.size() / live.size() - 1) << record.findings();
         EXPECT_EQ(record.m_units.size(), file.size() / live.size() * 6);
         EXPECT_EQ(record.m_units.back().time, 1.0);
         EXPECT_EQ(readForward(file).places(), record.places());
     }
+}
+
+TEST(Matroska, TellsOfASecondSegment)
+{
+    const Bytes file = segment({tracks({trackEntry(PRIVATE)})});
+    const CContainerRecord record = read(joined({file, file, file}));
+    ASSERT_EQ(record.m_findings.size(), 1U) << record.findings();
+    EXPECT_EQ(record.m_findings[0].message, "a second Segment: most players read the first one only [RFC 9559 5.1]");
+    EXPECT_EQ(record.m_findings[0].eSeverity, ESeverity::Warning);
+    EXPECT_TRUE(record.m_findings[0].ulOffset);
 }
 
 TEST(Matroska, ReadsLacingOfEveryKind)

@@ -50,6 +50,7 @@ private:
     std::vector<MovieTrack> m_tracks;
     std::set<std::uint32_t> m_known; // tracks that were told of
     bool m_bMovie = false;
+    unsigned m_uiMovies = 0; // of the file itself
     bool m_bImages = false;
     bool m_bFragments = false;
     std::optional<std::uint64_t> m_ulEarlyFragment; // in front of the moov
@@ -169,6 +170,12 @@ CIsoReader::EGoOn CIsoReader::readBox(const Box& box)
                  "moof",
                  m_ulEarlyFragment,
                  "stands in front of the moov that describes its samples: it is not read");
+        if (++m_uiMovies == 2)
+            m_output.finding({ESeverity::Warning,
+                              "moov",
+                              box.ulOffset,
+                              std::nullopt,
+                              "a second moov: most players read the first one only [14496-12 8.2.1]"});
         readMovie(m_source, box, true);
         return EGoOn::Yes;
     case fourCC("moof"):

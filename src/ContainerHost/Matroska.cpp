@@ -98,6 +98,7 @@ private:
     bool m_bTracksSought = false;                  // behind the first Cluster
     std::optional<std::uint64_t> m_ulTracksBehind; // Tracks that were found there, and have been read
     bool m_bSegment = false;
+    bool m_bSecondTold = false;  // that there is another Segment
     std::vector<Frame> m_frames; // of the block being read
 };
 
@@ -108,7 +109,11 @@ void CMatroskaReader::read()
         if (element->uiId == ID_EBML)
             readHeader(*element);
         else if (element->uiId == ID_SEGMENT) {
-            m_bSegment = true;
+            if (std::exchange(m_bSegment, true) && !std::exchange(m_bSecondTold, true))
+                tell(ESeverity::Warning,
+                     "Segment",
+                     element->ulOffset,
+                     "a second Segment: most players read the first one only [RFC 9559 5.1]");
             walk.moveTo(readSegment(*element));
             if (m_output.isStopped() || isDone())
                 return;

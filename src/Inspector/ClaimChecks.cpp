@@ -329,6 +329,10 @@ void CClaimChecks::onClaims(const ContainerClaims& claims)
         // The map changes with the stream: what stands in front of it was held against the one before.
         m_pState->settleDescriptor(described);
         described.sets.clear();
+    } else if (described.bClaimed) {
+        // A second moov or Segment: its claims are those of its own sets, and the first one's are done.
+        m_pState->settle(described);
+        described = {};
     }
     described.claims = claims;
     described.bClaimed = true;
