@@ -425,6 +425,45 @@ TEST(TransportStream, KnowsH265ByItsDescriptor)
     }
 }
 
+TEST(TransportStream, TellsOfAStreamTypeThatItsDescriptorsContradict)
+{
+    const Bytes registration = joined({{5, 4}, text("HEVC")});
+    const Bytes other = joined({{5, 4}, text("AC-3")});
+    const Bytes descriptor = {0x38, 13, 1, 0x60, 0, 0, 0, 0x90, 0, 0, 0, 0, 0, 93, 0};
+    const struct
+    {
+        unsigned stream_type;
+        Bytes descriptors;
+        const char* pMessage; // empty of nothing
+    } aCases[] = {
+        {0x1b,
+         registration,
+         "stream type 0x1b is not one of H.265, and its registration HEVC says that it is: it is read; players go by"},
+        {0x02, joined({descriptor, registration}), "stream type 0x02 is not one of H.265, and its registration HEVC"},
+        {0x02,
+         descriptor,
+         "stream type 0x02 is not one of H.265, and its HEVC video descriptor says that it is: it is passed over; "
+         "players"},
+        {0x1b, other, ""},
+        {0x24, joined({registration, descriptor}), ""},
+        {0x31, registration, ""}, // tiles of H.265
+        {0x06, registration, ""},
+        {0x80, descriptor, ""},
+    };
+    for (const auto& c : aCases) {
+        SCOPED_TRACE(std::to_string(c.stream_type) + c.pMessage);
+        const CContainerRecord record = read(withTables(c.descriptors, c.stream_type).add(PID, SECOND).bytes());
+        ASSERT_EQ(record.m_findings.size(), *c.pMessage == '\0' ? 0U : 1U) << record.findings();
+        if (record.m_findings.empty())
+            continue;
+        EXPECT_TRUE(record.tells(c.pMessage)) << record.findings();
+        EXPECT_EQ(record.m_findings[0].box, "PMT of program 1");
+        EXPECT_EQ(record.m_findings[0].eSeverity, ESeverity::Warning);
+        EXPECT_EQ(record.m_findings[0].ulTrack, PID);
+        EXPECT_TRUE(record.m_findings[0].ulOffset);
+    }
+}
+
 TEST(TransportStream, FollowsTablesThatChange)
 {
     CTransportWriter writer = withTables();

@@ -59,6 +59,12 @@ HevcDescriptorClaim readHevcDescriptor(Bytes d)
     return claim;
 }
 
+// Table 2-34: HEVC, its temporal and its layered parts.
+bool isH265Type(unsigned char stream_type)
+{
+    return stream_type == 0x24 || stream_type == 0x25 || (stream_type >= 0x28 && stream_type <= 0x2b);
+}
+
 void takeDescriptors(ProgramStream& stream)
 {
     constexpr unsigned char REGISTRATION = 0x05;
@@ -67,12 +73,18 @@ void takeDescriptors(ProgramStream& stream)
     // Table 2-34: what says nothing of the content by itself.
     constexpr unsigned char PRIVATE_PES = 0x06;
     constexpr unsigned char USER_PRIVATE = 0x80;
+    constexpr unsigned char MOTION_CONSTRAINED_TILES = 0x31; // of HEVC too, in parts that are not read by themselves
     const bool bOpen = stream.stream_type == PRIVATE_PES || stream.stream_type >= USER_PRIVATE;
     const Bytes bytes = stream.descriptors;
     for (std::size_t i = 0; i + 2 <= bytes.size() && i + 2 + bytes[i + 1] <= bytes.size(); i += 2U + bytes[i + 1]) {
         const Bytes content = bytes.subspan(i + 2, bytes[i + 1]);
-        if (bytes[i] == REGISTRATION && content.size() >= 4 && uAt(content, 0, 4) == 0x48455643) // "HEVC"
+        const bool bRegistration =
+            bytes[i] == REGISTRATION && content.size() >= 4 && uAt(content, 0, 4) == 0x48455643; // "HEVC"
+        if (bRegistration)
             stream.bIsH265 = true;
+        if ((bRegistration || (bytes[i] == HEVC_VIDEO && stream.pOtherwise == nullptr)) && !bOpen &&
+            !isH265Type(stream.stream_type) && stream.stream_type != MOTION_CONSTRAINED_TILES)
+            stream.pOtherwise = bRegistration ? "its registration HEVC" : "its HEVC video descriptor";
         if (bytes[i] == HEVC_VIDEO && bOpen)
             stream.bIsH265 = true;
         if (bytes[i] == HEVC_VIDEO && content.size() >= HEVC_VIDEO_BYTES)
@@ -80,12 +92,6 @@ void takeDescriptors(ProgramStream& stream)
         else if (bytes[i] == HEVC_VIDEO)
             stream.uiShortDescriptor = content.size() + 2;
     }
-}
-
-// Table 2-34: HEVC, its temporal and its layered parts.
-bool isH265Type(unsigned char stream_type)
-{
-    return stream_type == 0x24 || stream_type == 0x25 || (stream_type >= 0x28 && stream_type <= 0x2b);
 }
 
 // 2.4.4.8: behind the descriptors of the program.

@@ -24,6 +24,7 @@ struct ProgramStream
     std::uint64_t ulOffset; // of the packet that its map ends in
     unsigned char stream_type;
     bool bIsH265;
+    const char* pOtherwise = nullptr; // what says H.265 of a stream type that is not
     std::vector<unsigned char> descriptors;
     std::optional<HevcDescriptorClaim> hevcDescriptor;
     std::size_t uiShortDescriptor = 0; // bytes of one that is too short to be read

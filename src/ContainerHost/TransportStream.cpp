@@ -306,6 +306,15 @@ void CTransportReader::tellTrack(PidStream& stream, std::uint16_t uiPid, const s
 void CTransportReader::onTable(const ProgramStream& described)
 {
     PidStream& stream = streamOf(described.uiPid);
+    if (described.pOtherwise != nullptr)
+        m_output.findingOnce(ONCE_STREAM_TYPE,
+                             {ESeverity::Warning,
+                              "PMT of program " + std::to_string(described.uiProgram),
+                              described.ulOffset,
+                              described.uiPid,
+                              typeText(described.stream_type) + " is not one of H.265, and " + described.pOtherwise +
+                                  " says that it is: it is " + (described.bIsH265 ? "read" : "passed over") +
+                                  "; players go by the one or the other [H.222.0 Table 2-34]"});
     if (described.bIsH265) {
         stream.stream_type = described.stream_type;
         onH265(stream, described);
