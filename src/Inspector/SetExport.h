@@ -28,7 +28,8 @@ struct ExportedSets
 };
 
 /// Gives the sets of one track another form. An hvcC and an a=fmtp line speak for the base layer, and for one set of
-/// each id: the first one. Byte stream and hexadecimal text have all.
+/// each id: the first one. Byte stream and hexadecimal text have all. Emulation prevention that a set lacks is
+/// written, with a warning.
 ExportedSets exportSets(std::span<const KeptSet> sets, EExportForm eForm);
 
 } // namespace h265_inspect
