@@ -10,22 +10,6 @@ constexpr std::size_t HEADER_BYTES = 2;
 constexpr std::size_t PADDING = 8;
 constexpr unsigned char EMULATION_PREVENTION = 3;
 
-// 7.4.2.1: 00 00 00, 00 00 01 and 00 00 02, and 00 00 03 in front of more than 3. Zeros at the end are another matter.
-std::optional<std::uint64_t> forbiddenByteOf(std::span<const unsigned char> nalUnit)
-{
-    while (!nalUnit.empty() && nalUnit.back() == 0)
-        nalUnit = nalUnit.first(nalUnit.size() - 1);
-    unsigned uiZeros = 0;
-    for (std::size_t i = HEADER_BYTES; i < nalUnit.size(); ++i) {
-        const unsigned char ucByte = nalUnit[i];
-        const bool bPrevention = ucByte == EMULATION_PREVENTION && (i + 1 == nalUnit.size() || nalUnit[i + 1] <= 3);
-        if (uiZeros >= 2 && ucByte <= EMULATION_PREVENTION && !bPrevention)
-            return i - 2;
-        uiZeros = ucByte == 0 ? uiZeros + 1 : 0;
-    }
-    return std::nullopt;
-}
-
 } // namespace
 
 void CNalUnit::assign(std::span<const unsigned char> nalUnit)
@@ -33,7 +17,7 @@ void CNalUnit::assign(std::span<const unsigned char> nalUnit)
     m_header = {};
     m_preventions.clear();
     m_uiRbspBytes = 0;
-    m_forbiddenByte = forbiddenByteOf(nalUnit);
+    m_forbiddenByte.reset();
     const std::size_t uiHeader = std::min(nalUnit.size(), HEADER_BYTES);
     if (uiHeader == HEADER_BYTES) {
         const unsigned uiBits = static_cast<unsigned>(nalUnit[0] << 8 | nalUnit[1]);
@@ -45,15 +29,26 @@ void CNalUnit::assign(std::span<const unsigned char> nalUnit)
     const std::span<const unsigned char> payload = nalUnit.subspan(uiHeader);
     m_rbsp.resize(payload.size() + PADDING);
     unsigned uiZeros = 0;
-    for (const unsigned char ucByte : payload) {
-        if (uiZeros >= 2 && ucByte == EMULATION_PREVENTION) {
-            m_preventions.push_back(m_uiRbspBytes);
-            uiZeros = 0;
-            continue;
+    for (std::size_t i = 0; i < payload.size(); ++i) {
+        const unsigned char ucByte = payload[i];
+        if (uiZeros >= 2 && ucByte <= EMULATION_PREVENTION) [[unlikely]] {
+            // 7.4.2.1: 00 00 00, 00 00 01 and 00 00 02 may not stand there, nor 00 00 03 in front of more than 3.
+            const bool bPrevention = ucByte == EMULATION_PREVENTION;
+            if (!m_forbiddenByte && (!bPrevention || (i + 1 < payload.size() && payload[i + 1] > EMULATION_PREVENTION)))
+                m_forbiddenByte = uiHeader + i - 2;
+            if (bPrevention) {
+                m_preventions.push_back(m_uiRbspBytes);
+                uiZeros = 0;
+                continue;
+            }
         }
         uiZeros = ucByte == 0 ? uiZeros + 1 : 0;
         m_rbsp[m_uiRbspBytes++] = ucByte;
     }
+    // Zeros at the end are another matter.
+    if (m_forbiddenByte &&
+        std::ranges::all_of(nalUnit.subspan(static_cast<std::size_t>(*m_forbiddenByte)), [](auto c) { return c == 0; }))
+        m_forbiddenByte.reset();
     std::fill_n(m_rbsp.begin() + static_cast<std::ptrdiff_t>(m_uiRbspBytes), PADDING, static_cast<unsigned char>(0));
 }
 
