@@ -1,11 +1,14 @@
 #include "TransportStream.h"
 
+#include <memory>
+#include <random>
 #include <string>
 #include <vector>
 
 #include <gtest/gtest.h>
 
 #include "ContainerFiles.h"
+#include "TransportPackets.h"
 #include "TransportWriter.h"
 
 namespace transport_stream_test {
@@ -611,6 +614,94 @@ TEST(TransportStream, KeepsToAnnexBWhereUnitsEnd)
         EXPECT_EQ(record.m_units[1].bytes, PPS);
         EXPECT_EQ(record.m_units[2].bytes, TRAIL);
     }
+}
+
+// Gives a file packet by packet.
+class CSinglePackets : public CRandomSource
+{
+public:
+    explicit CSinglePackets(const Bytes& file) : m_pFile(makeRandomSource(file)) {}
+    std::size_t read(std::uint64_t ulOffset, std::span<unsigned char> to) override
+    {
+        return m_pFile->read(ulOffset, to);
+    }
+    std::size_t readSome(std::uint64_t ulOffset, std::span<unsigned char> to) override
+    {
+        return read(ulOffset, to.first(std::min<std::size_t>(to.size(), TS_PACKET_BYTES)));
+    }
+    [[nodiscard]] std::optional<std::uint64_t> size() const override { return m_pFile->size(); }
+
+private:
+    const std::unique_ptr<CRandomSource> m_pFile;
+};
+
+// A slice whose bytes make start codes, and zeros at the ends of packets, as often as not.
+Bytes restlessSlice(std::minstd_rand& random)
+{
+    constexpr unsigned char BYTES[] = {0, 0, 1, 3, 0x47, 7, 0xff, 9};
+    Bytes slice = {0x02, 1, 0xd0};
+    const auto uiRestless = random() % 400;
+    for (auto uiLeft = random() % 9000; uiLeft != 0; --uiLeft)
+        slice.push_back(random() % 400 < uiRestless ? BYTES[random() % std::size(BYTES)] : 0x55);
+    return slice;
+}
+
+void damagePackets(std::vector<Bytes>& packets, std::minstd_rand& random)
+{
+    for (auto uiLeft = random() % 8; uiLeft != 0; --uiLeft) {
+        const auto at = packets.begin() + static_cast<std::ptrdiff_t>(random() % packets.size());
+        switch (random() % 5) {
+        case 0:
+            packets.insert(at, Bytes(*at));
+            break;
+        case 1:
+            packets.erase(at);
+            break;
+        case 2:
+            std::swap(*at, packets[random() % packets.size()]);
+            break;
+        case 3:
+            at->at(1 + random() % 3) ^= static_cast<unsigned char>(1U << random() % 8);
+            break;
+        default:
+            at->back() = 0;
+            break;
+        }
+    }
+}
+
+// Packets that carry a unit on are passed over many at a time.
+TEST(TransportStream, ReadsPacketsTogetherAsItReadsThemOneByOne)
+{
+    std::minstd_rand random;
+    std::size_t uiUnits = 0;
+    for (unsigned i = 0; i < 400; ++i) {
+        SCOPED_TRACE(i);
+        CTransportWriter writer = withTables().add(PID, FIRST);
+        for (unsigned uiPicture = 0; uiPicture < 4; ++uiPicture) {
+            const Bytes filling(random() % 256, 0xff); // of the header, which can be longer than a packet
+            Bytes picture = pes(joined({filling, byteStream({AUD, restlessSlice(random)})}));
+            picture[8] = static_cast<unsigned char>(filling.size());
+            const auto cut = picture.begin() + static_cast<std::ptrdiff_t>(1 + random() % 20);
+            writer.add(PID, {picture.begin(), cut}).add(PID, {cut, picture.end()}, false);
+            writer.add(0x101, pes(Bytes(random() % 300, 0x77)));
+        }
+        damagePackets(writer.m_packets, random);
+        const Bytes file = i % 3 == 0 ? writer.bytes() : i % 3 == 1 ? writer.bytes(4) : writer.bytes(0, 16);
+        CSinglePackets single(file);
+        CContainerRecord expected;
+        readTransportStream(single, {}, expected);
+        const CContainerRecord record = read(file);
+        ASSERT_EQ(record.findings(), expected.findings());
+        ASSERT_EQ(record.places(), expected.places());
+        ASSERT_EQ(record.unitBytes(), expected.unitBytes());
+        for (std::size_t uiUnit = 0; uiUnit < record.m_units.size(); ++uiUnit) {
+            ASSERT_EQ(record.m_units[uiUnit].ulSize, expected.m_units[uiUnit].ulSize) << uiUnit;
+            ASSERT_EQ(record.m_units[uiUnit].ulOffset, expected.m_units[uiUnit].ulOffset) << uiUnit;
+        }
+        uiUnits += record.m_units.size();
+    }
+    EXPECT_GT(uiUnits, 400U * 9);
 }
 
 TEST(TransportStream, StaysInsideDamagedFiles)

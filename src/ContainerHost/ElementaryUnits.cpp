@@ -57,6 +57,13 @@ void CElementaryUnits::feed(CUnitOutput& output, std::span<const unsigned char> 
     m_ulZeros = bAllZero ? m_ulZeros + ulZeros : ulZeros;
 }
 
+void CElementaryUnits::pass(std::uint64_t ulBytes)
+{
+    m_ulFileOffset.reset();
+    m_ulSize += ulBytes;
+    m_ulUnitZeros = 0;
+}
+
 void CElementaryUnits::append(CUnitOutput& output, std::span<const unsigned char> bytes, const UnitPlace& place,
                               std::optional<std::uint64_t> ulFileOffset)
 {

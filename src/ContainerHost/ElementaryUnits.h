@@ -21,6 +21,15 @@ public:
     void feed(CUnitOutput& output, std::span<const unsigned char> piece, const UnitPlace& place,
               std::optional<std::uint64_t> ulFileOffset);
 
+    /// Whether nothing of what follows is wanted until the next start code, which can not have begun.
+    [[nodiscard]] bool isPassing() const
+    {
+        return m_bOpen && m_ulZeros == 0 && m_bytes.size() == m_uiMost && m_ulSize != 0;
+    }
+
+    /// Pieces of so many bytes while isPassing(), in which no start code lies and of which none ends with a zero byte.
+    void pass(std::uint64_t ulBytes);
+
     /// Nothing follows, or bytes in front of what follows are lost: delivers the open unit as far as it is
     /// there.
     void finish(CUnitOutput& output);

@@ -5,6 +5,9 @@
 #include <cstring>
 #include <string>
 
+#include "BytesAt.h"
+#include "StartCodeScan.h"
+
 namespace h265_container {
 
 namespace {
@@ -16,6 +19,9 @@ constexpr std::size_t SURE_AGAIN_PACKETS = 3;
 
 constexpr std::size_t BUFFER_BYTES = std::size_t{128} << 10;
 
+// Packets that are passed over at a time: where NAL units are short, few are looked at in vain.
+constexpr std::size_t MAX_PASSED_PACKETS = 32;
+
 } // namespace
 
 PacketHeader readPacketHeader(std::span<const unsigned char> packet)
@@ -26,7 +32,7 @@ PacketHeader readPacketHeader(std::span<const unsigned char> packet)
     header.uiPid = static_cast<std::uint16_t>((packet[1] & 0x1fU) << 8 | packet[2]);
     header.bScrambled = (packet[3] & 0xc0) != 0;
     header.continuity_counter = packet[3] & 0xf;
-    header.uiPayload = 4;
+    header.uiPayload = TS_HEADER_BYTES;
     if ((packet[3] & 0x20) != 0) { // adaptation_field( )
         header.uiPayload += 1U + packet[4];
         header.discontinuity_indicator = packet[4] != 0 && (packet[5] & 0x80) != 0;
@@ -56,6 +62,37 @@ CTransportPackets::CTransportPackets(CRandomSource& source, CUnitOutput& output)
 std::span<const unsigned char> CTransportPackets::ahead() const
 {
     return std::span(m_buffer).subspan(m_uiPosition, m_uiFilled - m_uiPosition);
+}
+
+std::size_t CTransportPackets::passPayload(TransportPacket& last)
+{
+    constexpr std::uint32_t SAME = 0xff3fff00; // but transport_error_indicator and payload_unit_start_indicator
+    constexpr std::uint32_t PAYLOAD_ONLY = 0x10;
+    const std::span<const unsigned char> ahead = this->ahead();
+    const std::size_t uiMost = std::min(ahead.size() / m_uiPacketBytes, MAX_PASSED_PACKETS + 1);
+    const auto header = [&](std::size_t uiPacket) { return uAt(ahead, uiPacket * m_uiPacketBytes, TS_HEADER_BYTES); };
+    const std::uint64_t ulSame = (header(0) & SAME) | PAYLOAD_ONLY;
+    std::size_t uiLast = 0;
+    for (std::uint64_t ulCounter = header(0) + 1; uiLast + 1 < uiMost; ++uiLast, ++ulCounter) {
+        const bool bEndsWithZero = ahead[(uiLast + 1) * m_uiPacketBytes + TS_PACKET_BYTES - 1] == 0;
+        if (header(uiLast + 1) != (ulSame | (ulCounter & 0xf)) || bEndsWithZero)
+            break;
+    }
+    if (uiLast == 0)
+        return 0;
+    // 2.4.3.2: the first byte of a header and the last one are none of a start code, so it lies in one payload.
+    // What stands between packets may look like one: then the packet in front is looked at by itself.
+    const unsigned char* const pFirst = ahead.data() + m_uiPacketBytes;
+    const unsigned char* const pEnd = ahead.data() + uiLast * m_uiPacketBytes + TS_PACKET_BYTES;
+    const unsigned char* const pStartCode = h265_stream::fastestScanForm().findStartCode(pFirst, pEnd);
+    if (pStartCode != pEnd)
+        uiLast = static_cast<std::size_t>(pStartCode - pFirst) / m_uiPacketBytes;
+    if (uiLast == 0)
+        return 0;
+    m_uiPosition += uiLast * m_uiPacketBytes;
+    m_ulPackets += uiLast - 1;
+    last = here();
+    return uiLast;
 }
 
 // Whether so many bytes lie ahead; waits for no more than these.

@@ -13,6 +13,9 @@ namespace h265_container {
 /// ITU-T H.222.0 2.4.3.2: bytes of a packet from its sync byte on, whatever stands between packets.
 inline constexpr std::size_t TS_PACKET_BYTES = 188;
 
+/// Of these in front of adaptation field and payload.
+inline constexpr std::size_t TS_HEADER_BYTES = 4;
+
 inline constexpr unsigned char TS_SYNC_BYTE = 0x47;
 
 /// From one sync byte to the next: packets as they are, behind a time, or in front of check bytes.
@@ -78,6 +81,11 @@ public:
         }
         return search(packet);
     }
+
+    /// Passes over packets that only carry on what the last one carries, as far as they are there: with the same PID
+    /// and the next counters, without an adaptation field, and without a start code that lies in them or reaches out of
+    /// them. Returns how many; last becomes the last of them.
+    std::size_t passPayload(TransportPacket& last);
 
 private:
     [[nodiscard]] TransportPacket here()

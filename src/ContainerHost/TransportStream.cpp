@@ -87,7 +87,8 @@ public:
     void read();
 
 private:
-    void readPacket(const TransportPacket& packet);
+    void readPacket(const PacketHeader& header, const TransportPacket& packet);
+    void passPayload(CTransportPackets& packets, const PacketHeader& header, TransportPacket& packet);
     [[nodiscard]] bool checkContinuity(PidStream& stream, const PacketHeader& header, const TransportPacket& packet);
     void readTable(const PacketHeader& header, const TransportPacket& packet);
     void readPes(PidStream& stream, const PacketHeader& header, const TransportPacket& packet);
@@ -128,8 +129,10 @@ void CTransportReader::read()
         TransportPacket packet;
         if (!packets.next(packet))
             break;
+        const PacketHeader header = readPacketHeader(packet.bytes);
+        readPacket(header, packet);
+        passPayload(packets, header, packet);
         m_ulPackets = packet.ulNumber;
-        readPacket(packet);
     }
     for (const std::uint16_t uiPid : m_h265) {
         if (!m_output.isTrackDone(uiPid))
@@ -147,9 +150,8 @@ bool CTransportReader::isDone() const
     return bAllDone && (m_tables.isComplete() || (!m_h265.empty() && m_ulPackets > HEAD_PACKETS));
 }
 
-void CTransportReader::readPacket(const TransportPacket& packet)
+void CTransportReader::readPacket(const PacketHeader& header, const TransportPacket& packet)
 {
-    const PacketHeader header = readPacketHeader(packet.bytes);
     const bool bJump = header.discontinuity_indicator && !header.transport_error_indicator;
     if (header.uiPid == NULL_PID || (!header.bPayload && !bJump))
         return;
@@ -178,6 +180,23 @@ void CTransportReader::readPacket(const TransportPacket& packet)
         readTable(header, packet);
     else if (!stream.bOther && !m_output.isTrackDone(header.uiPid))
         readPes(stream, header, packet);
+}
+
+// Nearly always: the packets behind carry on a slice segment whose head is there.
+void CTransportReader::passPayload(CTransportPackets& packets, const PacketHeader& header, TransportPacket& packet)
+{
+    PidStream* const pStream = m_streams[header.uiPid].get();
+    const bool bPassing = pStream != nullptr && pStream->bH265 && !pStream->bPesHeader && !pStream->bPesBroken &&
+                          pStream->units.isPassing();
+    if (!bPassing || pStream->continuity != header.continuity_counter || m_tables.isTable(header.uiPid) ||
+        m_output.isHead())
+        return;
+    while (const std::size_t uiPackets = packets.passPayload(packet)) {
+        const PacketHeader last = readPacketHeader(packet.bytes);
+        pStream->units.pass(uiPackets * (TS_PACKET_BYTES - TS_HEADER_BYTES));
+        pStream->continuity = last.continuity_counter;
+        pStream->mark = markOf(packet.bytes, last, false);
+    }
 }
 
 // 2.4.3.3: false of a packet that is there twice. Behind missing packets everything begins anew: where files were
