@@ -4,6 +4,7 @@
 #include <filesystem>
 #include <fstream>
 #include <memory>
+#include <random>
 #include <string>
 
 #include <fcntl.h>
@@ -97,6 +98,34 @@ TEST_F(RandomSource, ReadsMemoryAnywhere)
     expectReadsAnywhere(*makeRandomSource(bytes), bytes);
 }
 
+// Tables that are read entry by entry, samples far from one another, and going back.
+TEST_F(RandomSource, ReadsAFileInAnyOrder)
+{
+    const Bytes bytes = pattern(SIZE);
+    const auto pSource = openRandomSource(writeFile(bytes));
+    std::minstd_rand random;
+    std::size_t uiTable = 0;
+    std::size_t uiSample = 1000;
+    for (unsigned i = 0; i < 50000; ++i) {
+        const std::size_t uiSize = random() % 3 == 0 ? random() % 700 : random() % 13;
+        std::size_t uiOffset = random() % SIZE;
+        switch (random() % 4) {
+        case 0:
+            uiOffset = uiTable = (uiTable + 4) % SIZE;
+            break;
+        case 1:
+            uiOffset = uiSample = (uiSample + random() % 9000) % SIZE;
+            break;
+        case 2:
+            uiOffset = uiSample - std::min<std::size_t>(uiSample, random() % 300);
+            break;
+        default:
+            break;
+        }
+        ASSERT_EQ(readFrom(*pSource, uiOffset, uiSize), part(bytes, uiOffset, uiSize)) << uiOffset << ' ' << uiSize;
+    }
+}
+
 TEST_F(RandomSource, ThrowsWhenAFileIsCutWhileItIsRead)
 {
     const std::string path = writeFile(pattern(SIZE));
@@ -108,10 +137,26 @@ TEST_F(RandomSource, ThrowsWhenAFileIsCutWhileItIsRead)
         FAIL() << "it was read";
     } catch (const h265_stream::CSourceError& error) {
         EXPECT_NE(std::string(error.what()).find("was cut while it was read"), std::string::npos);
-        EXPECT_EQ(error.offset(), 8192U);
+        EXPECT_EQ(error.offset(), 9000U);
     }
     EXPECT_THROW((void)readFrom(*pSource, 4000, 100000), h265_stream::CSourceError);
     EXPECT_EQ(readFrom(*pSource, 100, 100), part(pattern(SIZE), 100, 100));
+}
+
+TEST_F(RandomSource, KeepsNothingOfWhatItCouldNotRead)
+{
+    const Bytes bytes = pattern(SIZE);
+    const std::string path = writeFile(bytes);
+    const auto pSource = openRandomSource(path);
+    const auto expectAll = [&] {
+        for (std::size_t uiOffset = 0; uiOffset < 130000; uiOffset += 4500)
+            EXPECT_EQ(readFrom(*pSource, uiOffset, 20), part(bytes, uiOffset, 20)) << uiOffset;
+    };
+    expectAll();
+    std::filesystem::resize_file(path, 290000);
+    for (unsigned i = 0; i < 100; ++i)
+        EXPECT_THROW((void)readFrom(*pSource, 289900 + i, 101), h265_stream::CSourceError);
+    expectAll();
 }
 
 TEST_F(RandomSource, ThrowsWhatCannotBeOpened)

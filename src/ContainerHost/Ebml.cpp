@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "BoxWalk.h"
+#include "BytesAt.h"
 #include "CountedText.h"
 
 namespace h265_container {
@@ -40,7 +41,7 @@ std::string ebmlIdText(std::uint32_t uiId)
 
 std::optional<EbmlVint> readVint(CRandomSource& source, std::uint64_t ulOffset, std::uint64_t ulEnd)
 {
-    std::array<unsigned char, 8> aucBytes{};
+    std::array<unsigned char, MAX_VINT_BYTES> aucBytes{};
     const std::size_t uiHere = static_cast<std::size_t>(std::min<std::uint64_t>(1, ulEnd - std::min(ulEnd, ulOffset)));
     if (source.read(ulOffset, std::span(aucBytes).first(uiHere)) == 0 || aucBytes[0] == 0)
         return std::nullopt;
@@ -48,10 +49,18 @@ std::optional<EbmlVint> readVint(CRandomSource& source, std::uint64_t ulOffset, 
     if (ulEnd - ulOffset < uiBytes ||
         source.read(ulOffset + 1, std::span(aucBytes).subspan(1, uiBytes - 1)) != uiBytes - 1)
         return std::nullopt;
-    std::uint64_t ulValue = aucBytes[0] & (0xffU >> uiBytes);
-    for (unsigned i = 1; i < uiBytes; ++i)
-        ulValue = ulValue << 8 | aucBytes[i];
+    return vintIn(std::span(aucBytes).first(uiBytes));
+}
+
+std::optional<EbmlVint> vintIn(std::span<const unsigned char> bytes)
+{
+    if (bytes.empty() || bytes[0] == 0)
+        return std::nullopt;
+    const auto uiBytes = static_cast<unsigned>(std::countl_zero(bytes[0])) + 1U;
+    if (bytes.size() < uiBytes)
+        return std::nullopt;
     const std::uint64_t ulOnes = (std::uint64_t{1} << 7 * uiBytes) - 1;
+    const std::uint64_t ulValue = uAt(bytes, 0, uiBytes) & ulOnes;
     return EbmlVint{ulValue, uiBytes, ulValue == ulOnes};
 }
 
@@ -66,16 +75,26 @@ std::optional<EbmlElement> CEbmlWalk::next()
 {
     const auto ulSize = m_source.size();
     const std::uint64_t ulHere = ulSize ? std::min(*ulSize, m_ulEnd) : m_ulEnd;
-    std::array<unsigned char, 1> aucFirst{};
-    if (m_bBroken || m_ulOffset >= ulHere || !m_output.spend(m_source, 1) || m_source.read(m_ulOffset, aucFirst) == 0)
+    if (m_bBroken || m_ulOffset >= ulHere || !m_output.spend(m_source, 1))
         return std::nullopt;
-    const auto id = readVint(m_source, m_ulOffset, ulHere);
-    if (!id || id->uiBytes > 4)
+    std::array<unsigned char, MAX_ID_BYTES + MAX_VINT_BYTES> aucHead;
+    const std::span asked = std::span(aucHead).first(
+        static_cast<std::size_t>(std::min<std::uint64_t>(aucHead.size(), ulHere - m_ulOffset)));
+    const std::span<const unsigned char> there = asked.first(m_source.readSome(m_ulOffset, asked));
+    if (there.empty())
+        return std::nullopt;
+    // What is not there may come: nothing is waited for that is not wanted.
+    auto id = vintIn(there);
+    if (!id)
+        id = readVint(m_source, m_ulOffset, ulHere);
+    if (!id || id->uiBytes > MAX_ID_BYTES)
         return broken("here should be an element: its id is cut or not valid");
     EbmlElement element;
     element.ulOffset = m_ulOffset;
     element.uiId = static_cast<std::uint32_t>(id->ulValue | std::uint64_t{1} << 7 * id->uiBytes);
-    const auto size = readVint(m_source, m_ulOffset + id->uiBytes, ulHere);
+    auto size = vintIn(there.subspan(std::min<std::size_t>(id->uiBytes, there.size())));
+    if (!size)
+        size = readVint(m_source, m_ulOffset + id->uiBytes, ulHere);
     if (!size)
         return broken("the size of element " + ebmlIdText(element.uiId) + " is cut or not valid");
     element.ulContent = m_ulOffset + id->uiBytes + size->uiBytes;

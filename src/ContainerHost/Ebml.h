@@ -2,11 +2,15 @@
 
 #include <cstdint>
 #include <optional>
+#include <span>
 #include <string>
 
 #include "UnitOutput.h"
 
 namespace h265_container {
+
+/// RFC 8794 5: bytes of an element's id at most.
+inline constexpr unsigned MAX_ID_BYTES = 4;
 
 /// RFC 8794: an element with its place in the file.
 struct EbmlElement
@@ -27,6 +31,8 @@ struct EbmlVint
     unsigned uiBytes;
     bool bAllOnes; // stands for an unknown size
 };
+inline constexpr std::size_t MAX_VINT_BYTES = 8;
+std::optional<EbmlVint> vintIn(std::span<const unsigned char> bytes);
 std::optional<EbmlVint> readVint(CRandomSource& source, std::uint64_t ulOffset, std::uint64_t ulEnd);
 
 /// The elements of a file or of an element, one after another.

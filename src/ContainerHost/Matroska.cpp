@@ -296,11 +296,13 @@ void CMatroskaReader::readGroup(const EbmlElement& group)
 // RFC 9559 10.1: track, time, flags, sizes, frames.
 void CMatroskaReader::readBlock(const EbmlElement& block)
 {
-    const auto number = readVint(m_source, block.ulContent, block.ulEnd);
-    CFieldCursor cursor(m_source, block.ulContent + (number ? number->uiBytes : 0), block.ulEnd);
-    const auto iRelative = static_cast<std::int16_t>(cursor.u16());
-    const unsigned uiFlags = cursor.u8();
-    if (!number || !cursor.isComplete()) {
+    constexpr std::size_t TIME_AND_FLAGS = 3;
+    std::array<unsigned char, MAX_VINT_BYTES + TIME_AND_FLAGS> aucHead;
+    const std::span here = std::span(aucHead).first(
+        static_cast<std::size_t>(std::min<std::uint64_t>(aucHead.size(), block.contentSize())));
+    const std::span<const unsigned char> there = here.first(m_source.read(block.ulContent, here));
+    const auto number = vintIn(there);
+    if (!number || there.size() < number->uiBytes + TIME_AND_FLAGS) {
         tell(ESeverity::Error, "Segment/Cluster", block.ulOffset, "a block ends inside its header");
         return;
     }
@@ -315,13 +317,15 @@ void CMatroskaReader::readBlock(const EbmlElement& block)
              "blocks of track " + std::to_string(number->ulValue) + ", which Tracks does not have, are passed over"});
         return;
     }
+    const auto iRelative = static_cast<std::int16_t>(u16At(there, number->uiBytes));
+    const unsigned uiFlags = there[number->uiBytes + 2];
     MatroskaTrack& track = **found;
     if (!track.reason.empty() || m_output.isTrackDone(track.ulTrack))
         return;
     const auto iTime = static_cast<std::int64_t>(m_ulClusterTime + static_cast<std::uint64_t>(std::int64_t{iRelative}));
     const double seconds = static_cast<double>(iTime) * static_cast<double>(m_ulTimestampScale) / 1e9;
     m_frames.clear();
-    if (!readLaces(block, cursor.offset(), uiFlags >> 1 & 3))
+    if (!readLaces(block, block.ulContent + number->uiBytes + TIME_AND_FLAGS, uiFlags >> 1 & 3))
         tell(ESeverity::Error, "Segment/Cluster", block.ulOffset, "the sizes of a block's frames do not fit in it");
     for (const Frame& frame : m_frames) {
         if (!m_output.isStopped() && !m_output.isTrackDone(track.ulTrack) && m_output.spend(m_source, 1))

@@ -44,16 +44,15 @@ private:
     const std::span<const unsigned char> m_bytes;
 };
 
-// Small windows, so that a table, the lengths of several tracks and their samples are read side by side
-// with one call a few hundred entries; what is larger than a window is read straight to its place.
+// Small windows, so that a table, the lengths of several tracks and their samples are read side by side. What lies
+// behind bytes that were read before is read with one call a few hundred entries; a sample far from all others costs
+// no more than its head. What is larger than a window is read straight to its place.
 class CFileRandomSource : public CRandomSource
 {
 public:
     CFileRandomSource(int iFd, bool bOwned, std::uint64_t ulBase, std::uint64_t ulSize)
         : m_iFd(iFd), m_bOwned(bOwned), m_ulBase(ulBase), m_ulSize(ulSize)
-    {
-        m_aulBegins.fill(NOTHING);
-    }
+    {}
     ~CFileRandomSource() override
     {
         if (m_bOwned)
@@ -65,7 +64,8 @@ public:
     std::size_t read(std::uint64_t ulOffset, std::span<unsigned char> to) override
     {
         const std::uint64_t ulInLast = ulOffset - m_aulBegins[m_uiLast];
-        if (ulInLast < WINDOW_BYTES && ulInLast + to.size() <= m_uiLastBytes) { // nearly always
+        const std::uint64_t ulBytes = m_aulBytes[m_uiLast];
+        if (ulInLast < ulBytes && to.size() <= ulBytes - ulInLast) { // nearly always
             std::copy_n(m_bytes[m_uiLast].data() + ulInLast, to.size(), to.data());
             return to.size();
         }
@@ -76,43 +76,51 @@ public:
             readExactly(ulOffset, to);
             return to.size();
         }
-        for (std::size_t i = 0; i < to.size();) {
-            const std::uint64_t ulWithin = (ulOffset + i) % WINDOW_BYTES;
-            i += copyFrom(windowAt(ulOffset + i - ulWithin), ulWithin, to.subspan(i));
-        }
+        for (std::size_t i = 0; i < to.size();)
+            i += copyFrom(windowFrom(ulOffset + i, to.size() - i), 0, to.subspan(i));
         return to.size();
     }
     [[nodiscard]] std::optional<std::uint64_t> size() const override { return m_ulSize; }
 
 private:
     static constexpr std::size_t WINDOW_BYTES = 4096;
+    static constexpr std::size_t HEAD_BYTES = 256;
     static constexpr std::size_t WINDOWS = 32;
 
-    static constexpr std::uint64_t NOTHING = std::uint64_t{1} << 63; // behind every file's end
-
-    std::span<const unsigned char> windowAt(std::uint64_t ulBegin)
+    // The bytes that a window has from there on.
+    std::span<const unsigned char> windowFrom(std::uint64_t ulOffset, std::size_t uiWanted)
     {
-        const auto uiFound =
-            static_cast<std::size_t>(std::find(m_aulBegins.begin(), m_aulBegins.end(), ulBegin) - m_aulBegins.begin());
+        std::size_t uiFound = 0;
+        bool bGoesOn = false;
+        for (; uiFound < WINDOWS; ++uiFound) {
+            const std::uint64_t ulWithin = ulOffset - m_aulBegins[uiFound];
+            if (ulWithin >= 2 * WINDOW_BYTES)
+                continue; // nearly always
+            if (ulWithin < m_aulBytes[uiFound])
+                break;
+            bGoesOn = bGoesOn || m_aulBytes[uiFound] != 0;
+        }
         const bool bHeld = uiFound != WINDOWS;
-        m_uiLast = bHeld ? uiFound : fillWindow(ulBegin);
+        m_uiLast = bHeld ? uiFound : fillWindow(ulOffset, bGoesOn ? WINDOW_BYTES : std::max(uiWanted, HEAD_BYTES));
         m_used[m_uiLast] = bHeld;
-        m_uiLastBytes = static_cast<std::size_t>(std::min<std::uint64_t>(WINDOW_BYTES, m_ulSize - ulBegin));
-        return std::span(m_bytes[m_uiLast]).first(m_uiLastBytes);
+        const std::size_t uiWithin = static_cast<std::size_t>(ulOffset - m_aulBegins[m_uiLast]);
+        return std::span(m_bytes[m_uiLast])
+            .subspan(uiWithin, static_cast<std::size_t>(m_aulBytes[m_uiLast]) - uiWithin);
     }
 
     // Takes the next window that was not used again since its turn was last: tables are, samples are not.
-    std::size_t fillWindow(std::uint64_t ulBegin)
+    std::size_t fillWindow(std::uint64_t ulBegin, std::size_t uiBytes)
     {
         while (m_used[m_uiNext]) {
             m_used[m_uiNext] = false;
             m_uiNext = (m_uiNext + 1) % WINDOWS;
         }
         const std::size_t uiWindow = std::exchange(m_uiNext, (m_uiNext + 1) % WINDOWS);
-        m_aulBegins[uiWindow] = NOTHING; // when reading throws
-        const std::uint64_t ulCount = std::min<std::uint64_t>(WINDOW_BYTES, m_ulSize - ulBegin);
+        m_aulBytes[uiWindow] = 0; // when reading throws
+        const std::uint64_t ulCount = std::min<std::uint64_t>(uiBytes, m_ulSize - ulBegin);
         readExactly(ulBegin, std::span(m_bytes[uiWindow]).first(static_cast<std::size_t>(ulCount)));
         m_aulBegins[uiWindow] = ulBegin;
+        m_aulBytes[uiWindow] = ulCount;
         return uiWindow;
     }
 
@@ -136,10 +144,10 @@ private:
     const bool m_bOwned;
     const std::uint64_t m_ulBase; // where standard input stood
     const std::uint64_t m_ulSize;
-    std::array<std::uint64_t, WINDOWS> m_aulBegins; // of each window's bytes in the file
+    std::array<std::uint64_t, WINDOWS> m_aulBegins{}; // of each window's bytes in the file
+    std::array<std::uint64_t, WINDOWS> m_aulBytes{};  // that it has
     std::bitset<WINDOWS> m_used;
     std::size_t m_uiLast = 0;
-    std::size_t m_uiLastBytes = 0;
     std::size_t m_uiNext = 0; // the window whose turn it is
     std::vector<std::array<unsigned char, WINDOW_BYTES>> m_bytes{WINDOWS};
 };

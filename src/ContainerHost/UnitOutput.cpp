@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <utility>
 
+#include "BytesAt.h"
 #include "CountedText.h"
 
 namespace h265_container {
@@ -31,6 +32,11 @@ std::size_t withoutZeros(std::span<const unsigned char> bytes)
     while (uiSize != 0 && bytes[uiSize - 1] == 0)
         --uiSize;
     return uiSize;
+}
+
+bool isSet(std::span<const unsigned char> unit)
+{
+    return h265_stream::isParameterSet(unit[0] >> 1 & 0x3f);
 }
 
 } // namespace
@@ -102,8 +108,8 @@ bool CUnitOutput::spend(const CRandomSource& source, std::uint64_t ulWork)
     // A well-formed file has no more samples and NAL units than bytes.
     constexpr std::uint64_t FREE_WORK = std::uint64_t{1} << 16;
     m_ulWork += ulWork;
-    const std::uint64_t ulBytes = std::max(source.size().value_or(0), m_ulFurthest);
-    if (m_bStopped || m_ulWork <= FREE_WORK || m_ulWork / 2 <= ulBytes)
+    if (m_bStopped || m_ulWork <= FREE_WORK || m_ulWork / 2 <= m_ulFurthest ||
+        m_ulWork / 2 <= source.size().value_or(0))
         return !m_bStopped;
     // Told however many findings there are.
     m_sink.onFinding({ESeverity::Error,
@@ -125,22 +131,26 @@ bool CUnitOutput::keep(std::uint64_t ulBytes)
 }
 
 void CUnitOutput::unit(const UnitPlace& place, CRandomSource& source, std::uint64_t ulOffset, std::uint64_t ulSize,
-                       std::optional<std::uint64_t> ulFileOffset)
+                       std::optional<std::uint64_t> ulFileOffset, std::span<const unsigned char> begin)
 {
-    m_bytes.resize(static_cast<std::size_t>(std::min<std::uint64_t>(ulSize, UNIT_HEAD_BYTES)));
-    m_bytes.resize(source.read(ulOffset, m_bytes));
-    const bool bSet = !m_bytes.empty() && h265_stream::isParameterSet(m_bytes[0] >> 1 & 0x3f);
-    if (bSet && ulSize > m_bytes.size()) {
+    const auto uiHead = static_cast<std::size_t>(std::min<std::uint64_t>(ulSize, UNIT_HEAD_BYTES));
+    begin = begin.first(std::min(begin.size(), uiHead));
+    if (begin.size() == uiHead && uiHead != 0 && !isSet(begin))
+        return unit(place, begin, ulSize, ulFileOffset); // nearly always
+    m_bytes.assign(begin.begin(), begin.end());
+    const auto readTo = [&](std::uint64_t ulWanted) {
         // In pieces: the size can be larger than what there is.
         constexpr std::size_t PIECE = std::size_t{64} << 10;
-        const std::uint64_t ulWanted = std::min<std::uint64_t>(ulSize, h265_stream::MAX_PARAMETER_SET_BYTES);
         for (std::size_t uiRead = 1; uiRead != 0 && m_bytes.size() < ulWanted;) {
             const std::size_t uiBegin = m_bytes.size();
             m_bytes.resize(uiBegin + static_cast<std::size_t>(std::min<std::uint64_t>(PIECE, ulWanted - uiBegin)));
             uiRead = source.read(ulOffset + uiBegin, std::span(m_bytes).subspan(uiBegin));
             m_bytes.resize(uiBegin + uiRead);
         }
-    }
+    };
+    readTo(uiHead);
+    if (!m_bytes.empty() && isSet(m_bytes))
+        readTo(std::min<std::uint64_t>(ulSize, h265_stream::MAX_PARAMETER_SET_BYTES));
     unit(place, m_bytes, ulSize, ulFileOffset);
 }
 
@@ -185,9 +195,14 @@ void readLengthPrefixedUnits(CUnitOutput& output, const UnitPlace& place, CRando
     };
     const std::uint64_t ulEnd = ulOffset + ulSize;
     while (ulOffset < ulEnd && !output.isStopped() && !output.isTrackDone(place.ulTrack)) {
-        std::array<unsigned char, 4> aucLength{};
-        const std::size_t uiHere = static_cast<std::size_t>(std::min<std::uint64_t>(uiLengthBytes, ulEnd - ulOffset));
-        const std::size_t uiRead = source.read(ulOffset, std::span(aucLength).first(uiHere));
+        // The length, and what is wanted of most units; waiting for the length alone.
+        std::array<unsigned char, 4 + UNIT_HEAD_BYTES> aucHead;
+        const std::span here = std::span(aucHead).first(
+            static_cast<std::size_t>(std::min<std::uint64_t>(uiLengthBytes + UNIT_HEAD_BYTES, ulEnd - ulOffset)));
+        std::size_t uiRead = source.readSome(ulOffset, here);
+        if (uiRead < uiLengthBytes && uiRead < here.size())
+            uiRead += source.read(ulOffset + uiRead,
+                                  here.subspan(uiRead, std::min<std::size_t>(uiLengthBytes, here.size()) - uiRead));
         if (uiRead < uiLengthBytes) {
             output.findingFew(FEW_CUT_SAMPLES,
                               {ESeverity::Error,
@@ -197,9 +212,7 @@ void readLengthPrefixedUnits(CUnitOutput& output, const UnitPlace& place, CRando
                                "ends inside the length of a NAL unit"});
             return;
         }
-        std::uint64_t ulLength = 0;
-        for (unsigned i = 0; i < uiLengthBytes; ++i)
-            ulLength = ulLength << 8 | aucLength[i];
+        std::uint64_t ulLength = uAt(here, 0, uiLengthBytes);
         ulOffset += uiLengthBytes;
         if (!output.spend(source, 1))
             return;
@@ -218,7 +231,8 @@ void readLengthPrefixedUnits(CUnitOutput& output, const UnitPlace& place, CRando
                 ONCE_EMPTY_UNIT,
                 {ESeverity::Warning, placeText(place), fileOffset(ulOffset), place.ulTrack, "a NAL unit of 0 bytes"});
         else
-            output.unit(place, source, ulOffset, ulLength, fileOffset(ulOffset));
+            output.unit(
+                place, source, ulOffset, ulLength, fileOffset(ulOffset), here.first(uiRead).subspan(uiLengthBytes));
         ulOffset += ulLength;
     }
 }
@@ -232,9 +246,7 @@ bool isLengthPrefixed(CRandomSource& source, std::uint64_t ulOffset, std::uint64
         const std::size_t uiHead = uiLengthBytes + h265_stream::NAL_UNIT_HEADER_BYTES;
         if (ulEnd - ulOffset < uiHead || source.read(ulOffset, std::span(aucHead).first(uiHead)) != uiHead)
             return false;
-        std::uint64_t ulLength = 0;
-        for (unsigned uiByte = 0; uiByte < uiLengthBytes; ++uiByte)
-            ulLength = ulLength << 8 | aucHead[uiByte];
+        const std::uint64_t ulLength = uAt(aucHead, 0, uiLengthBytes);
         ulOffset += uiLengthBytes;
         const h265_stream::NalUnitHeader header =
             h265_stream::parseNalUnitHeader(aucHead[uiLengthBytes], aucHead[uiLengthBytes + 1]);

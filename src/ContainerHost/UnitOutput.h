@@ -74,9 +74,9 @@ public:
     [[nodiscard]] bool keep(std::uint64_t ulBytes);
 
     /// Delivers a NAL unit of ulSize bytes, which lies in source at ulOffset, and at optional ulFileOffset
-    /// in the file.
+    /// in the file. begin: bytes from there on that have been read, some or none.
     void unit(const UnitPlace& place, CRandomSource& source, std::uint64_t ulOffset, std::uint64_t ulSize,
-              std::optional<std::uint64_t> ulFileOffset);
+              std::optional<std::uint64_t> ulFileOffset, std::span<const unsigned char> begin);
 
     /// Delivers a NAL unit whose bytes are there, as far as they are wanted.
     void unit(const UnitPlace& place, std::span<const unsigned char> bytes, std::uint64_t ulSize,

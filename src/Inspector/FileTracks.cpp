@@ -4,6 +4,7 @@
 #include <deque>
 #include <map>
 #include <memory>
+#include <span>
 #include <string>
 #include <utility>
 
@@ -26,17 +27,22 @@ namespace {
 class CPlaceBook
 {
 public:
-    std::uint64_t enter(FilePlace place)
+    std::uint64_t enter(const ContainerUnit& unit)
     {
-        m_recent.push_back({++m_ulUnits, std::move(place)});
-        if (m_recent.size() > MAX_RECENT)
-            m_recent.pop_front();
+        const std::size_t uiAt = static_cast<std::size_t>(m_ulUnits % MAX_RECENT);
+        if (uiAt == m_recent.size())
+            m_recent.emplace_back();
+        Entry& entry = m_recent[uiAt];
+        entry.ulUnit = ++m_ulUnits;
+        entry.place.ulTrack = unit.place.ulTrack;
+        entry.place.ulOffset = unit.ulOffset;
+        entry.place.unit = unit.place;
         return m_ulUnits;
     }
 
     void keep(std::uint64_t ulUnit)
     {
-        const Entry* const pEntry = find(m_recent, ulUnit);
+        const Entry* const pEntry = findRecent(ulUnit);
         if (pEntry != nullptr && m_firsts.size() < MAX_FIRST)
             m_firsts.insert(std::upper_bound(m_firsts.begin(), m_firsts.end(), *pEntry, isBefore), *pEntry);
     }
@@ -44,10 +50,10 @@ public:
     /// fallback: what is known without the book.
     [[nodiscard]] FilePlace placeOf(std::uint64_t ulUnit, const FilePlace& fallback) const
     {
-        if (const Entry* const pEntry = find(m_recent, ulUnit))
+        if (const Entry* const pEntry = findRecent(ulUnit))
             return pEntry->place;
-        const Entry* const pEntry = find(m_firsts, ulUnit);
-        return pEntry != nullptr ? pEntry->place : fallback;
+        const auto found = std::lower_bound(m_firsts.begin(), m_firsts.end(), Entry{ulUnit, {}}, isBefore);
+        return found != m_firsts.end() && found->ulUnit == ulUnit ? found->place : fallback;
     }
 
 private:
@@ -56,21 +62,20 @@ private:
 
     struct Entry
     {
-        std::uint64_t ulUnit;
+        std::uint64_t ulUnit = 0; // from 1
         FilePlace place;
     };
 
     static bool isBefore(const Entry& a, const Entry& b) { return a.ulUnit < b.ulUnit; }
 
-    template <class TEntries>
-    static const Entry* find(const TEntries& entries, std::uint64_t ulUnit)
+    [[nodiscard]] const Entry* findRecent(std::uint64_t ulUnit) const
     {
-        const auto found = std::lower_bound(entries.begin(), entries.end(), Entry{ulUnit, {}}, isBefore);
-        return found != entries.end() && found->ulUnit == ulUnit ? &*found : nullptr;
+        const std::size_t uiAt = static_cast<std::size_t>((ulUnit - 1) % MAX_RECENT);
+        return uiAt < m_recent.size() && m_recent[uiAt].ulUnit == ulUnit ? &m_recent[uiAt] : nullptr;
     }
 
     std::uint64_t m_ulUnits = 0;
-    std::deque<Entry> m_recent;
+    std::vector<Entry> m_recent; // by number, the last ones in place of those before
     std::deque<Entry> m_firsts;
 };
 
@@ -190,7 +195,7 @@ bool CTracksReader::onNalUnit(const ContainerUnit& unit)
     TrackReading* const pTrack = readingOf(unit.place.ulTrack);
     if (pTrack == nullptr || m_bStopped)
         return !m_bStopped;
-    const std::uint64_t ulUnit = m_places.enter({unit.place.ulTrack, unit.ulOffset, unit.place});
+    const std::uint64_t ulUnit = m_places.enter(unit);
     h265_stream::NalUnit pushed{unit.header, ulUnit, unit.ulSize, unit.bytes};
     if (!h265_stream::isParameterSet(unit.header.nal_unit_type))
         pushed.bytes = unit.bytes.first(std::min(unit.bytes.size(), h265_stream::MAX_OTHER_UNIT_BYTES));
@@ -224,15 +229,21 @@ bool CTracksReader::deliver(TrackReading& track, const ParameterSetEvent& event)
 
 void CTracksReader::tellSetFindings(TrackReading& track)
 {
+    const std::span<const SetFinding> news = track.inspector.newSetFindings();
+    if (news.empty())
+        return; // nearly always
     const FileTrack told = track.told();
-    for (const SetFinding& found : track.inspector.newSetFindings())
+    for (const SetFinding& found : news)
         m_sink.onFinding(&told, fileFinding(found, placeOf(track, found.ulOffset)));
 }
 
 void CTracksReader::tellClaimFindings(TrackReading& track)
 {
+    const std::span<const ClaimFinding> news = track.claims.newFindings();
+    if (news.empty())
+        return;
     const FileTrack told = track.told();
-    for (const ClaimFinding& found : track.claims.newFindings())
+    for (const ClaimFinding& found : news)
         m_sink.onFinding(&told, fileFinding(found, track.info.ulTrack));
 }
 

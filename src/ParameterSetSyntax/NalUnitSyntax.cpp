@@ -28,8 +28,12 @@ void CNalUnit::assign(std::span<const unsigned char> nalUnit)
     }
     const std::span<const unsigned char> payload = nalUnit.subspan(uiHeader);
     m_rbsp.resize(payload.size() + PADDING);
+    // Up to the first two zeros there is nothing to take out.
+    const auto zeros = std::adjacent_find(payload.begin(), payload.end(), [](auto a, auto b) { return (a | b) == 0; });
+    std::copy(payload.begin(), zeros, m_rbsp.begin());
+    m_uiRbspBytes = static_cast<std::size_t>(zeros - payload.begin());
     unsigned uiZeros = 0;
-    for (std::size_t i = 0; i < payload.size(); ++i) {
+    for (std::size_t i = m_uiRbspBytes; i < payload.size(); ++i) {
         const unsigned char ucByte = payload[i];
         if (uiZeros >= 2 && ucByte <= EMULATION_PREVENTION) [[unlikely]] {
             // 7.4.2.1: 00 00 00, 00 00 01 and 00 00 02 may not stand there, nor 00 00 03 in front of more than 3.
