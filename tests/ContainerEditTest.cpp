@@ -17,6 +17,7 @@
 #include "Matroska.h"
 #include "MovieWriter.h"
 #include "ParameterSetSyntax.h"
+#include "RecordEdit.h"
 
 namespace container_edit_test {
 
@@ -405,6 +406,21 @@ TEST(MatroskaEdit, SaysWhyItCannot)
     const std::string reason = reasonOf(cut, {"sps.ptl.general_level_idc=90"});
     EXPECT_TRUE(reason.starts_with("the file ends early: ")) << reason;
     EXPECT_TRUE(reason.ends_with("; only a whole file is changed")) << reason;
+}
+
+TEST(RecordEdit, WritesASetWithoutTheStartCodeInFrontOfIt)
+{
+    const Bytes pps{0x44, 1, 0xc1};
+    const Bytes changed{0x44, 1, 0xc0, 7};
+    const Bytes content = hvcCContent({joined({pps, {0}}), joined({{0, 0, 0, 1}, pps, {0}}), pps});
+    const DecoderConfiguration record = readDecoderConfiguration(content, EConfigurationBox::HvcC);
+    const EditedRecord edited =
+        editRecord(content, EConfigurationBox::HvcC, 1000, {{1000 + record.units.at(1).uiOffset, changed}});
+    EXPECT_EQ(edited.uiReplaced, 1U);
+    EXPECT_EQ(edited.reason, "");
+    Bytes expected = hvcCContent({joined({pps, {0}}), changed, pps});
+    expected[record.arrays.at(1).uiOffset] = content[record.arrays.at(1).uiOffset];
+    EXPECT_EQ(edited.content, expected);
 }
 
 TEST(ContainerEdit, EndsWellOfDamagedFiles)

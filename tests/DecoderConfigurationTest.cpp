@@ -153,11 +153,11 @@ TEST(DecoderConfiguration, TellsWhatIsWrong)
         {"lengths of 3 bytes", hvcCContent({VPS}, 3), "lengthSizeMinusOne is 2", 21, 1},
         {"an array of another type", otherArray, "has an array of NAL unit type 35, where only VPSs", 23, 1},
         {"an empty array", emptyArray, "the array of NAL unit type 33 is empty", 32, 1},
-        {"a zero byte", hvcCContent({joined({PPS, {0}})}), "1 zero bytes behind a NAL unit", 31, 1},
-        {"a unit of 0 bytes", emptyUnit, "1 NAL units of 0 bytes", 23, 0},
+        {"a zero byte", hvcCContent({joined({PPS, {0}})}), "1 zero byte behind a NAL unit", 31, 1},
+        {"a unit of 0 bytes", emptyUnit, "1 NAL unit of 0 bytes", 23, 0},
         {"a unit is missing", missingUnit, "1 NAL unit is missing", 32, 1},
         {"a unit is cut", cutUnit, "a NAL unit of 4 bytes has 3", 28, 1},
-        {"more bytes", joined({hvcCContent({VPS}), {7}}), "1 bytes behind the last array", 32, 1},
+        {"more bytes", joined({hvcCContent({VPS}), {7}}), "1 byte behind the last array", 32, 1},
     };
     for (const auto& c : aCases) {
         SCOPED_TRACE(c.pName);
@@ -207,6 +207,35 @@ TEST(DecoderConfiguration, StripsZerosBehindAUnit)
     ASSERT_EQ(read.units.size(), 1U);
     EXPECT_EQ(Bytes(read.units[0].bytes.begin(), read.units[0].bytes.end()), PPS);
     EXPECT_EQ(read.units[0].uiStrippedZeros, 2U);
+}
+
+// Some writers put what they have into the arrays as it is.
+TEST(DecoderConfiguration, ReadsAUnitBehindAStartCode)
+{
+    for (const Bytes& startCode : {Bytes{0, 0, 0, 1}, Bytes{0, 0, 1}}) {
+        constexpr std::size_t FIRST_ARRAY = 23;
+        Bytes content = hvcCContent({joined({startCode, VPS, {0}}), PPS});
+        content[FIRST_ARRAY] = 0x80 | 32;
+        const DecoderConfiguration read = readDecoderConfiguration(content, EConfigurationBox::HvcC);
+        ASSERT_EQ(read.units.size(), 2U);
+        EXPECT_EQ(Bytes(read.units[0].bytes.begin(), read.units[0].bytes.end()), VPS);
+        EXPECT_EQ(read.units[0].uiOffset, FIRST_ARRAY + 5 + startCode.size());
+        EXPECT_EQ(read.units[0].uiStartCode, startCode.size());
+        EXPECT_EQ(read.units[0].uiStrippedZeros, 1U);
+        EXPECT_EQ(read.units[1].uiStartCode, 0U);
+        ASSERT_EQ(read.findings.size(), 2U); // and the zero
+        EXPECT_EQ(read.findings[0].message,
+                  "a start code stands in front of a NAL unit: decoders see one of type 0 there");
+        EXPECT_EQ(read.findings[0].uiOffset, FIRST_ARRAY + 5);
+        EXPECT_EQ(read.findings[0].eSeverity, ESeverity::Error);
+    }
+    // Nothing but a start code, and what only looks like the beginning of one.
+    for (const Bytes& unit : {Bytes{0, 0, 0, 1}, Bytes{0, 0, 1}, Bytes{0, 0, 2}, Bytes{0, 1}, Bytes{1}}) {
+        const Bytes content = hvcCContent({unit});
+        const DecoderConfiguration read = readDecoderConfiguration(content, EConfigurationBox::HvcC);
+        ASSERT_EQ(read.units.size(), 1U);
+        EXPECT_EQ(read.units[0].uiStartCode + read.units[0].bytes.size(), unit.size());
+    }
 }
 
 // However many bytes are there, the fields and units that they hold are read, and a finding tells the rest.

@@ -71,7 +71,7 @@ TEST(IsoBaseMedia, TellsWhatIsWrongWithTheFile)
          "moov/trak/mdia/minf/stbl"},
         {"samples without a chunk",
          changed("stco", 4, be(4, 0)),
-         "counts 1 samples; the chunks have 0",
+         "counts 1 sample; the chunks have 0",
          "moov/trak/mdia/minf/stbl/stsz"},
         {"a description that is not there",
          changed("stsc", 4 + 4 + 8, be(4, 7)),
@@ -147,7 +147,7 @@ TEST(IsoBaseMedia, TellsWhatIsWrongWithTheTablesOfATrack)
         {"stsd counts more", entryCount(7), "counts 7 sample entries and has 1", "minf/stbl/stsd"},
         {"no stts", with([](auto& t) { t.stts = Bytes(); }), "has no stts, and stsz counts 2 samples", "minf/stbl"},
         {"an empty stts", times({}), "has times for 0 samples, stsz counts 2 samples", "minf/stbl/stts"},
-        {"times of fewer", times({joined({be(4, 1), be(4, 4)})}), "has times for 1 samples", "minf/stbl/stts"},
+        {"times of fewer", times({joined({be(4, 1), be(4, 4)})}), "has times for 1 sample", "minf/stbl/stts"},
         {"times of more",
          times({joined({be(4, 2), be(4, 4)}), joined({be(4, 1), be(4, 3)})}),
          "has times for 3 samples",
@@ -219,6 +219,27 @@ TEST(IsoBaseMedia, ReadsSamplesByTheLengthsThatTheyHave)
             EXPECT_EQ(record.m_units[6].bytes, IDR);
             EXPECT_LE(record.m_findings.size(), 1U) << record.findings();
         }
+    }
+}
+
+TEST(IsoBaseMedia, ReadsUnitsWithStartCodesBehindTheirLengths)
+{
+    for (const Bytes& startCode : {Bytes{0, 0, 0, 1}, Bytes{0, 0, 1}}) {
+        TrackSyntax track;
+        track.entries = {hvc1()};
+        const Bytes slice = joined({IDR, Bytes(100, 7)});
+        const Bytes sample = prefixed({joined({startCode, SPS}), joined({startCode, slice}), startCode});
+        const Bytes file = movie(track, {sample, sample});
+        const CContainerRecord record = read(file);
+        ASSERT_EQ(record.m_units.size(), 7U);
+        EXPECT_EQ(record.m_units[3].bytes, SPS);
+        EXPECT_EQ(record.m_units[4].bytes, Bytes(slice.begin(), slice.begin() + UNIT_HEAD_BYTES));
+        EXPECT_EQ(record.m_units[4].ulSize, slice.size());
+        EXPECT_TRUE(standWhereTheySay(record, file));
+        ASSERT_EQ(record.m_findings.size(), 1U) << record.findings();
+        EXPECT_TRUE(record.tells("a start code stands between a NAL unit's length and its header"));
+        EXPECT_EQ(record.m_findings[0].eSeverity, ESeverity::Error);
+        EXPECT_EQ(record.m_findings[0].ulOffset, *record.m_units[3].ulOffset - startCode.size());
     }
 }
 

@@ -263,7 +263,7 @@ TEST(IsoBaseMedia, TellsWhyAnItemCannotBeRead)
         return read(file);
     };
     EXPECT_TRUE(changed("iloc", 4, be(1, 0x94)).tells("a layout that is not defined"));
-    EXPECT_TRUE(changed("iloc", 6, be(2, 9)).tells("items have no place"));
+    EXPECT_TRUE(changed("iloc", 6, be(2, 9)).tells("items without a place"));
     EXPECT_TRUE(changed("iloc", 4 + 2 + 2 + 2 + 2, be(2, 1)).tells("item 1 lies in another file"));
     EXPECT_TRUE(changed("iloc", 4 + 2 + 2 + 2 + 2 + 2 + 2, be(4, 0x7fffffff)).tells("beyond the end of what holds it"));
     EXPECT_TRUE(changed("ipma", 4, be(4, 99)).tells("items are missing"));

@@ -6,6 +6,7 @@
 
 #include "ContainerFiles.h"
 #include "ContainerRecord.h"
+#include "EbmlWriter.h"
 #include "IsoBaseMedia.h"
 #include "Matroska.h"
 #include "NalUnitWriter.h"
@@ -69,6 +70,19 @@ TEST(LivePipe, DeliversEveryUnitOfAMovieThatHasCome)
     for (const char* const pName : {"fragmented.mp4", "faststart.mp4"})
         expectEveryUnitThatHasCome(
             pName, [](CRandomSource& source, CContainerSink& sink) { readIsoBaseMedia(source, {}, sink); });
+}
+
+// A start code behind a unit's length, whose bytes come one by one.
+TEST(LivePipe, ReadsUnitsAsAFileHasThem)
+{
+    const Bytes set{0x42, 1, 1, 2, 3};
+    const Bytes frame = prefixed({joined({{0, 0, 0, 1}, set})});
+    const Bytes file = joined(
+        {ebmlHeader(), segment({tracks({trackEntry(hvcCContent({set}))}), cluster(0, {simpleBlock(1, 0, frame)})})});
+    const auto pSource = makeForwardSource(std::make_unique<CSoFar>(file, 1));
+    CContainerRecord record;
+    EXPECT_THROW(readMatroska(*pSource, {}, record), h265_stream::CSourceError);
+    EXPECT_EQ(record.unitBytes(), (std::vector<Bytes>{set, set}));
 }
 
 TEST(LivePipe, DeliversEveryUnitOfMatroskaThatHasCome)

@@ -89,7 +89,7 @@ TEST(Matroska, FindsTheUnitsOfMuxedFiles)
         const StreamUnits stream(c.pStream);
         const CContainerRecord record = read(file);
         for (const ContainerFinding& finding : record.m_findings)
-            EXPECT_EQ(finding.message, "1 zero bytes behind a NAL unit count as part of it");
+            EXPECT_EQ(finding.message, "1 zero byte behind a NAL unit, counted as part of it");
         EXPECT_TRUE(areTheSlicesOf(record, stream));
         EXPECT_EQ(differentOnes(setsOf(record)), differentOnes(stream.m_sets));
         EXPECT_TRUE(standWhereTheySay(record, file));

@@ -85,7 +85,7 @@ void CBoxWalk::tellRest(std::size_t uiRead, bool bZeros)
         return;
     }
     if (!bZeros)
-        tell(ESeverity::Error, m_path, m_ulOffset, std::to_string(uiRead) + " bytes are too few for a box");
+        tell(ESeverity::Error, m_path, m_ulOffset, countedText(uiRead, "byte") + areOrIs(uiRead) + "too few for a box");
 }
 
 std::optional<Box> CBoxWalk::readHeader()

@@ -164,10 +164,12 @@ std::optional<std::size_t> readUnits(DecoderConfiguration& record, Bytes content
         Bytes bytes = content.subspan(i, uiHere);
         while (!bytes.empty() && bytes.back() == 0)
             bytes = bytes.first(bytes.size() - 1);
+        const std::size_t uiStartCode = startCodeBytes(bytes);
         if (uiLength == 0)
             ++uiEmpty;
         else
-            record.units.push_back({uiArray, i, bytes, uiHere - bytes.size()});
+            record.units.push_back(
+                {uiArray, i + uiStartCode, bytes.subspan(uiStartCode), uiHere - bytes.size(), uiStartCode});
         if (uiHere < uiLength) {
             tell(record,
                  ESeverity::Error,
@@ -181,7 +183,7 @@ std::optional<std::size_t> readUnits(DecoderConfiguration& record, Bytes content
         tell(record,
              ESeverity::Error,
              record.arrays.back().uiOffset,
-             std::to_string(uiEmpty) + " NAL units of 0 bytes in one array");
+             countedText(uiEmpty, "NAL unit") + " of 0 bytes in one array");
     return i;
 }
 
@@ -209,7 +211,7 @@ void readArrays(DecoderConfiguration& record, Bytes content)
         i = *iNext;
     }
     if (i < content.size())
-        tell(record, ESeverity::Warning, i, std::to_string(content.size() - i) + " bytes behind the last array");
+        tell(record, ESeverity::Warning, i, countedText(content.size() - i, "byte") + " behind the last array");
 }
 
 // ISO/IEC 14496-15 8.3.2.1.3: parameter sets, prefix and suffix SEI.
@@ -236,11 +238,16 @@ void lookAtArrays(DecoderConfiguration& record)
     }
     for (const ConfigurationUnit& unit : record.units) {
         const ConfigurationArray& array = record.arrays[unit.uiArray];
+        if (unit.uiStartCode != 0)
+            tell(record,
+                 ESeverity::Error,
+                 unit.uiOffset - unit.uiStartCode,
+                 "a start code stands in front of a NAL unit: decoders see one of type 0 there");
         if (unit.uiStrippedZeros != 0)
             tell(record,
                  ESeverity::Warning,
                  unit.uiOffset + unit.bytes.size(),
-                 std::to_string(unit.uiStrippedZeros) + " zero bytes behind a NAL unit count as part of it");
+                 countedText(unit.uiStrippedZeros, "zero byte") + " behind a NAL unit, counted as part of it");
         if (!unit.bytes.empty() && (unit.bytes[0] >> 1 & 0x3f) != array.NAL_unit_type)
             tell(record,
                  ESeverity::Error,
@@ -300,7 +307,7 @@ DecoderConfiguration readDecoderConfiguration(Bytes content, EConfigurationBox e
         tell(record,
              ESeverity::Error,
              MAX_CONFIGURATION_BYTES,
-             "has " + std::to_string(content.size()) + " bytes; those behind the first " +
+             "has " + countedText(content.size(), "byte") + "; those behind the first " +
                  std::to_string(MAX_CONFIGURATION_BYTES) + " are not read");
         content = content.first(MAX_CONFIGURATION_BYTES);
     }
@@ -313,7 +320,7 @@ DecoderConfiguration readDecoderConfiguration(Bytes content, EConfigurationBox e
         tell(record,
              ESeverity::Error,
              content.size(),
-             "ends early: " + std::to_string(content.size()) + " bytes are too few for its fields");
+             "ends early: " + countedText(content.size(), "byte") + areOrIs(content.size()) + "too few for its fields");
     if (!reader.isComplete())
         return record;
     lookAtFields(record);

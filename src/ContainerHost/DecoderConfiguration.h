@@ -42,6 +42,7 @@ struct ConfigurationUnit
     std::size_t uiOffset;                 // of its header in the record
     std::span<const unsigned char> bytes; // without zero bytes at the end, which are no part of a NAL unit
     std::size_t uiStrippedZeros;
+    std::size_t uiStartCode = 0; // bytes of one that stands in front of the header, counted by the length
 };
 
 /// What is wrong with a record.

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <utility>
 
+#include "CountedText.h"
+
 namespace h265_container {
 
 namespace {
@@ -182,7 +184,7 @@ void CItemTables::indexLocations()
         cursor.skip((m_layout.uiVersion == 0 ? 0U : 2U) + 2U + m_layout.uiBaseBytes);
         cursor.skip(std::uint64_t{cursor.u16()} * uiExtentBytes);
         if (!cursor.isComplete() || !m_output.spend(m_source, 1)) {
-            tell("meta/iloc", m_iloc->ulOffset, "ends early: " + std::to_string(ulLeft) + " items have no place");
+            tell("meta/iloc", m_iloc->ulOffset, "ends early: " + countedText(ulLeft, "item") + " without a place");
             return;
         }
         if (const auto found = m_items.find(uiItem); found != m_items.end())
@@ -201,7 +203,9 @@ void CItemTables::indexAssociations(std::size_t uiAssociation)
         const std::uint64_t ulAssociations = cursor.offset();
         cursor.skip(std::uint64_t{cursor.u8()} * uiEntryBytes);
         if (!cursor.isComplete() || !m_output.spend(m_source, 1)) {
-            tell("meta/iprp/ipma", ipma.ulOffset, "ends early: " + std::to_string(uiLeft) + " items are missing");
+            tell("meta/iprp/ipma",
+                 ipma.ulOffset,
+                 "ends early: " + countedText(uiLeft, "item") + areOrIs(uiLeft) + "missing");
             return;
         }
         if (const auto found = m_items.find(uiItem); found != m_items.end()) {

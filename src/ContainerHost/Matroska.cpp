@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "BoxWalk.h"
+#include "CountedText.h"
 #include "MatroskaTrack.h"
 
 namespace h265_container {
@@ -167,7 +168,8 @@ std::uint64_t CMatroskaReader::readSegment(const EbmlElement& segment)
             tell(ESeverity::Warning,
                  "Segment",
                  ulCluster,
-                 std::to_string(*ulCluster - walk.offset()) + " bytes in front of this Cluster are passed over");
+                 countedText(*ulCluster - walk.offset(), "byte") + " in front of this Cluster" +
+                     areOrIs(*ulCluster - walk.offset()) + "passed over");
             walk.moveTo(*ulCluster);
             continue;
         }

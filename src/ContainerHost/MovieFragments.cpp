@@ -4,6 +4,8 @@
 #include <optional>
 #include <utility>
 
+#include "CountedText.h"
+
 namespace h265_container {
 
 namespace {
@@ -115,7 +117,7 @@ void deliverRun(CUnitOutput& output, CRandomSource& source, TrackFragment& fragm
              path,
              trun.ulOffset,
              fragment.pTrack != nullptr ? std::optional<std::uint64_t>(fragment.pTrack->uiTrack) : std::nullopt,
-             "counts " + std::to_string(run.uiSamples) + " samples and has room for " + std::to_string(ulRoom)});
+             "counts " + countedText(run.uiSamples, "sample") + " and has room for " + std::to_string(ulRoom)});
         run.uiSamples = static_cast<std::uint32_t>(ulRoom);
     }
     // Samples without bytes and without entries are as many as somebody likes.

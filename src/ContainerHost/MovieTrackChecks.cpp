@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <iterator>
 
+#include "CountedText.h"
+
 namespace h265_container {
 
 namespace {
@@ -14,7 +16,7 @@ void checkTimes(CUnitOutput& output, CRandomSource& source, const MovieTrack& tr
     if (tables.ulSamples == 0 || tables.bCut)
         return;
     const std::string path = sampleTablePath(track);
-    const std::string samples = std::to_string(tables.ulSamples) + " samples";
+    const std::string samples = countedText(tables.ulSamples, "sample");
     if (!tables.stts)
         return output.finding(
             {ESeverity::Error,

@@ -5,6 +5,7 @@
 #include <queue>
 #include <utility>
 
+#include "CountedText.h"
 #include "ElementaryUnits.h"
 #include "MovieTrackChecks.h"
 
@@ -186,7 +187,7 @@ void tellLostSamples(CUnitOutput& output, const MovieTrack& track, std::uint64_t
                         sampleTablePath(track) + "/stsz",
                         track.tables.ulSizesOffset,
                         track.uiTrack,
-                        "counts " + std::to_string(track.tables.ulSamples) + " samples; the chunks have " +
+                        "counts " + countedText(track.tables.ulSamples, "sample") + "; the chunks have " +
                             std::to_string(ulTaken) + ", the others cannot be found",
                         true});
 }
@@ -342,8 +343,8 @@ void deliverSample(CUnitOutput& output, CRandomSource& source, MovieTrack& track
                             track.path,
                             ulOffset,
                             track.uiTrack,
-                            "sample " + std::to_string(sample.ulNumber) + " of " + std::to_string(ulSize) +
-                                " bytes reaches beyond the end of the file at " + std::to_string(*ulEnd),
+                            "sample " + std::to_string(sample.ulNumber) + " of " + countedText(ulSize, "byte") +
+                                " reaches beyond the end of the file at " + std::to_string(*ulEnd),
                             true});
         ulSize = *ulEnd - std::min(*ulEnd, ulOffset);
     }

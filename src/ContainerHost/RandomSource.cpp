@@ -13,6 +13,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "CountedText.h"
+
 namespace h265_container {
 
 using h265_stream::CSourceError;
@@ -144,7 +146,7 @@ private:
             if (iRead < 0)
                 throw CSourceError(std::generic_category().message(errno), ulOffset + i);
             if (iRead == 0)
-                throw CSourceError("the file was cut while it was read: it had " + std::to_string(m_ulSize) + " bytes",
+                throw CSourceError("the file was cut while it was read: it had " + countedText(m_ulSize, "byte"),
                                    ulOffset + i);
             i += static_cast<std::size_t>(iRead);
         }

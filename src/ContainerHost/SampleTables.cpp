@@ -23,12 +23,12 @@ CTable tableAt(SampleTables& tables, const TableBox& at, const CFieldCursor& cur
     const std::uint64_t ulRoom = cursor.left() * 8 / uiEntryBits;
     tables.bCut = tables.bCut || ulCount > ulRoom;
     if (ulCount > ulRoom)
-        at.output.finding(
-            {ESeverity::Error,
-             at.path,
-             at.box.ulOffset,
-             at.ulTrack,
-             "counts " + std::to_string(ulCount) + " entries and has room for " + std::to_string(ulRoom)});
+        at.output.finding({ESeverity::Error,
+                           at.path,
+                           at.box.ulOffset,
+                           at.ulTrack,
+                           "counts " + (ulCount == 1 ? "1 entry" : std::to_string(ulCount) + " entries") +
+                               " and has room for " + std::to_string(ulRoom)});
     return {at.source, cursor.offset(), std::max(uiEntryBits / 8, 1U), std::min(ulCount, ulRoom)};
 }
 

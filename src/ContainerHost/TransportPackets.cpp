@@ -6,6 +6,7 @@
 #include <string>
 
 #include "BytesAt.h"
+#include "CountedText.h"
 #include "StartCodeScan.h"
 
 namespace h265_container {
@@ -137,7 +138,7 @@ void CTransportPackets::tellSkipped(std::uint64_t ulFrom, std::uint64_t ulTo)
                          ulFrom,
                          std::nullopt,
                          (bFirst ? "there are no packets in the first " : "the packets stop here for ") +
-                             std::to_string(ulTo - ulFrom) + " bytes, which are passed over"});
+                             countedText(ulTo - ulFrom, "byte") + ", passed over"});
 }
 
 // Moves to the next byte that packets begin at; false when there is none.
@@ -162,12 +163,12 @@ bool CTransportPackets::synchronise()
             1 + static_cast<std::size_t>(std::find(bytes.begin(), bytes.end(), TS_SYNC_BYTE) - bytes.begin());
     }
     if (m_ulBufferOffset + m_uiPosition != ulFrom)
-        m_output.finding({ESeverity::Error,
-                          {},
-                          ulFrom,
-                          std::nullopt,
-                          "there are no packets in the last " +
-                              std::to_string(m_ulBufferOffset + m_uiPosition - ulFrom) + " bytes"});
+        m_output.finding(
+            {ESeverity::Error,
+             {},
+             ulFrom,
+             std::nullopt,
+             "there are no packets in the last " + countedText(m_ulBufferOffset + m_uiPosition - ulFrom, "byte")});
     return false;
 }
 
@@ -187,7 +188,7 @@ bool CTransportPackets::search(TransportPacket& packet)
                               {},
                               m_ulBufferOffset + m_uiPosition,
                               std::nullopt,
-                              "the last packet is cut: it has " + std::to_string(uiLeft) + " bytes"});
+                              "the last packet is cut: it has " + countedText(uiLeft, "byte")});
         return false;
     }
     if (!m_bSynchronised || ahead()[0] != TS_SYNC_BYTE) {

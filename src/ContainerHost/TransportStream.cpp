@@ -5,6 +5,7 @@
 #include <utility>
 #include <vector>
 
+#include "CountedText.h"
 #include "ElementaryUnits.h"
 #include "ProgramTables.h"
 #include "TransportPackets.h"
@@ -402,8 +403,8 @@ void CTransportReader::tellClaims(PidStream& stream, const ProgramStream& descri
                           box,
                           std::nullopt,
                           described.uiPid,
-                          "has " + std::to_string(described.uiShortDescriptor) +
-                              " bytes with its tag and length, which are too few for its fields"});
+                          "has " + countedText(described.uiShortDescriptor, "byte") +
+                              " with its tag and length, which are too few for its fields"});
 }
 
 // A PID that no table speaks of, yet.

@@ -193,6 +193,24 @@ void readLengthPrefixedUnits(CUnitOutput& output, const UnitPlace& place, CRando
     const auto fileOffset = [&](std::uint64_t ulAt) -> std::optional<std::uint64_t> {
         return ulFileBase ? std::optional(*ulFileBase + ulAt) : std::nullopt;
     };
+    const auto deliverUnit = [&](std::uint64_t ulLength, std::span<const unsigned char> begin) {
+        begin = begin.first(static_cast<std::size_t>(std::min<std::uint64_t>(begin.size(), ulLength)));
+        const std::size_t uiStartCode = startCodeBytes(begin);
+        if (uiStartCode != 0)
+            output.findingOnce(ONCE_START_CODES,
+                               {ESeverity::Error,
+                                placeText(place),
+                                fileOffset(ulOffset),
+                                place.ulTrack,
+                                "a start code stands between a NAL unit's length and its header: decoders see a unit "
+                                "of type 0 there"});
+        output.unit(place,
+                    source,
+                    ulOffset + uiStartCode,
+                    ulLength - uiStartCode,
+                    fileOffset(ulOffset + uiStartCode),
+                    begin.subspan(uiStartCode));
+    };
     const std::uint64_t ulEnd = ulOffset + ulSize;
     while (ulOffset < ulEnd && !output.isStopped() && !output.isTrackDone(place.ulTrack)) {
         // The length, and what is wanted of most units; waiting for the length alone.
@@ -200,9 +218,12 @@ void readLengthPrefixedUnits(CUnitOutput& output, const UnitPlace& place, CRando
         const std::span here = std::span(aucHead).first(
             static_cast<std::size_t>(std::min<std::uint64_t>(uiLengthBytes + UNIT_HEAD_BYTES, ulEnd - ulOffset)));
         std::size_t uiRead = source.readSome(ulOffset, here);
-        if (uiRead < uiLengthBytes && uiRead < here.size())
-            uiRead += source.read(ulOffset + uiRead,
-                                  here.subspan(uiRead, std::min<std::size_t>(uiLengthBytes, here.size()) - uiRead));
+        const auto readTo = [&, ulBegin = ulOffset](std::uint64_t ulWanted) {
+            const auto uiWanted = static_cast<std::size_t>(std::min<std::uint64_t>(ulWanted, here.size()));
+            if (uiRead < uiWanted)
+                uiRead += source.read(ulBegin + uiRead, here.subspan(uiRead, uiWanted - uiRead));
+        };
+        readTo(uiLengthBytes);
         if (uiRead < uiLengthBytes) {
             output.findingFew(FEW_CUT_SAMPLES,
                               {ESeverity::Error,
@@ -226,13 +247,13 @@ void readLengthPrefixedUnits(CUnitOutput& output, const UnitPlace& place, CRando
                                    std::to_string(ulEnd - ulOffset) + areOrIs(ulEnd - ulOffset) + "left"});
             ulLength = ulEnd - ulOffset;
         }
+        readTo(uiLengthBytes + ulLength);
         if (ulLength == 0)
             output.findingOnce(
                 ONCE_EMPTY_UNIT,
                 {ESeverity::Warning, placeText(place), fileOffset(ulOffset), place.ulTrack, "a NAL unit of 0 bytes"});
         else
-            output.unit(
-                place, source, ulOffset, ulLength, fileOffset(ulOffset), here.first(uiRead).subspan(uiLengthBytes));
+            deliverUnit(ulLength, here.first(uiRead).subspan(uiLengthBytes));
         ulOffset += ulLength;
     }
 }
@@ -264,7 +285,7 @@ unsigned lengthBytesOf(CUnitOutput& output, const UnitPlace& place, CRandomSourc
 {
     if (ulSize == 0 || isLengthPrefixed(source, ulOffset, ulSize, uiClaimed))
         return uiClaimed;
-    const std::string claimed = std::to_string(uiClaimed) + (uiClaimed == 1 ? " byte" : " bytes");
+    const std::string claimed = countedText(uiClaimed, "byte");
     const auto tell = [&](const std::string& what) {
         output.finding(
             {ESeverity::Error,
@@ -275,14 +296,12 @@ unsigned lengthBytesOf(CUnitOutput& output, const UnitPlace& place, CRandomSourc
     };
     for (const unsigned uiBytes : {4U, 2U, 1U, 3U}) {
         if (isLengthPrefixed(source, ulOffset, ulSize, uiBytes)) {
-            tell("the NAL units have lengths of " + std::to_string(uiBytes) + (uiBytes == 1 ? " byte" : " bytes"));
+            tell("the NAL units have lengths of " + countedText(uiBytes, "byte"));
             return uiBytes;
         }
     }
     std::array<unsigned char, 4> aucFirst{};
-    const std::size_t uiFirst = source.read(ulOffset, aucFirst);
-    const std::size_t uiZeros = aucFirst[2] == 0 ? 3 : 2;
-    if (uiFirst != aucFirst.size() || aucFirst[0] != 0 || aucFirst[1] != 0 || aucFirst[uiZeros] != 1)
+    if (startCodeBytes(std::span(aucFirst).first(source.read(ulOffset, aucFirst))) == 0)
         return uiClaimed;
     tell("the NAL units have start codes");
     return 0;

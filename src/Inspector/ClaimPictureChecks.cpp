@@ -334,16 +334,15 @@ void checkRate(const Claim<FrameRateClaim>& claim, const ClaimedSps& sps, CClaim
     // A sample can be a frame or one of its fields.
     const bool bFits = isNear(claimed, coded, coded * TOLERANCE) ||
                        (sps.gist.bFields && isNear(claimed, 2 * coded, 2 * coded * TOLERANCE));
-    const std::string_view unit = sps.gist.bFields ? " pictures a second" : " frames a second";
+    const std::string says = perSecond(numberText(claimed), sps.gist.bFields ? "picture" : "frame");
     const std::string frames = decimalOf(rate.ulNumerator, rate.ulDenominator);
     SHOULD(bFits,
            sps.timeScale(),
            checks.box() == "DefaultDuration" ? "RFC 9559 5.1.4.1.13" : RATE_CLAUSE,
-           say(numberText(claimed), unit),
+           says,
            checks.box(),
            " says ",
-           numberText(claimed),
-           unit,
+           says,
            " throughout, ",
            sps.rateHolder(),
            " says ",

@@ -111,7 +111,7 @@ EditedRecord editRecord(std::span<const unsigned char> content, EConfigurationBo
         if (bytes.size() > MAX_UNIT)
             edited.reason = "a set would have " + std::to_string(bytes.size()) +
                             " bytes; 65535 are the most that a record can hold";
-        copyTo(unit.uiOffset - LENGTH_BYTES);
+        copyTo(unit.uiOffset - unit.uiStartCode - LENGTH_BYTES);
         edited.content.push_back(static_cast<unsigned char>(bytes.size() >> 8));
         edited.content.push_back(static_cast<unsigned char>(bytes.size()));
         edited.content.insert(edited.content.end(), bytes.begin(), bytes.end());

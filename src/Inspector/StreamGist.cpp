@@ -166,7 +166,7 @@ std::string rateOf(const SequenceGist& gist)
     if (rate.ulNumerator < rate.ulDenominator)
         return "a frame every " + decimalOf(rate.ulDenominator, rate.ulNumerator) + " seconds" +
                (rate.bFromVps ? " (VPS)" : " (VUI)");
-    std::string text = decimal == "1" ? "1 frame a second" : decimal + " frames a second";
+    std::string text = perSecond(decimal, "frame");
     if (gist.bFields)
         text += " in fields";
     return text + (rate.bFromVps ? " (VPS)" : " (VUI)");
@@ -215,6 +215,11 @@ std::string samplesOf(const SequenceGist& gist)
     if (gist.chroma_format_idc == 0 || gist.BitDepthY == gist.BitDepthC)
         return luma + chromaFormatOf(gist);
     return luma + "luma, " + std::to_string(gist.BitDepthC) + "-bit chroma " + chromaFormatOf(gist);
+}
+
+std::string perSecond(const std::string& number, const char* pNoun)
+{
+    return number + ' ' + pNoun + (number == "1" ? "" : "s") + " a second";
 }
 
 std::string decimalOf(std::uint64_t ulNumerator, std::uint64_t ulDenominator)

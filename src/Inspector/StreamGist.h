@@ -72,4 +72,7 @@ std::string chromaFormatOf(const SequenceGist& gist);
 /// A number with two decimals at most: "29.97", "25".
 std::string decimalOf(std::uint64_t ulNumerator, std::uint64_t ulDenominator);
 
+/// "1 frame a second", "29.97 frames a second".
+std::string perSecond(const std::string& number, const char* pNoun);
+
 } // namespace h265_inspect
