@@ -255,23 +255,13 @@ std::span<const SetFinding> CInspector::newSetFindings()
     const std::span<const SetFinding> all = m_pTables->active.findings();
     m_fresh.clear();
     for (const SetFinding& found : all.subspan(std::min(m_uiTold, all.size()))) {
-        if (m_options.bAlone && isOfMissing(found))
+        if (m_options.bAlone && found.bNotCome)
             continue;
         ++(found.finding.eSeverity == h265_syntax::ESeverity::Error ? m_counts.ulErrors : m_counts.ulWarnings);
         m_fresh.push_back(found);
     }
     m_uiTold = all.size();
     return m_fresh;
-}
-
-// 7.4.2.4.2: a picture uses a set that has not come.
-bool CInspector::isOfMissing(const SetFinding& found) const
-{
-    if (found.finding.clause != "7.4.2.4.2" || !found.finding.element.empty())
-        return false;
-    if (found.nal_unit_type == PPS_NUT)
-        return m_pTables->apPps[found.uiId % PPS_IDS] == nullptr;
-    return found.nal_unit_type == SPS_NUT && m_pTables->apSps[found.uiId % SPS_IDS] == nullptr;
 }
 
 // A repeat of what is in force here as well.

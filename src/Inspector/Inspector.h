@@ -91,7 +91,6 @@ private:
     void holdAgainstVps(unsigned uiSps);
     void holdAgainstSps(unsigned uiPps);
     void watchPps(const h265_stream::NalUnit& unit);
-    [[nodiscard]] bool isOfMissing(const h265_syntax::SetFinding& found) const;
     void count(const InspectedSet& set, const h265_stream::ParameterSetEvent& event, bool bKnown);
 
     const InspectOptions m_options;

@@ -233,7 +233,7 @@ std::optional<PictureSets> CActiveSets::onPicture(const NalUnitHeader& header, u
     layer.pps.bAny = false;
     if (!pps.bThere) {
         if (!std::exchange(pps.bTold, true))
-            error(PPS_NUT, uiPps, ulOffset, say("a slice names PPS ", uiPps, ", which has not come"));
+            notCome(PPS_NUT, uiPps, ulOffset, say("a slice names PPS ", uiPps, ", which has not come"));
         return std::nullopt;
     }
     activate(layer.pps, uiPps, pps);
@@ -241,10 +241,10 @@ std::optional<PictureSets> CActiveSets::onPicture(const NalUnitHeader& header, u
     Held& sps = m_aSps[uiSps];
     if (!sps.bThere) {
         if (!std::exchange(sps.bTold, true))
-            error(SPS_NUT,
-                  uiSps,
-                  ulOffset,
-                  say("a slice needs SPS ", uiSps, " of its PPS ", uiPps, ", which has not come"));
+            notCome(SPS_NUT,
+                    uiSps,
+                    ulOffset,
+                    say("a slice needs SPS ", uiSps, " of its PPS ", uiPps, ", which has not come"));
         return std::nullopt;
     }
     checkLayer(header, pps, PPS_NUT, uiPps);
@@ -390,6 +390,14 @@ void CActiveSets::neverCame(unsigned nal_unit_type, const Wanted& wanted, const 
     found.finding.element = blamed.pName;
     found.finding.ulBit = ulBit;
     found.finding.iValue = blamed.iValue;
+    found.finding.message = std::move(message);
+    add(std::move(found));
+}
+
+void CActiveSets::notCome(unsigned nal_unit_type, unsigned uiId, std::uint64_t ulOffset, std::string message)
+{
+    SetFinding found{nal_unit_type, uiId, ulOffset, {}, true};
+    found.finding.clause = "7.4.2.4.2";
     found.finding.message = std::move(message);
     add(std::move(found));
 }

@@ -22,6 +22,7 @@ struct SetFinding
     unsigned uiId = 0;          // of the set
     std::uint64_t ulOffset = 0; // of its NAL unit; of the slice that needs a set that is not there
     Finding finding;
+    bool bNotCome = false; // a slice needs the set, and it has not come
 };
 
 /// The ids of what a picture uses.
@@ -131,6 +132,7 @@ private:
     void goOnWithSps(Layer& layer, unsigned uiSps, unsigned uiPps, std::uint64_t ulOffset);
     void error(unsigned nal_unit_type, unsigned uiId, std::uint64_t ulOffset, std::string message,
                const char* pClause = "7.4.2.4.2");
+    void notCome(unsigned nal_unit_type, unsigned uiId, std::uint64_t ulOffset, std::string message);
     void neverCame(unsigned nal_unit_type, const Wanted& wanted, const Blamed& blamed, std::uint64_t ulBit,
                    std::string message);
 
