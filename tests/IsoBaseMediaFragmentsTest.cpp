@@ -120,7 +120,9 @@ TEST(IsoBaseMedia, TellsOfASecondMoov)
     const Bytes twice = joined({initSegment(), mediaSegment(), initSegment(), mediaSegment(100), initSegment()});
     const CContainerRecord record = read(twice);
     ASSERT_EQ(record.m_findings.size(), 1U) << record.findings();
-    EXPECT_EQ(record.m_findings[0].message, "a second moov: most players read the first one only [14496-12 8.2.1]");
+    EXPECT_EQ(
+        record.m_findings[0].message,
+        "a second moov, of another file that is joined on: most players read the first one only [14496-12 8.2.1]");
     EXPECT_EQ(record.m_findings[0].eSeverity, ESeverity::Warning);
     EXPECT_EQ(record.m_findings[0].ulOffset, initSegment().size() + mediaSegment().size() + FTYP.size());
     // An initialisation segment may stand in front of a media segment too.
@@ -131,6 +133,59 @@ TEST(IsoBaseMedia, TellsOfASecondMoov)
     CContainerRecord both;
     readIsoBaseMedia(*pSource, {}, both, pInit.get());
     EXPECT_EQ(both.findings(), "");
+}
+
+// Offsets of a file that is joined to another count from where it begins.
+TEST(IsoBaseMedia, ReadsFilesThatAreJoined)
+{
+    TrackSyntax track;
+    track.entries = {hvc1()};
+    const Bytes atTheEnd = movie(track, {prefixed({IDR, TRAIL}), prefixed({TRAIL})});
+    const Bytes fragment = mediaSegment();
+    const Bytes data = box("mdat", {prefixed({TRAIL})});
+    const auto withBase = [&](std::uint64_t ulBase) { // 8.8.7
+        return joined({initSegment(),
+                       box("moof",
+                           {box("traf",
+                                {fullBox("tfhd", 0, 0x11, {be(4, 1), be(8, ulBase), be(4, prefixed({TRAIL}).size())}),
+                                 fullBox("trun", 0, 0, {be(4, 1)})})}),
+                       data});
+    };
+    const Bytes based = withBase(withBase(0).size() - data.size() + 8);
+    const std::vector<Bytes> files = {atTheEnd,
+                                      based,
+                                      containerFile("faststart.mp4"),
+                                      containerFile("fragmented.mp4"),
+                                      containerFile("hev1.mov"),
+                                      containerFile("single.heic")};
+    for (const Bytes& first : files) {
+        for (const Bytes& second : files) {
+            const Bytes file = joined({first, second});
+            const CContainerRecord record = read(file);
+            EXPECT_TRUE(standWhereTheySay(record, file));
+            std::vector<Bytes> expected = read(first).unitBytes();
+            const std::vector<Bytes> behind = read(second).unitBytes();
+            ASSERT_FALSE(behind.empty());
+            expected.insert(expected.end(), behind.begin(), behind.end());
+            EXPECT_EQ(record.unitBytes(), expected) << &first - files.data() << ' ' << &second - files.data();
+            const bool bImages = &first == &files.back() && &second == &files.back();
+            const bool bMovies = &first != &files.back() && &second != &files.back();
+            EXPECT_EQ(record.tells("a second moov, of another file that is joined on"), bMovies);
+            EXPECT_EQ(record.tells("a second meta, of another file that is joined on"), bImages);
+        }
+    }
+    // Its ftyp may stand behind the samples.
+    const Bytes behindData = joined({box("mdat", {prefixed({IDR})}), FTYP});
+    track.chunks = {8};
+    track.sizes = {static_cast<std::uint32_t>(prefixed({IDR}).size())};
+    EXPECT_EQ(read(joined({behindData, box("moov", {trak(track)})})).m_units.at(3).bytes, IDR);
+    // Without an ftyp of its own a second moov's offsets are those of the file.
+    const Bytes moov(atTheEnd.begin() +
+                         static_cast<std::ptrdiff_t>(FTYP.size() + 8 + prefixed({IDR, TRAIL, TRAIL}).size()),
+                     atTheEnd.end());
+    const CContainerRecord twice = read(joined({atTheEnd, moov}));
+    EXPECT_EQ(twice.m_units.size(), 2 * read(atTheEnd).m_units.size());
+    EXPECT_TRUE(twice.tells("a second moov: most players read the first one only"));
 }
 
 // 8.8.7: without a base of its own, a traf's data begins behind that of the traf in front.

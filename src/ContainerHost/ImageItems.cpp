@@ -29,8 +29,8 @@ std::string formatOf(const SampleDescription& description)
 class CImageItems
 {
 public:
-    CImageItems(CUnitOutput& output, CRandomSource& source)
-        : m_output(output), m_source(source), m_tables(output, source)
+    CImageItems(CUnitOutput& output, CRandomSource& source, std::uint64_t ulFileBegin)
+        : m_output(output), m_source(source), m_tables(output, source, ulFileBegin)
     {}
 
     bool read(const Box& meta) { return m_tables.read(meta); }
@@ -169,9 +169,9 @@ void CImageItems::deliver()
 
 } // namespace
 
-bool deliverImageItems(CUnitOutput& output, CRandomSource& source, const Box& meta)
+bool deliverImageItems(CUnitOutput& output, CRandomSource& source, const Box& meta, std::uint64_t ulFileBegin)
 {
-    CImageItems items(output, source);
+    CImageItems items(output, source, ulFileBegin);
     if (!items.read(meta))
         return false;
     items.deliver();

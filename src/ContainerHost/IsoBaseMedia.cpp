@@ -35,6 +35,7 @@ private:
     void readMovie(CRandomSource& source, const Box& moov, bool bSamples);
     void leaveInit();
     void addTrack(MovieTrack track);
+    void tellSecond(const std::string& what, const Box& box, const char* pClause);
     void readImages(const Box& meta);
     [[nodiscard]] bool holdAhead(const Box& box, const char* pWhat);
     [[nodiscard]] bool allDone() const;
@@ -50,8 +51,9 @@ private:
     std::vector<MovieTrack> m_tracks;
     std::set<std::uint32_t> m_known; // tracks that were told of
     bool m_bMovie = false;
-    unsigned m_uiMovies = 0; // of the file itself
-    bool m_bImages = false;
+    unsigned m_uiMovies = 0;         // of the file itself
+    unsigned m_uiMetas = 0;          // with images
+    std::uint64_t m_ulFileBegin = 0; // of a file that is joined to others: its offsets count from there
     bool m_bFragments = false;
     std::optional<std::uint64_t> m_ulEarlyFragment; // in front of the moov
     bool m_bMediaData = false;
@@ -60,6 +62,7 @@ private:
 
 void CIsoReader::addTrack(MovieTrack track)
 {
+    track.ulFileBegin = m_ulFileBegin;
     const bool bTwice = std::any_of(
         m_tracks.begin(), m_tracks.end(), [&](const MovieTrack& other) { return other.uiTrack == track.uiTrack; });
     if (bTwice || track.uiTrack == 0)
@@ -152,16 +155,31 @@ bool CIsoReader::holdAhead(const Box& box, const char* pWhat)
     return false;
 }
 
+void CIsoReader::tellSecond(const std::string& what, const Box& box, const char* pClause)
+{
+    m_output.finding({ESeverity::Warning,
+                      what,
+                      box.ulOffset,
+                      std::nullopt,
+                      "a second " + what + (m_ulFileBegin != 0 ? ", of another file that is joined on" : "") +
+                          ": most players read the first one only " + pClause});
+}
+
 void CIsoReader::readImages(const Box& meta)
 {
     auto tracksDone = m_output.exchangeDone({});
-    m_bImages = deliverImageItems(m_output, m_source, meta) || m_bImages;
+    if (deliverImageItems(m_output, m_source, meta, m_ulFileBegin) && ++m_uiMetas == 2)
+        tellSecond("meta", meta, "[14496-12 8.11.1]");
     (void)m_output.exchangeDone(std::move(tracksDone)); // the items' list is not needed any more
 }
 
 CIsoReader::EGoOn CIsoReader::readBox(const Box& box)
 {
     switch (box.uiType) {
+    case fourCC("ftyp"):
+        if (m_uiMovies != 0 || m_uiMetas != 0)
+            m_ulFileBegin = box.ulOffset;
+        return EGoOn::Yes;
     case fourCC("moov"):
         if (!holdAhead(box, "moov"))
             return EGoOn::No;
@@ -171,11 +189,7 @@ CIsoReader::EGoOn CIsoReader::readBox(const Box& box)
                  m_ulEarlyFragment,
                  "stands in front of the moov that describes its samples: it is not read");
         if (++m_uiMovies == 2)
-            m_output.finding({ESeverity::Warning,
-                              "moov",
-                              box.ulOffset,
-                              std::nullopt,
-                              "a second moov: most players read the first one only [14496-12 8.2.1]"});
+            tellSecond("moov", box, "[14496-12 8.2.1]");
         readMovie(m_source, box, true);
         return EGoOn::Yes;
     case fourCC("moof"):
@@ -195,7 +209,7 @@ CIsoReader::EGoOn CIsoReader::readBox(const Box& box)
         return EGoOn::Yes;
     case fourCC("mdat"):
         m_bMediaData = true;
-        if (m_source.isForwardOnly() && !m_bMovie && !m_bFragments && !m_bImages) {
+        if (m_source.isForwardOnly() && !m_bMovie && !m_bFragments && m_uiMetas == 0) {
             tell(ESeverity::Error,
                  "mdat",
                  box.ulOffset,
@@ -220,7 +234,7 @@ bool CIsoReader::allDone() const
 
 void CIsoReader::tellWhatIsMissing()
 {
-    if (m_bMovie || m_bImages)
+    if (m_bMovie || m_uiMetas != 0)
         return;
     if (m_bFragments)
         tell(ESeverity::Error,

@@ -283,7 +283,7 @@ std::optional<std::uint64_t> CItemTables::associationsOffset(const ImageItem& it
 bool CItemTables::addExtents(std::vector<Extent>& extents, CFieldCursor& cursor, unsigned uiConstruction,
                              std::uint64_t ulBase) const
 {
-    const std::uint64_t ulBegin = uiConstruction == 1 ? m_idat->ulContent : 0;
+    const std::uint64_t ulBegin = uiConstruction == 1 ? m_idat->ulContent : m_ulFileBegin;
     const std::uint64_t ulEnd = uiConstruction == 1 ? m_idat->ulEnd : m_source.size().value_or(NO_END);
     for (unsigned uiLeft = cursor.u16(); uiLeft != 0; --uiLeft) {
         (void)cursor.bytes(m_layout.uiIndexBytes);

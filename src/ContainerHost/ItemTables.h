@@ -52,7 +52,10 @@ struct ImageItem
 class CItemTables
 {
 public:
-    CItemTables(CUnitOutput& output, CRandomSource& source) : m_output(output), m_source(source) {}
+    /// ulFileBegin: that places in the file count from.
+    CItemTables(CUnitOutput& output, CRandomSource& source, std::uint64_t ulFileBegin)
+        : m_output(output), m_source(source), m_ulFileBegin(ulFileBegin)
+    {}
 
     /// False when there are no items.
     bool read(const Box& meta);
@@ -97,6 +100,7 @@ private:
 
     CUnitOutput& m_output;
     CRandomSource& m_source;
+    const std::uint64_t m_ulFileBegin;
     std::map<std::uint32_t, ImageItem> m_items;
     bool m_bAllKnown = true; // every item of iinf is among them
     std::vector<Box> m_properties;

@@ -35,7 +35,7 @@ void readFragmentHeader(TrackFragment& fragment, CRandomSource& source, const Bo
     if (fragment.pTrack != nullptr)
         fragment.defaults = fragment.pTrack->defaults;
     if ((uiFlags & 0x1) != 0)
-        fragment.ulBase = cursor.u64();
+        fragment.ulBase = cursor.u64() + (fragment.pTrack != nullptr ? fragment.pTrack->ulFileBegin : 0);
     else if ((uiFlags & 0x20000) != 0)
         fragment.ulBase = ulMoof;
     fragment.ulNext = fragment.ulBase;

@@ -373,7 +373,8 @@ void deliverSamples(CUnitOutput& output, CRandomSource& source, std::vector<Movi
         const auto chunk = walk.cursor.nextChunk();
         if (chunk) {
             walk.chunk = *chunk;
-            queue.emplace(chunk->ulOffset, i);
+            walk.chunk.ulOffset += walk.track.ulFileBegin;
+            queue.emplace(walk.chunk.ulOffset, i);
             return;
         }
         tellLostSamples(output, walk.track, walk.cursor.samplesTaken());

@@ -32,6 +32,7 @@ struct MovieTrack
     std::string path;                      // of its stsd
     std::optional<std::uint64_t> ulOffset; // likewise
     SampleTables tables;
+    std::uint64_t ulFileBegin = 0; // that offsets count from
     FragmentDefaults defaults;
     bool bHasDefaults = false; // there is a trex
 
