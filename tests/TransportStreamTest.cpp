@@ -152,6 +152,23 @@ TEST(TransportStream, FindsPacketsAgainBehindDamage)
     EXPECT_EQ(end.m_units.size(), 7U);
 }
 
+TEST(TransportStream, ReadsPacketsOfAnotherSizeBehindAJoin)
+{
+    CTransportWriter writer = withTables();
+    for (unsigned i = 0; i < 4; ++i)
+        writer.add(PID, FIRST).add(PID, SECOND);
+    const Bytes files[] = {writer.bytes(), writer.bytes(4), writer.bytes(0, 16)};
+    const CContainerRecord one = read(files[0]);
+    for (const Bytes& first : files) {
+        for (const Bytes& second : files) {
+            const CContainerRecord record = read(joined({first, second}));
+            EXPECT_EQ(record.m_units.size(), 2 * one.m_units.size());
+            EXPECT_EQ(record.tells("the packets stop here"), first.size() != second.size()) << record.findings();
+            EXPECT_EQ(readForward(joined({first, second})).findings(), record.findings());
+        }
+    }
+}
+
 TEST(TransportStream, TellsOfMissingPackets)
 {
     CTransportWriter writer = withTables().add(PID, FIRST).add(PID, SECOND);

@@ -145,11 +145,18 @@ void CTransportPackets::tellSkipped(std::uint64_t ulFrom, std::uint64_t ulTo)
 bool CTransportPackets::synchronise()
 {
     const std::uint64_t ulFrom = m_ulBufferOffset + m_uiPosition;
-    const std::size_t uiPackets = m_uiPacketBytes == 0 ? TS_SURE_PACKETS : SURE_AGAIN_PACKETS;
-    while (ensure(uiPackets * LARGEST_PACKET) || m_uiPosition < m_uiFilled) {
+    // Behind damage they go on as they were, but where files are joined they can be of another size.
+    const auto begins = [&](std::size_t uiPacket) {
+        if (m_uiPacketBytes == 0)
+            return isSync(0, uiPacket, TS_SURE_PACKETS);
+        if (uiPacket == m_uiPacketBytes)
+            return isSync(0, uiPacket, SURE_AGAIN_PACKETS);
+        return ahead().size() > TS_SURE_PACKETS * uiPacket && isSync(0, uiPacket, TS_SURE_PACKETS);
+    };
+    while (ensure(TS_SURE_PACKETS * LARGEST_PACKET + 1) || m_uiPosition < m_uiFilled) {
         if (ahead()[0] == TS_SYNC_BYTE) {
             for (const std::size_t uiPacket : TS_PACKET_SIZES) {
-                if ((m_uiPacketBytes != 0 && uiPacket != m_uiPacketBytes) || !isSync(0, uiPacket, uiPackets))
+                if (!begins(uiPacket))
                     continue;
                 m_uiPacketBytes = uiPacket;
                 m_bSynchronised = true;
