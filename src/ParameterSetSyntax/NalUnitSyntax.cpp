@@ -50,8 +50,9 @@ void CNalUnit::assign(std::span<const unsigned char> nalUnit)
         m_rbsp[m_uiRbspBytes++] = ucByte;
     }
     // Zeros at the end are another matter.
+    const auto isZero = [](unsigned char c) { return c == 0; };
     if (m_forbiddenByte &&
-        std::ranges::all_of(nalUnit.subspan(static_cast<std::size_t>(*m_forbiddenByte)), [](auto c) { return c == 0; }))
+        std::all_of(nalUnit.begin() + static_cast<std::ptrdiff_t>(*m_forbiddenByte), nalUnit.end(), isZero))
         m_forbiddenByte.reset();
     std::fill_n(m_rbsp.begin() + static_cast<std::ptrdiff_t>(m_uiRbspBytes), PADDING, static_cast<unsigned char>(0));
 }
