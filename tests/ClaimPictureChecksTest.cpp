@@ -591,5 +591,98 @@ TEST(ClaimPictureChecks, HoldMatroskasVideoAgainstTheSps)
     expectClaims(aRows, matroskaTrack);
 }
 
+// The same in hvcC, which is held against the SPS too.
+void setSource(ClaimedTrack& track, bool bProgressive, bool bInterlaced)
+{
+    track.sps.profile_tier_level.general_progressive_source_flag = bProgressive;
+    track.sps.profile_tier_level.general_interlaced_source_flag = bInterlaced;
+    if (track.claims.hvcC)
+        track.hvcC().general_constraint_indicator_flags |=
+            (bProgressive ? std::uint64_t{1} << 47 : 0) | (bInterlaced ? std::uint64_t{1} << 46 : 0);
+}
+
+Claim<ScanClaim> fiel(bool bInterlaced)
+{
+    return {{bInterlaced}, "fiel", 970};
+}
+
+Claim<ScanClaim> flag(bool bInterlaced)
+{
+    return {{bInterlaced}, "FlagInterlaced", 970};
+}
+
+TEST(ClaimPictureChecks, HoldTheScanAgainstTheSps)
+{
+    const ClaimRow aRows[] = {
+        {"a source that is not known", [](auto& t) { t.claims.scan = fiel(true); }, "", ""},
+        {"pictures that say it themselves",
+         [](auto& t) {
+             setSource(t, true, true);
+             t.claims.scan = fiel(true);
+         },
+         "",
+         ""},
+        {"a progressive source",
+         [](auto& t) {
+             setSource(t, true, false);
+             t.claims.scan = fiel(false);
+         },
+         "",
+         ""},
+        {"an interlaced source",
+         [](auto& t) {
+             setSource(t, false, true);
+             t.claims.scan = flag(true);
+         },
+         "",
+         ""},
+        {"progressive and not interlaced",
+         [](auto& t) {
+             setSource(t, true, false);
+             t.claims.scan = fiel(true);
+         },
+         "warning profile_tier_level.general_progressive_source_flag [QuickTime fiel]",
+         "fiel says interlaced, SPS 0 says progressive (general_progressive_source_flag 1); players go by the one or "
+         "the other"},
+        {"interlaced and not progressive",
+         [](auto& t) {
+             setSource(t, false, true);
+             t.claims.scan = fiel(false);
+         },
+         "warning profile_tier_level.general_interlaced_source_flag [QuickTime fiel]",
+         "fiel says progressive, SPS 0 says interlaced (general_interlaced_source_flag 1); players go by the one or "
+         "the other"},
+        {"fields",
+         [](auto& t) {
+             applyChanges(t.sps, FIELDS);
+             t.claims.scan = fiel(false);
+         },
+         "warning vui_parameters.field_seq_flag [QuickTime fiel]",
+         "fiel says progressive, SPS 0 says interlaced (field_seq_flag 1); players go by the one or the other"},
+        {"Matroska: progressive and not interlaced",
+         [](auto& t) {
+             setSource(t, true, false);
+             t.claims.scan = flag(true);
+         },
+         "warning profile_tier_level.general_progressive_source_flag [RFC 9559 5.1.4.1.28]",
+         ""},
+        {"Matroska: interlaced and not progressive",
+         [](auto& t) {
+             setSource(t, false, true);
+             t.claims.scan = flag(false);
+         },
+         "warning profile_tier_level.general_interlaced_source_flag [RFC 9559 5.1.4.1.28]",
+         ""},
+        {"Matroska: fields",
+         [](auto& t) {
+             applyChanges(t.sps, FIELDS);
+             t.claims.scan = flag(false);
+         },
+         "warning vui_parameters.field_seq_flag [RFC 9559 5.1.4.1.28]",
+         ""},
+    };
+    expectClaims(aRows);
+}
+
 } // namespace
 } // namespace claim_picture_checks_test

@@ -226,6 +226,7 @@ TEST(IsoBaseMedia, ReadsEveryClaim)
               box("colr", {text("nclc"), be(2, 1), be(2, 2), be(2, 3)}),
               box("colr", {text("prof"), zeros(9)}),
               fullBox("ispe", 0, 0, {be(4, 66), be(4, 50)}),
+              box("fiel", {be(1, 2), be(1, 9)}),
               fullBox("pixi", 0, 0, {be(1, 3), be(1, 8), be(1, 10), be(1, 12)})})};
     const CContainerRecord record = read(movie(track, {prefixed({IDR})}));
     EXPECT_EQ(record.findings(), "");
@@ -249,8 +250,17 @@ TEST(IsoBaseMedia, ReadsEveryClaim)
     EXPECT_FALSE(claims.colours[2].value.uiMatrix);
     EXPECT_EQ(claims.imageSize->value.height, 50);
     EXPECT_EQ(claims.pixelDepths->value, (std::vector<unsigned>{8, 10, 12}));
+    EXPECT_TRUE(claims.scan->value.bInterlaced);
+    EXPECT_EQ(claims.scan->box, "moov/trak/mdia/minf/stbl/stsd/hvc1/fiel");
     EXPECT_EQ(claims.entrySize->value.width, 64);
     EXPECT_EQ(claims.trackSize->value.height, 48);
+    // Of one field it says progressive, of other numbers nothing.
+    for (const unsigned uiFields : {0U, 1U, 3U}) {
+        track.entries = {hvc1({box("hvcC", {hvcCContent({SPS})}), box("fiel", {be(1, uiFields), be(1, 0)})})};
+        const std::optional<Claim<ScanClaim>> scan = read(movie(track, {prefixed({IDR})})).m_claims.at(0).scan;
+        ASSERT_EQ(scan.has_value(), uiFields == 1);
+        EXPECT_FALSE(scan && scan->value.bInterlaced);
+    }
 }
 
 TEST(IsoBaseMedia, ReadsBoxesOfSixtyFourBits)

@@ -392,6 +392,7 @@ TEST(Matroska, ReadsEveryClaim)
                                  number(0x54ba, 50),
                                  number(0x54b2, 3),
                                  number(0x53b8, 11),
+                                 number(0x9a, 1),
                                  colour});
     const CContainerRecord record =
         read(segment({tracks({trackEntry(PRIVATE, joined({number(0x23e383, 40000000), video}))})}));
@@ -421,6 +422,15 @@ TEST(Matroska, ReadsEveryClaim)
     EXPECT_EQ(claims.colours[0].value.uiTransfer, 16U);
     EXPECT_EQ(claims.colours[0].value.uiPrimaries, 8U);
     EXPECT_EQ(claims.colours[0].value.bFullRange, true);
+    EXPECT_TRUE(claims.scan->value.bInterlaced);
+    EXPECT_EQ(claims.scan->box, "Segment/Tracks/TrackEntry/Video/FlagInterlaced");
+    // 0 says nothing, 2 progressive.
+    for (const unsigned uiFlag : {0U, 2U, 3U}) {
+        const Bytes scan = element(0xe0, {number(0xb0, 64), number(0xba, 48), number(0x9a, uiFlag)});
+        const CContainerRecord other = read(segment({tracks({trackEntry(PRIVATE, scan)})}));
+        ASSERT_EQ(other.m_claims.at(0).scan.has_value(), uiFlag == 2);
+        EXPECT_FALSE(uiFlag == 2 && other.m_claims[0].scan->value.bInterlaced);
+    }
 }
 
 TEST(Matroska, TakesTracksFromBehindTheClusters)

@@ -91,6 +91,12 @@ struct SessionClaim
     std::optional<std::uint64_t> interop_constraints;             // 48 bits
 };
 
+/// fiel, or Matroska's FlagInterlaced, where they say the one or the other.
+struct ScanClaim
+{
+    bool bInterlaced; // else progressive
+};
+
 /// A frame rate that is stated as constant.
 struct FrameRateClaim
 {
@@ -116,6 +122,7 @@ struct ContainerClaims
     std::optional<Claim<MatroskaVideoClaim>> matroskaVideo;
     std::optional<Claim<HevcDescriptorClaim>> hevcDescriptor;
     std::optional<Claim<SessionClaim>> session;
+    std::optional<Claim<ScanClaim>> scan;
     std::optional<Claim<FrameRateClaim>> constantFrameRate;
 };
 

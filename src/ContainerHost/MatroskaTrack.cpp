@@ -24,6 +24,7 @@ enum ETrackId : std::uint32_t
     ID_DEFAULT_DURATION = 0x23e383,
     ID_VIDEO = 0xe0,
     ID_COLOUR = 0x55b0,
+    ID_FLAG_INTERLACED = 0x9a,
     ID_CONTENT_ENCODINGS = 0x6d80,
     ID_CONTENT_ENCODING = 0x6240,
     ID_ENCODING_SCOPE = 0x5032,
@@ -107,6 +108,13 @@ void readVideo(CRandomSource& source, CUnitOutput& output, const EbmlElement& el
     while (const auto child = walk.next()) {
         if (child->uiId == ID_COLOUR)
             readColour(source, output, *child, track, video);
+        if (child->uiId == ID_FLAG_INTERLACED) {
+            constexpr std::uint64_t INTERLACED = 1;
+            constexpr std::uint64_t PROGRESSIVE = 2;
+            const std::uint64_t ulFlag = readEbmlUnsigned(source, *child);
+            if (ulFlag == INTERLACED || ulFlag == PROGRESSIVE)
+                track.claims.scan = {{ulFlag == INTERLACED}, path + "/FlagInterlaced", child->ulOffset};
+        }
         for (const auto& field : aFields) {
             if (field.uiId == child->uiId)
                 field.ulField = readEbmlUnsigned(source, *child);

@@ -152,6 +152,10 @@ bool takeDescriptionBox(SampleDescription& description, CRandomSource& source, C
         claims.imageSize = {{width, static_cast<double>(cursor.u32())}, path, box.ulOffset};
         break;
     }
+    case fourCC("fiel"): // of QuickTime: fields of a frame, and their order
+        if (const unsigned uiFields = cursor.u8(); uiFields == 1 || uiFields == 2)
+            claims.scan = {{uiFields == 2}, path, box.ulOffset};
+        break;
     case fourCC("pixi"):
         (void)readFullBox(cursor);
         claims.pixelDepths = {readPixelDepths(cursor), path, box.ulOffset};
@@ -242,6 +246,7 @@ void standInOtherFile(ContainerClaims& claims, std::string_view otherFile)
                   claims.pixelShape,
                   claims.cleanAperture,
                   claims.pixelDepths,
+                  claims.scan,
                   claims.constantFrameRate);
     for (Claim<ColourClaim>& colour : claims.colours)
         stand(colour);

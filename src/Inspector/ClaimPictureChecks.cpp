@@ -5,6 +5,7 @@
 #include <cstdlib>
 
 #include "ClaimMatroskaChecks.h"
+#include "ClaimScanChecks.h"
 #include "ClaimSizeText.h"
 #include "ColourWords.h"
 
@@ -382,6 +383,8 @@ void checkPicture(const ContainerClaims& claims, const ClaimedSps& sps, CClaimFi
         checkColour(colour, sps, findings);
     if (claims.pixelDepths)
         checkDepths(*claims.pixelDepths, sps, findings);
+    if (claims.scan)
+        checkScan(*claims.scan, sps, findings);
     if (claims.constantFrameRate)
         checkRate(*claims.constantFrameRate, sps, findings);
     if (claims.matroskaVideo)
