@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include "MovieFixture.h"
+#include "SampleEntry.h"
 
 namespace iso_base_media_fragments_test {
 
@@ -50,6 +51,32 @@ TEST(IsoBaseMedia, SaysOfAnInitSegmentThatItIsNotTheFile)
     EXPECT_EQ(claims.trackSize->box, "initialisation segment: moov/trak/tkhd");
     EXPECT_FALSE(claims.hvcC->ulOffset || claims.entrySize->ulOffset || claims.trackSize->ulOffset);
     EXPECT_TRUE(standWhereTheySay(record, segment));
+}
+
+TEST(IsoBaseMedia, SaysSoOfEveryClaimOfTheInitSegment)
+{
+    ContainerClaims claims;
+    const auto expectAll = [](const std::string& box, std::optional<std::uint64_t> ulOffset, const auto&... claim) {
+        const auto stands = [&](const auto& one) { return one.box == box && one.ulOffset == ulOffset; };
+        EXPECT_TRUE((stands(*claim) && ...));
+    };
+    const auto withAll = [&](const auto& use) {
+        use(claims.hvcC,
+            claims.lhvC,
+            claims.entrySize,
+            claims.trackSize,
+            claims.imageSize,
+            claims.pixelShape,
+            claims.cleanAperture,
+            claims.pixelDepths,
+            claims.scan,
+            claims.constantFrameRate);
+    };
+    withAll([](auto&... claim) { (claim.emplace(), ...); });
+    withAll([](auto&... claim) { ((claim->box = "moov", claim->ulOffset = 5), ...); });
+    claims.colours.push_back({{}, "moov", 5});
+    standInOtherFile(claims, "init");
+    withAll([&](const auto&... claim) { expectAll("init: moov", std::nullopt, claim..., &claims.colours[0]); });
 }
 
 TEST(IsoBaseMedia, ReadsMediaSegmentsWithTheirInitSegment)
