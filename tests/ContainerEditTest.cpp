@@ -290,6 +290,22 @@ TEST(MovieEdit, SaysWhyItCannot)
     EXPECT_NE(reason.find("among the samples a set can only be replaced by one of the same size"), std::string::npos);
 }
 
+TEST(MovieEdit, LeavesAFileThatEndsEarlyAsLongAsItIs)
+{
+    Bytes shorter = samples();
+    shorter.pop_back();
+    const Bytes inFront = moovFirst(box("mdat", {shorter}), 8);
+    const Bytes atTheEnd = joined({FTYP, box("mdat", {samples()}), moovOf(1000000)});
+    for (const Bytes& file : {inFront, atTheEnd}) {
+        const std::string reason = reasonOf(file, GROW);
+        EXPECT_TRUE(reason.ends_with("; only a whole file is changed")) << reason;
+        // Where nothing moves, it is written.
+        EXPECT_EQ(reasonOf(file, {"sps.ptl.general_level_idc=90"}), "it is written");
+    }
+    EXPECT_EQ(reasonOf(moovFirst(joined({box("free", {zeros(100)}), box("mdat", {shorter})}), 116), GROW),
+              "it is written");
+}
+
 TEST(MovieEdit, TellsOfClaimsThatTheNewSetsDoNotBearOut)
 {
     const Bytes file = joined({FTYP, box("mdat", {samples()}), moovOf(FTYP.size() + 8)});

@@ -177,6 +177,8 @@ void readFile(EFileKind eKind, CRandomSource& source, CContainerSink& sink)
         readIsoBaseMedia(source, {}, sink);
 }
 
+constexpr const char* WHOLE_ONLY = "; only a whole file is changed";
+
 // Why sets that stand in a record, or in its place, are not found there again.
 std::string lostReason(EFileKind eKind, const CSetsOfFile& sets)
 {
@@ -184,7 +186,7 @@ std::string lostReason(EFileKind eKind, const CSetsOfFile& sets)
         return "the sets stand where they cannot be replaced: only the tracks of movies and of Matroska files are "
                "written, no image items";
     if (!sets.m_unread.empty())
-        return sets.m_unread + "; only a whole file is changed";
+        return sets.m_unread + WHOLE_ONLY;
     if (eKind == EFileKind::Matroska && sets.m_records.empty())
         return "CodecPrivate is no hvcC record: its sets cannot be replaced";
     return "the record that holds the sets cannot be found again, or is damaged";
@@ -238,6 +240,9 @@ EditOutcome editContainer(EFileKind eKind, CRandomSource& source, const EditOpti
     if (bChanged) {
         std::string reason = eKind == EFileKind::Matroska ? planFile(eKind, matroska, sets, records, patches)
                                                           : planFile(eKind, movie, sets, records, patches);
+        // What reaches beyond the end of the file would reach into what is written there.
+        if (reason.empty() && !movie.keepsSize() && !sets.m_unread.empty())
+            reason = sets.m_unread + WHOLE_ONLY;
         if (!reason.empty()) {
             outcome.impossible.push_back({0, std::move(reason)});
             return outcome;

@@ -308,9 +308,11 @@ std::string CMovieEdit::plan(const std::vector<ReplacedRecord>& records, CFilePa
     std::string reason = readTop();
     if (reason.empty())
         reason = replace(records, patches);
-    if (!reason.empty() || m_iGrowth == 0 || m_uiMoov + 1 == m_top.size())
+    if (!reason.empty() || m_iGrowth == 0)
         return reason;
-    if (growIntoFreeSpace(patches))
+    const bool bAtTheEnd = m_uiMoov + 1 == m_top.size();
+    m_bKeepsSize = !bAtTheEnd && growIntoFreeSpace(patches);
+    if (bAtTheEnd || m_bKeepsSize)
         return {};
     const bool bFragments =
         std::ranges::any_of(m_top, [](const BoxPlace& box) { return box.uiType == fourCC("moof"); });

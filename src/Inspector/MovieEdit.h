@@ -42,6 +42,9 @@ public:
     /// Plans the file; the reason when that cannot be.
     std::string plan(const std::vector<ReplacedRecord>& records, CFilePatches& patches);
 
+    /// Whether the planned file is as long as it was: no byte outside moov and the free space behind it moves.
+    [[nodiscard]] bool keepsSize() const { return m_bKeepsSize; }
+
     /// Writes it. patches are those of plan, and others that keep the size of what they replace.
     void write(const CFilePatches& patches, CEditOutput& output);
 
@@ -62,6 +65,7 @@ private:
     std::size_t m_uiMoov = 0; // in m_top
     std::int64_t m_iGrowth = 0;
     bool m_bMoved = false;
+    bool m_bKeepsSize = true;
     std::uint64_t m_ulEnd = 0;
 };
 
