@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "BoxWalk.h"
+#include "BytesAt.h"
 #include "CountedText.h"
 #include "MatroskaTrack.h"
 

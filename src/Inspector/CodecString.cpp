@@ -7,10 +7,6 @@ namespace h265_inspect {
 
 namespace {
 
-constexpr std::size_t COMPATIBILITY = 1; // where the fields begin
-constexpr std::size_t CONSTRAINTS = 5;
-constexpr std::size_t LEVEL = 11;
-
 // Upper case, without leading zeros.
 void appendHex(std::string& text, std::uint32_t uiValue)
 {
@@ -28,6 +24,9 @@ void appendHex(std::string& text, std::uint32_t uiValue)
 
 std::string codecString(std::string_view sampleEntry, std::span<const unsigned char, GENERAL_PTL_BYTES> generalPtl)
 {
+    constexpr std::size_t COMPATIBILITY = 1; // where the fields begin
+    constexpr std::size_t CONSTRAINTS = 5;
+    constexpr std::size_t LEVEL = 11;
     const unsigned general_profile_space = generalPtl[0] >> 6;
     const bool general_tier_flag = (generalPtl[0] >> 5 & 1) != 0;
     const unsigned general_profile_idc = generalPtl[0] & 0x1F;
