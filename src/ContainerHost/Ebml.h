@@ -24,7 +24,7 @@ struct EbmlElement
     [[nodiscard]] std::uint64_t contentSize() const { return ulEnd - ulContent; }
 };
 
-/// RFC 8794 4: a variable-size integer, without its length marker. None when it is cut or longer than eight bytes.
+/// RFC 8794 4: a variable-size integer, without its length marker.
 struct EbmlVint
 {
     std::uint64_t ulValue;
@@ -32,7 +32,11 @@ struct EbmlVint
     bool bAllOnes; // stands for an unknown size
 };
 inline constexpr std::size_t MAX_VINT_BYTES = 8;
+
+/// The one that the bytes begin with; none when it is cut or longer than eight bytes.
 std::optional<EbmlVint> vintIn(std::span<const unsigned char> bytes);
+
+/// The same, of the bytes from ulOffset to ulEnd; waits for no more than its own.
 std::optional<EbmlVint> readVint(CRandomSource& source, std::uint64_t ulOffset, std::uint64_t ulEnd);
 
 /// The elements of a file or of an element, one after another.
