@@ -306,6 +306,18 @@ TEST(MovieEdit, LeavesAFileThatEndsEarlyAsLongAsItIs)
               "it is written");
 }
 
+TEST(MovieEdit, MovesNothingInJoinedFiles)
+{
+    const Bytes first = moovFirst(box("mdat", {samples()}), 8);
+    const Bytes other = joined({FTYP, box("mdat", {zeros(20)})});
+    EXPECT_EQ(reasonOf(joined({first, other}), GROW),
+              "moov would have to move, and another file is joined on, whose offsets count from its own beginning");
+    EXPECT_EQ(reasonOf(joined({first, other}), {"sps.ptl.general_level_idc=90"}), "it is written");
+    // At the end it can grow.
+    EXPECT_EQ(reasonOf(joined({other, FTYP, box("mdat", {samples()}), moovOf(0)}), {"sps.ptl.general_level_idc=90"}),
+              "it is written");
+}
+
 TEST(MovieEdit, TellsOfClaimsThatTheNewSetsDoNotBearOut)
 {
     const Bytes file = joined({FTYP, box("mdat", {samples()}), moovOf(FTYP.size() + 8)});

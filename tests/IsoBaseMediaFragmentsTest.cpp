@@ -215,6 +215,21 @@ TEST(IsoBaseMedia, ReadsFilesThatAreJoined)
     EXPECT_TRUE(twice.tells("a second moov: most players read the first one only"));
 }
 
+// Its track can have the number of another codec's in the file in front.
+TEST(IsoBaseMedia, TellsATrackOfH265BehindAnotherWithItsNumber)
+{
+    TrackSyntax track;
+    track.entries = {visualEntry("mp4v", {})};
+    const Bytes other = movie(track, {Bytes(9, 5)});
+    track.entries = {hvc1()};
+    track.sizes.clear();
+    const CContainerRecord record = read(joined({other, movie(track, {prefixed({IDR})})}));
+    ASSERT_EQ(record.m_tracks.size(), 2U);
+    EXPECT_FALSE(record.m_tracks[0].bIsH265);
+    EXPECT_TRUE(record.m_tracks[1].bIsH265);
+    EXPECT_EQ(record.m_units.size(), 4U);
+}
+
 // 8.8.7: without a base of its own, a traf's data begins behind that of the traf in front.
 TEST(IsoBaseMedia, FindsTheDataOfFragmentsBehindThatOfOtherTracks)
 {

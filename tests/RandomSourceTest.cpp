@@ -126,6 +126,38 @@ TEST_F(RandomSource, ReadsAFileInAnyOrder)
     }
 }
 
+// read(2) and the like of this process so far, as the system counts them; 0 where it does not.
+std::uint64_t readCalls()
+{
+    std::ifstream file("/proc/self/io");
+    std::string name;
+    std::uint64_t ulValue = 0;
+    while (file >> name >> ulValue) {
+        if (name == "syscr:")
+            return ulValue;
+    }
+    return 0;
+}
+
+// Samples far from one another, whose sizes and places two tables have.
+TEST_F(RandomSource, ReadsTablesAndSamplesWithOneCallASample)
+{
+    constexpr std::size_t SAMPLES = 1000;
+    constexpr std::size_t FAR = 100000;
+    const std::string path = writeFile(pattern(SIZE));
+    std::filesystem::resize_file(path, (SAMPLES + 1) * FAR);
+    const auto pSource = openRandomSource(path);
+    const std::uint64_t ulBefore = readCalls();
+    if (ulBefore == 0)
+        GTEST_SKIP() << "calls are not counted here";
+    for (std::size_t i = 0; i < SAMPLES; ++i) {
+        (void)readFrom(*pSource, 4 * i, 4);
+        (void)readFrom(*pSource, 10000 + 8 * i, 8);
+        (void)readFrom(*pSource, (i + 1) * FAR, 36);
+    }
+    EXPECT_LT(readCalls() - ulBefore, SAMPLES + 20);
+}
+
 TEST_F(RandomSource, ThrowsWhenAFileIsCutWhileItIsRead)
 {
     const std::string path = writeFile(pattern(SIZE));

@@ -155,8 +155,7 @@ TEST(TransportStream, FindsPacketsAgainBehindDamage)
 TEST(TransportStream, ReadsPacketsOfAnotherSizeBehindAJoin)
 {
     CTransportWriter writer = withTables();
-    for (unsigned i = 0; i < 4; ++i)
-        writer.add(PID, FIRST).add(PID, SECOND);
+    writer.add(PID, FIRST).add(PID, SECOND).add(PID, FIRST);
     const Bytes files[] = {writer.bytes(), writer.bytes(4), writer.bytes(0, 16)};
     const CContainerRecord one = read(files[0]);
     for (const Bytes& first : files) {
@@ -166,6 +165,27 @@ TEST(TransportStream, ReadsPacketsOfAnotherSizeBehindAJoin)
             EXPECT_EQ(record.tells("the packets stop here"), first.size() != second.size()) << record.findings();
             EXPECT_EQ(readForward(joined({first, second})).findings(), record.findings());
         }
+    }
+}
+
+// What packets carry can look like packets of another size.
+TEST(TransportStream, KeepsToItsPacketsBehindDamage)
+{
+    CTransportWriter writer = withTables().add(PID, FIRST);
+    Bytes inner;
+    for (unsigned i = 0; i < 40; ++i)
+        inner = joined({inner, {0x47}, Bytes(187, 0x11)});
+    writer.add(0x300, pes(inner));
+    const std::size_t uiPackets = writer.m_packets.size();
+    writer.add(PID, SECOND);
+    const CContainerRecord whole = read(writer.bytes());
+    for (std::size_t i = 8; i < uiPackets; ++i) {
+        CTransportWriter damaged = writer;
+        damaged.m_packets[i][0] = 0x46;
+        const CContainerRecord record = read(damaged.bytes());
+        EXPECT_EQ(record.unitBytes(), whole.unitBytes());
+        ASSERT_EQ(record.m_findings.size(), 1U) << record.findings();
+        EXPECT_TRUE(record.tells("the packets stop here for 188 bytes")) << record.findings();
     }
 }
 

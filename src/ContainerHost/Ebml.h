@@ -31,6 +31,8 @@ struct EbmlVint
     unsigned uiBytes;
     bool bAllOnes; // stands for an unknown size
 };
+
+/// Bytes of one at most.
 inline constexpr std::size_t MAX_VINT_BYTES = 8;
 
 /// The one that the bytes begin with; none when it is cut or longer than eight bytes.

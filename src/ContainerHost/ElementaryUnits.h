@@ -21,7 +21,7 @@ public:
     void feed(CUnitOutput& output, std::span<const unsigned char> piece, const UnitPlace& place,
               std::optional<std::uint64_t> ulFileOffset);
 
-    /// Whether nothing of what follows is wanted until the next start code, which can not have begun.
+    /// Whether nothing of what follows is wanted until the next start code, none of whose zeros have come.
     [[nodiscard]] bool isPassing() const
     {
         return m_bOpen && m_ulZeros == 0 && m_bytes.size() == m_uiMost && m_ulSize != 0;

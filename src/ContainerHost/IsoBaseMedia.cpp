@@ -49,7 +49,7 @@ private:
     CRandomSource& m_source;
     CUnitOutput& m_output;
     std::vector<MovieTrack> m_tracks;
-    std::set<std::uint32_t> m_known; // tracks that were told of
+    std::set<std::pair<std::uint32_t, bool>> m_known; // tracks that were told of, and whether as H.265
     bool m_bMovie = false;
     unsigned m_uiMovies = 0;         // of the file itself
     unsigned m_uiMetas = 0;          // with images
@@ -73,7 +73,7 @@ void CIsoReader::addTrack(MovieTrack track)
                           bTwice ? "track_ID " + std::to_string(track.uiTrack) +
                                        " is that of another track too: both are told as one [14496-12 8.3.2.3]"
                                  : "track_ID is 0, which is no track's [14496-12 8.3.2.3]"});
-    if (m_known.insert(track.uiTrack).second)
+    if (m_known.emplace(track.uiTrack, track.isH265()).second)
         m_output.track(trackInfo(track));
     m_tracks.push_back(std::move(track));
 }

@@ -54,9 +54,7 @@ class CFileRandomSource : public CRandomSource
 public:
     CFileRandomSource(int iFd, bool bOwned, std::uint64_t ulBase, std::uint64_t ulSize)
         : m_iFd(iFd), m_bOwned(bOwned), m_ulBase(ulBase), m_ulSize(ulSize)
-    {
-        m_aulBegins.fill(NOTHING);
-    }
+    {}
     ~CFileRandomSource() override
     {
         if (m_bOwned)
@@ -68,8 +66,8 @@ public:
     std::size_t read(std::uint64_t ulOffset, std::span<unsigned char> to) override
     {
         const std::uint64_t ulInLast = ulOffset - m_aulBegins[m_uiLast];
-        const std::size_t uiBytes = m_auiBytes[m_uiLast];
-        if (ulInLast < uiBytes && to.size() <= uiBytes - ulInLast) { // nearly always
+        const std::uint64_t ulBytes = m_aulBytes[m_uiLast];
+        if (ulInLast < ulBytes && to.size() <= ulBytes - ulInLast) { // nearly always
             std::copy_n(m_bytes[m_uiLast].data() + ulInLast, to.size(), to.data());
             return to.size();
         }
@@ -89,12 +87,9 @@ public:
 private:
     static constexpr std::size_t WINDOW_BYTES = 4096;
     static constexpr std::size_t HEAD_BYTES = 256;
-    static constexpr std::size_t WINDOWS = 16;
-    static constexpr std::size_t HEAD = 0;
+    static constexpr std::size_t WINDOWS = 32;
 
-    static constexpr std::uint64_t NOTHING = std::uint64_t{1} << 63; // behind every file's end
-
-    // The bytes that a window has from there on. One window is that of the last head; the others are for what goes on.
+    // The bytes that a window has from there on.
     std::span<const unsigned char> windowFrom(std::uint64_t ulOffset, std::size_t uiWanted)
     {
         std::size_t uiFound = 0;
@@ -103,36 +98,31 @@ private:
             const std::uint64_t ulWithin = ulOffset - m_aulBegins[uiFound];
             if (ulWithin >= 2 * WINDOW_BYTES)
                 continue; // nearly always
-            if (ulWithin < m_auiBytes[uiFound])
+            if (ulWithin < m_aulBytes[uiFound])
                 break;
-            bGoesOn = true;
+            bGoesOn = bGoesOn || m_aulBytes[uiFound] != 0;
         }
         const bool bHeld = uiFound != WINDOWS;
-        if (!bHeld)
-            uiFound = bGoesOn ? fillNextWindow(ulOffset) : fillWindow(HEAD, ulOffset, std::max(uiWanted, HEAD_BYTES));
-        m_used[uiFound] = bHeld;
-        m_uiLast = uiFound;
-        return std::span(m_bytes[uiFound])
-            .first(m_auiBytes[uiFound])
-            .subspan(static_cast<std::size_t>(ulOffset - m_aulBegins[uiFound]));
+        m_uiLast = bHeld ? uiFound : fillWindow(ulOffset, bGoesOn ? WINDOW_BYTES : std::max(uiWanted, HEAD_BYTES));
+        m_used[m_uiLast] = bHeld;
+        const std::size_t uiWithin = static_cast<std::size_t>(ulOffset - m_aulBegins[m_uiLast]);
+        return std::span(m_bytes[m_uiLast])
+            .subspan(uiWithin, static_cast<std::size_t>(m_aulBytes[m_uiLast]) - uiWithin);
     }
 
-    // Takes the next window that was not used again since its turn was last.
-    std::size_t fillNextWindow(std::uint64_t ulBegin)
+    // Takes the next window that was not used again since its turn was last: tables are, samples are not.
+    std::size_t fillWindow(std::uint64_t ulBegin, std::size_t uiBytes)
     {
-        const auto goOn = [this] { return std::exchange(m_uiNext, m_uiNext % (WINDOWS - 1) + 1); };
-        while (m_used[m_uiNext])
-            m_used[goOn()] = false;
-        return fillWindow(goOn(), ulBegin, WINDOW_BYTES);
-    }
-
-    std::size_t fillWindow(std::size_t uiWindow, std::uint64_t ulBegin, std::size_t uiBytes)
-    {
-        m_aulBegins[uiWindow] = NOTHING; // when reading throws
-        const auto uiCount = static_cast<std::size_t>(std::min<std::uint64_t>(uiBytes, m_ulSize - ulBegin));
-        readExactly(ulBegin, std::span(m_bytes[uiWindow]).first(uiCount));
+        while (m_used[m_uiNext]) {
+            m_used[m_uiNext] = false;
+            m_uiNext = (m_uiNext + 1) % WINDOWS;
+        }
+        const std::size_t uiWindow = std::exchange(m_uiNext, (m_uiNext + 1) % WINDOWS);
+        m_aulBytes[uiWindow] = 0; // when reading throws
+        const std::uint64_t ulCount = std::min<std::uint64_t>(uiBytes, m_ulSize - ulBegin);
+        readExactly(ulBegin, std::span(m_bytes[uiWindow]).first(static_cast<std::size_t>(ulCount)));
         m_aulBegins[uiWindow] = ulBegin;
-        m_auiBytes[uiWindow] = uiCount;
+        m_aulBytes[uiWindow] = ulCount;
         return uiWindow;
     }
 
@@ -156,11 +146,11 @@ private:
     const bool m_bOwned;
     const std::uint64_t m_ulBase; // where standard input stood
     const std::uint64_t m_ulSize;
-    std::array<std::uint64_t, WINDOWS> m_aulBegins; // of each window's bytes in the file
-    std::array<std::size_t, WINDOWS> m_auiBytes{};  // that it has
+    std::array<std::uint64_t, WINDOWS> m_aulBegins{}; // of each window's bytes in the file
+    std::array<std::uint64_t, WINDOWS> m_aulBytes{};  // that it has
     std::bitset<WINDOWS> m_used;
     std::size_t m_uiLast = 0;
-    std::size_t m_uiNext = HEAD + 1; // the window whose turn it is
+    std::size_t m_uiNext = 0; // the window whose turn it is
     std::vector<std::array<unsigned char, WINDOW_BYTES>> m_bytes{WINDOWS};
 };
 

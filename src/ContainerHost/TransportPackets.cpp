@@ -67,7 +67,8 @@ std::span<const unsigned char> CTransportPackets::ahead() const
 
 std::size_t CTransportPackets::passPayload(TransportPacket& last)
 {
-    constexpr std::uint32_t SAME = 0xff3fff00; // but transport_error_indicator and payload_unit_start_indicator
+    // Sync byte, PID and priority; what else the two bytes beside them say has to be 0.
+    constexpr std::uint32_t SAME = 0xff3fff00;
     constexpr std::uint32_t PAYLOAD_ONLY = 0x10;
     const std::span<const unsigned char> ahead = this->ahead();
     const std::size_t uiMost = std::min(ahead.size() / m_uiPacketBytes, MAX_PASSED_PACKETS + 1);
@@ -145,15 +146,23 @@ void CTransportPackets::tellSkipped(std::uint64_t ulFrom, std::uint64_t ulTo)
 bool CTransportPackets::synchronise()
 {
     const std::uint64_t ulFrom = m_ulBufferOffset + m_uiPosition;
-    // Behind damage they go on as they were, but where files are joined they can be of another size.
+    // Behind damage they go on as they were. Where files are joined they can be of another size: then no packet of the
+    // old one begins before the next would have to.
+    const auto goesOnSoon = [&] {
+        for (std::size_t i = 1; i < m_uiPacketBytes && i < ahead().size(); ++i) {
+            if (ahead()[i] == TS_SYNC_BYTE && isSync(i, m_uiPacketBytes, SURE_AGAIN_PACKETS))
+                return true;
+        }
+        return false;
+    };
     const auto begins = [&](std::size_t uiPacket) {
-        if (m_uiPacketBytes == 0)
-            return isSync(0, uiPacket, TS_SURE_PACKETS);
         if (uiPacket == m_uiPacketBytes)
             return isSync(0, uiPacket, SURE_AGAIN_PACKETS);
-        return ahead().size() > TS_SURE_PACKETS * uiPacket && isSync(0, uiPacket, TS_SURE_PACKETS);
+        const bool bSure = isSync(0, uiPacket, TS_SURE_PACKETS);
+        const bool bWhole = ahead().size() > (TS_SURE_PACKETS - 1) * uiPacket; // not fewer at the end
+        return bSure && (m_uiPacketBytes == 0 || (bWhole && !goesOnSoon()));
     };
-    while (ensure(TS_SURE_PACKETS * LARGEST_PACKET + 1) || m_uiPosition < m_uiFilled) {
+    while (ensure(TS_SURE_PACKETS * LARGEST_PACKET) || m_uiPosition < m_uiFilled) {
         if (ahead()[0] == TS_SYNC_BYTE) {
             for (const std::size_t uiPacket : TS_PACKET_SIZES) {
                 if (!begins(uiPacket))

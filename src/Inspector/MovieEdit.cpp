@@ -314,6 +314,8 @@ std::string CMovieEdit::plan(const std::vector<ReplacedRecord>& records, CFilePa
     m_bKeepsSize = !bAtTheEnd && growIntoFreeSpace(patches);
     if (bAtTheEnd || m_bKeepsSize)
         return {};
+    if (std::ranges::count(m_top, fourCC("ftyp"), &BoxPlace::uiType) > 1)
+        return "moov would have to move, and another file is joined on, whose offsets count from its own beginning";
     const bool bFragments =
         std::ranges::any_of(m_top, [](const BoxPlace& box) { return box.uiType == fourCC("moof"); });
     return bFragments ? moveWhatFollows(patches) : moveToTheEnd(patches);
